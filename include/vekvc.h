@@ -1,0 +1,113 @@
+/* vekvc: bit-exact video-coding primitives (libvekvcn8.so.6.1).
+ *
+ * Every function is a leaf call on buffers the caller owns. The library
+ * holds no state, allocates nothing on a per-block path and is reentrant.
+ * A negative status is an error, zero is success, a positive status is a
+ * warning after which the result stands. Steps are in bytes unless a
+ * function says otherwise. */
+#ifndef VEKVC_H
+#define VEKVC_H
+
+#include <stdint.h>
+
+#if defined(VEKVC_BUILDING_LIBRARY) && defined(__GNUC__)
+#define VEKVC_API __attribute__((visibility("default")))
+#else
+#define VEKVC_API
+#endif
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* ---- Element types ---------------------------------------------------- */
+
+typedef uint8_t  Vek8u;   /* a sample; a byte of a bit stream */
+typedef int8_t   Vek8s;
+typedef uint16_t Vek16u;  /* a high-bit-depth sample; a small metric */
+typedef int16_t  Vek16s;  /* a coefficient or a residual */
+typedef uint32_t Vek32u;  /* a word of a bit stream; a large metric */
+typedef int32_t  Vek32s;  /* a high-bit-depth coefficient; a metric */
+
+typedef Vek32s VekStatus;
+
+/* ---- Status values ---------------------------------------------------- */
+
+enum {
+    vekStsOk                      = 0,
+    vekStsNoOperationWrn          = 1,
+    vekStsNeighbourFallbackWrn    = 11,
+    vekStsDoubleSizeWrn           = 35,
+    vekStsErr                     = -2,
+    vekStsBadArgErr               = -5,
+    vekStsSizeErr                 = -6,
+    vekStsNullPtrErr              = -8,
+    vekStsNoMemErr                = -9,
+    vekStsDivByZeroErr            = -10,
+    vekStsOutOfRangeErr           = -11,
+    vekStsStepErr                 = -14,
+    vekStsContextMismatchErr      = -17,
+    vekStsResizeModeErr           = -22,
+    vekStsResizeFactorErr         = -23,
+    vekStsMaskSizeErr             = -33,
+    vekStsVlcErr                  = -74,
+    vekStsNeighbourUnavailableErr = -117,
+    vekStsVlcCodeErr              = -191,
+    vekStsQpRangeErr              = -192,
+    vekStsBitOffsetErr            = -193
+};
+
+/* ---- Macroblock edge types (a set bit: that neighbour is cut off) ------ */
+
+enum {
+    VEKVC_LEFT_EDGE      = 1,
+    VEKVC_TOP_EDGE       = 4,
+    VEKVC_TOP_LEFT_EDGE  = 16,
+    VEKVC_TOP_RIGHT_EDGE = 32
+};
+
+/* ---- Records ---------------------------------------------------------- */
+
+typedef struct VekRoi {
+    Vek32s width;   /* in elements */
+    Vek32s height;  /* in rows */
+} VekRoi;
+
+typedef struct VekPoint {
+    Vek32s x;
+    Vek32s y;
+} VekPoint;
+
+typedef struct VekMotionVector {
+    Vek16s dx;
+    Vek16s dy;
+} VekMotionVector;
+
+typedef struct VekRect {
+    Vek32s x;
+    Vek32s y;
+    Vek32s width;
+    Vek32s height;
+} VekRect;
+
+typedef struct VekLibVersion {
+    Vek32s major;
+    Vek32s minor;
+    Vek32s majorBuild;
+    Vek32s build;
+    char targetCpu[4];
+    const char* Name;
+    const char* Version;
+    const char* BuildDate;
+} VekLibVersion;
+
+/* ---- Version ---------------------------------------------------------- */
+
+/* The library's one constant version record; the same pointer on every call. */
+VEKVC_API const VekLibVersion* vekvcGetLibVersion(void);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif /* VEKVC_H */
