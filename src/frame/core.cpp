@@ -2,7 +2,10 @@
 
 #include <unistd.h>
 
+#include <algorithm>
+#include <cstdio>
 #include <cstdlib>
+#include <cstring>
 
 #ifdef _OPENMP
 #include <omp.h>
@@ -18,21 +21,49 @@ void* vekMalloc(Vek32s len) {
 
 void vekFree(void* ptr) { std::free(ptr); }
 
+namespace {
+
+// Size in bytes of one cache as sysfs describes it ("32768K"), 0 if unreadable.
+long sysfs_cache_size(int index) {
+    char path[96];
+    std::snprintf(path, sizeof path, "/sys/devices/system/cpu/cpu0/cache/index%d/type", index);
+    std::FILE* f = std::fopen(path, "r");
+    if (!f) return 0;
+    char type[32] = {};
+    const bool typed = std::fscanf(f, "%31s", type) == 1;
+    std::fclose(f);
+    if (!typed || std::strcmp(type, "Instruction") == 0) return 0;
+    std::snprintf(path, sizeof path, "/sys/devices/system/cpu/cpu0/cache/index%d/size", index);
+    f = std::fopen(path, "r");
+    if (!f) return 0;
+    long size = 0;
+    char unit = 0;
+    const int n = std::fscanf(f, "%ld%c", &size, &unit);
+    std::fclose(f);
+    if (n < 1) return 0;
+    if (n == 2 && unit == 'K') size <<= 10;
+    if (n == 2 && unit == 'M') size <<= 20;
+    return size;
+}
+
+// The kernel's per-core view first: the C library's figures may add up the
+// caches of every package, which is not the size one fill can use.
+long largest_cache_size() {
+    long best = 0;
+    for (int i = 0; i < 16; ++i) best = std::max(best, sysfs_cache_size(i));
+    if (best > 0) return best;
+    for (int name : {_SC_LEVEL3_CACHE_SIZE, _SC_LEVEL2_CACHE_SIZE, _SC_LEVEL1_DCACHE_SIZE})
+        best = std::max(best, sysconf(name));
+    return best;
+}
+
+}  // namespace
+
 VekStatus vekGetMaxCacheSizeB(Vek32s* pSizeByte) {
     if (!pSizeByte) return vekStsNullPtrErr;
-    // The largest level the C library reports, searched from the outermost.
-    static const int kLevels[] = {
-#ifdef _SC_LEVEL4_CACHE_SIZE
-        _SC_LEVEL4_CACHE_SIZE,
-#endif
-        _SC_LEVEL3_CACHE_SIZE, _SC_LEVEL2_CACHE_SIZE, _SC_LEVEL1_DCACHE_SIZE};
-    long best = 0;
-    for (int name : kLevels) {
-        const long size = sysconf(name);
-        if (size > best) best = size;
-    }
-    if (best <= 0) return vekStsErr;
-    *pSizeByte = best > 0x7FFFFFFF ? 0x7FFFFFFF : static_cast<Vek32s>(best);
+    static const long size = largest_cache_size();
+    if (size <= 0) return vekStsErr;
+    *pSizeByte = size > 0x7FFFFFFF ? 0x7FFFFFFF : static_cast<Vek32s>(size);
     return vekStsOk;
 }
 
