@@ -106,6 +106,28 @@ typedef struct VekLibVersion {
 /* The library's one constant version record; the same pointer on every call. */
 VEKVC_API const VekLibVersion* vekvcGetLibVersion(void);
 
+/* ---- Variable-length code tables (32-bit word cursor) ------------------
+ * A word cursor is (*ppBitStream, *pOffset): the word holding the next bit,
+ * loaded in host order, and the index of that bit, 31 (first) down to 0.
+ * A reader may touch one word beyond the last bit it uses. */
+
+/* Builds a multi-level decoding table from a code list of (code, value) records.
+ * vekStsNullPtrErr for null arguments, vekStsNoMemErr when an allocation fails. */
+VEKVC_API VekStatus vekiHuffmanTableInitAlloc_32s(const Vek32s* pList, Vek32s** ppTable);
+/* As above, from (code, run, level) records: leaves hold run in bits 8-15, level in 16-31. */
+VEKVC_API VekStatus vekiHuffmanRunLevelTableInitAlloc_32s(const Vek32s* pList, Vek32s** ppTable);
+/* Releases a table built by either builder; vekStsNullPtrErr for null. */
+VEKVC_API VekStatus vekiHuffmanTableFree_32s(Vek32s* pTable);
+/* Decodes one code into *pDst. An invalid code stores 61681, leaves the cursor where the
+ * walk stopped and returns vekStsVlcErr. */
+VEKVC_API VekStatus vekiDecodeHuffmanOne_1u32s(Vek32u** ppBitStream, Vek32s* pOffset, Vek32s* pDst,
+                                               const Vek32s* pTable);
+/* Decodes one code into two values (bits 8-15 and 16-31 of its leaf). An invalid code
+ * restores the cursor, writes nothing and returns vekStsVlcErr. */
+VEKVC_API VekStatus vekiDecodeHuffmanPair_1u16s(Vek32u** ppBitStream, Vek32s* pOffset,
+                                                const Vek32s* pTable, Vek8u* pFirst,
+                                                Vek16s* pSecond);
+
 #ifdef __cplusplus
 }
 #endif
