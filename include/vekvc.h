@@ -106,6 +106,67 @@ typedef struct VekLibVersion {
 /* The library's one constant version record; the same pointer on every call. */
 VEKVC_API const VekLibVersion* vekvcGetLibVersion(void);
 
+/* ---- Block metrics -----------------------------------------------------
+ * mcType >> 2 selects the reference position: 0 FF (full sample), 1 FH
+ * (vertical half), 2 HF (horizontal half), 3 HH (one four-sample sum, one
+ * rounding); halves round up on a tie. FH reads one row more than the block,
+ * HF one column more, HH both. mcType is not checked. */
+
+/* SAD of a 16x16 block against the reference at mode mcType. */
+VEKVC_API VekStatus vekiSAD16x16_8u32s(const Vek8u* pSrc, Vek32s srcStep, const Vek8u* pRef,
+                                       Vek32s refStep, Vek32s* pSAD, Vek32s mcType);
+/* SAD of a 16x8 block against the reference at mode mcType. */
+VEKVC_API VekStatus vekiSAD16x8_8u32s_C1R(const Vek8u* pSrc, Vek32s srcStep, const Vek8u* pRef,
+                                          Vek32s refStep, Vek32s* pSAD, Vek32s mcType);
+/* SAD of an 8x8 block against the reference at mode mcType. */
+VEKVC_API VekStatus vekiSAD8x8_8u32s_C1R(const Vek8u* pSrc, Vek32s srcStep, const Vek8u* pRef,
+                                         Vek32s refStep, Vek32s* pSAD, Vek32s mcType);
+/* SADs of the even and odd bytes of 8 interleaved pairs by 8 rows, each plane on its own;
+ * steps below 1 give vekStsStepErr. */
+VEKVC_API VekStatus vekiSAD8x8_8u32s_C2R(const Vek8u* pSrc, Vek32s srcStep, const Vek8u* pRef,
+                                         Vek32s refStep, Vek32s* pSADFirst, Vek32s* pSADSecond,
+                                         Vek32s mcType);
+/* SAD of an 8x16 block, full-sample position. */
+VEKVC_API VekStatus vekiSAD8x16_8u32s_C1R(const Vek8u* pSrc, Vek32s srcStep, const Vek8u* pRef,
+                                          Vek32s refStep, Vek32s* pSAD);
+/* SAD of an 8x4 block, full-sample position. */
+VEKVC_API VekStatus vekiSAD8x4_8u32s_C1R(const Vek8u* pSrc, Vek32s srcStep, const Vek8u* pRef,
+                                         Vek32s refStep, Vek32s* pSAD);
+/* SAD of a 4x8 block, full-sample position. */
+VEKVC_API VekStatus vekiSAD4x8_8u32s_C1R(const Vek8u* pSrc, Vek32s srcStep, const Vek8u* pRef,
+                                         Vek32s refStep, Vek32s* pSAD);
+/* SAD of a 4x4 block, full-sample position. */
+VEKVC_API VekStatus vekiSAD4x4_8u32s(const Vek8u* pSrc, Vek32s srcStep, const Vek8u* pRef,
+                                     Vek32s refStep, Vek32s* pSAD);
+/* SAD of 16-bit samples (steps in bytes): half positions clip their sum at 65535 before the
+ * shift, and each |C - r| enters the total as a signed 16-bit number (defined to 15 bits). */
+VEKVC_API VekStatus vekiSAD16x16_16u32s_C1R(const Vek16u* pSrc, Vek32s srcStep, const Vek16u* pRef,
+                                            Vek32s refStep, Vek32s* pSAD, Vek32s mcType);
+VEKVC_API VekStatus vekiSAD8x8_16u32s_C1R(const Vek16u* pSrc, Vek32s srcStep, const Vek16u* pRef,
+                                          Vek32s refStep, Vek32s* pSAD, Vek32s mcType);
+VEKVC_API VekStatus vekiSAD4x4_16u32s_C1R(const Vek16u* pSrc, Vek32s srcStep, const Vek16u* pRef,
+                                          Vek32s refStep, Vek32s* pSAD, Vek32s mcType);
+/* SSD of an 8x8 block against the reference at mode mcType. */
+VEKVC_API VekStatus vekiSSD8x8_8u32s_C1R(const Vek8u* pSrc, Vek32s srcStep, const Vek8u* pRef,
+                                         Vek32s refStep, Vek32s* pSSD, Vek32s mcType);
+/* SSD of a 4x4 block against the reference at mode mcType. */
+VEKVC_API VekStatus vekiSSD4x4_8u32s_C1R(const Vek8u* pSrc, Vek32s srcStep, const Vek8u* pRef,
+                                         Vek32s refStep, Vek32s* pSSD, Vek32s mcType);
+/* The four 8x8 SADs of a 16x16 block: top-left, top-right, bottom-left, bottom-right. */
+VEKVC_API VekStatus vekiSAD16x16Blocks8x8_8u16u(const Vek8u* pSrc, Vek32s srcStep, const Vek8u* pRef,
+                                                Vek32s refStep, Vek16u* pDstSAD);
+/* The sixteen 4x4 SADs of a 16x16 block in raster order of the blocks (not coding order). */
+VEKVC_API VekStatus vekiSAD16x16Blocks4x4_8u16u(const Vek8u* pSrc, Vek32s srcStep, const Vek8u* pRef,
+                                                Vek32s refStep, Vek16u* pDstSAD);
+/* 16-bit forms of the per-block SADs: each difference wraps to 16 signed bits and its
+ * magnitude is added in 32 bits; steps in bytes, rows advance by step >> 1 elements. */
+VEKVC_API VekStatus vekiSAD16x16Blocks8x8_16u32u_C1R(const Vek16u* pSrc, Vek32s srcStep,
+                                                     const Vek16u* pRef, Vek32s refStep,
+                                                     Vek32u* pDstSAD);
+VEKVC_API VekStatus vekiSAD16x16Blocks4x4_16u32u_C1R(const Vek16u* pSrc, Vek32s srcStep,
+                                                     const Vek16u* pRef, Vek32s refStep,
+                                                     Vek32u* pDstSAD);
+
 /* ---- Variable-length code tables (32-bit word cursor) ------------------
  * A word cursor is (*ppBitStream, *pOffset): the word holding the next bit,
  * loaded in host order, and the index of that bit, 31 (first) down to 0.
