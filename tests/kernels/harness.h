@@ -19,9 +19,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <iomanip>
+#include <random>
 #include <sstream>
 #include <string>
 #include <string_view>
@@ -53,7 +55,7 @@ inline constexpr Level kLevelAvx2{"AVX2", kCpuSse41 | kCpuAvx2};
 inline constexpr Level kAllLevels[] = {kLevelC, kLevelSse41, kLevelAvx2};
 
 // The level whose table a level's table is built on (C for C itself).
-Level level_below(const Level& level);
+inline Level level_below(const Level& level) { return (level.flags & kCpuAvx2) ? kLevelSse41 : kLevelC; }
 
 // True when `slot` of the table at `level` is not the one of the level below,
 // i.e. the level overrides it and it must be compared with the reference.
@@ -62,7 +64,7 @@ bool changed_at(Fn* slot_at_level, Fn* slot_below) {
     return slot_at_level != slot_below;
 }
 
-std::ostream& operator<<(std::ostream& os, const Level& level);
+inline std::ostream& operator<<(std::ostream& os, const Level& level) { return os << level.name; }
 
 // Gtest parameter-name generator: the level's name.
 struct LevelName {
@@ -76,20 +78,24 @@ inline constexpr std::uint64_t kDefaultSeed = 0x5EED0F7E57ULL;
 // kDefaultSeed, or VEK_TEST_SEED (decimal or 0x hex) when set.
 std::uint64_t test_seed();
 
-// xoshiro256** seeded through splitmix64: fast, reproducible on every platform.
+// std::mt19937_64, whose sequence the C++ library fixes, and
+// plain modular reduction: a seed gives the same inputs on every platform.
 class Rng {
 public:
-    explicit Rng(std::uint64_t seed);
+    explicit Rng(std::uint64_t seed) : engine_(seed) {}
     // A stream of the run's seed, mixed with a label so each test draws its own.
     static Rng for_test(std::string_view label);
 
-    std::uint64_t next();
+    std::uint64_t next() { return engine_(); }
     // Uniform in [lo, hi].
-    std::int64_t uniform(std::int64_t lo, std::int64_t hi);
+    std::int64_t uniform(std::int64_t lo, std::int64_t hi) {
+        const auto range = static_cast<std::uint64_t>(hi - lo) + 1;
+        return lo + static_cast<std::int64_t>(range == 0 ? next() : next() % range);
+    }
     bool coin() { return (next() >> 63) != 0; }
 
 private:
-    std::uint64_t s_[4];
+    std::mt19937_64 engine_;
 };
 
 // ---- Input patterns ---------------------------------------------------------
@@ -103,7 +109,10 @@ enum class Pattern {
     kRandomExtremes,  // 0, max, max - 1, 1 and the sign boundaries of 16 bits, mixed with random values
 };
 
-const char* pattern_name(Pattern p);
+inline const char* pattern_name(Pattern p) {
+    constexpr const char* kNames[] = {"random", "zero", "max", "alternating", "alternating-inverse", "random-extremes"};
+    return kNames[static_cast<int>(p)];
+}
 
 // Pairs of (current, reference) patterns every differential test runs,
 // including the maximal differences (all max against all 0 and back).
@@ -135,17 +144,15 @@ public:
     static constexpr int kGuardBytes = 64;
     static constexpr std::uint8_t kSentinel = 0xA5;
 
-    GuardedPlane(int width, int height, int step, int misalign = 0)
-        : width_(width), height_(height), step_(step) {
-        const long row_bytes = static_cast<long>(width) * static_cast<long>(sizeof(T));
+    GuardedPlane(int width, int height, int step, int misalign = 0) : width_(width), height_(height), step_(step) {
+        const long row_bytes = width * static_cast<long>(sizeof(T));
         const long last = static_cast<long>(step) * (height - 1);
-        low_ = last < 0 ? last : 0;               // lowest byte offset of a row start
-        const long high = (last > 0 ? last : 0) + row_bytes;  // one past the highest byte
-        span_ = high - low_;
-        storage_.assign(static_cast<std::size_t>(span_ + 2 * kGuardBytes + 64 + misalign), kSentinel);
+        const long low = std::min(last, 0L);  // lowest byte offset of a row start
+        const long span = std::max(last, 0L) + row_bytes - low;
+        storage_.assign(static_cast<std::size_t>(span + 2 * kGuardBytes + 64 + misalign), kSentinel);
         const auto base = reinterpret_cast<std::uintptr_t>(storage_.data());
         const std::uintptr_t aligned = (base + kGuardBytes + 63) & ~std::uintptr_t{63};
-        origin_ = static_cast<long>(aligned - base) + misalign - low_;  // offset of element (0, 0)
+        origin_ = static_cast<long>(aligned - base) + misalign - low;  // offset of element (0, 0)
         footprint_.assign(storage_.size(), false);
         for (int y = 0; y < height; ++y)
             for (long b = 0; b < row_bytes; ++b) footprint_[static_cast<std::size_t>(byte_offset(0, y) + b)] = true;
@@ -174,54 +181,46 @@ public:
             for (int x = 0; x < width_; ++x) set(x, y, static_cast<T>(pattern_value(p, x, y, max_value, rng)));
     }
 
-    // True when no byte outside the block's rows has changed.
-    bool guard_intact() const { return first_damaged() < 0; }
-    // Offset (relative to element (0, 0)) of the first damaged guard byte, or -1.
+    // Offset (relative to element (0, 0)) of the first guard byte that changed, or -1.
     long first_damaged() const {
-        VEK_TEST_UNPOISON(storage_.data(), storage_.size());
-        long found = -1;
-        for (std::size_t i = 0; i < storage_.size() && found < 0; ++i)
-            if (!footprint_[i] && storage_[i] != kSentinel) found = static_cast<long>(i) - origin_;
-        poison_guard();
-        return found;
+        return unpoisoned([&] {
+            for (std::size_t i = 0; i < storage_.size(); ++i)
+                if (!footprint_[i] && storage_[i] != kSentinel) return static_cast<long>(i) - origin_;
+            return -1L;
+        });
     }
+    bool guard_intact() const { return first_damaged() < 0; }
 
     // All bytes, for detecting changes of an input.
-    std::vector<std::uint8_t> snapshot() const {
-        VEK_TEST_UNPOISON(storage_.data(), storage_.size());
-        std::vector<std::uint8_t> copy = storage_;
-        poison_guard();
-        return copy;
-    }
+    std::vector<std::uint8_t> snapshot() const { return unpoisoned([&] { return storage_; }); }
     bool unchanged_since(const std::vector<std::uint8_t>& snap) const {
-        VEK_TEST_UNPOISON(storage_.data(), storage_.size());
-        const bool same = snap == storage_;
-        poison_guard();
-        return same;
+        return unpoisoned([&] { return snap == storage_; });
     }
 
 private:
+    // f() with every byte readable; afterwards the guard is poisoned again.
+    template <class F>
+    auto unpoisoned(F f) const {
+        VEK_TEST_UNPOISON(storage_.data(), storage_.size());
+        auto result = f();
+        poison_guard();
+        return result;
+    }
     // Poisons every run of bytes that no row covers.
     void poison_guard() const {
-        std::size_t i = 0;
-        while (i < storage_.size()) {
-            if (footprint_[i]) {
-                ++i;
-                continue;
-            }
+        for (std::size_t i = 0; i < storage_.size(); ++i) {
             std::size_t end = i;
             while (end < storage_.size() && !footprint_[end]) ++end;
-            VEK_TEST_POISON(storage_.data() + i, end - i);
+            if (end > i) VEK_TEST_POISON(storage_.data() + i, end - i);
             i = end;
         }
     }
-
     long byte_offset(int x, int y) const {
         return origin_ + static_cast<long>(step_) * y + static_cast<long>(x) * static_cast<long>(sizeof(T));
     }
 
     int width_, height_, step_;
-    long low_ = 0, span_ = 0, origin_ = 0;
+    long origin_ = 0;
     std::vector<std::uint8_t> storage_;
     std::vector<bool> footprint_;
 };
@@ -233,7 +232,9 @@ struct Layout {
     int misalign;  // bytes past a 64-byte boundary
 };
 
-std::ostream& operator<<(std::ostream& os, const Layout& layout);
+inline std::ostream& operator<<(std::ostream& os, const Layout& l) {
+    return os << "step " << l.step << ", misalign " << l.misalign;
+}
 
 // Steps and misalignments for rows of `row_bytes`: the tight step, odd steps,
 // 16- and 64-byte multiples, a large one, and with `nonpositive` also zero and
@@ -249,18 +250,13 @@ template <class T>
 std::string side_by_side(const T* expected, const T* actual, int width, int height,
                          std::string_view left = "expected", std::string_view right = "actual") {
     std::ostringstream os;
-    const int cell = 7;
-    os << std::left << std::setw(width * (cell + 1) + 3) << left << right << "\n";
-    for (int y = 0; y < height; ++y) {
+    os << std::left << std::setw(width * 8 + 3) << left << right << "\n" << std::right;
+    for (int y = 0; y < height; ++y)
         for (int pass = 0; pass < 2; ++pass) {
-            const T* grid = pass == 0 ? expected : actual;
-            for (int x = 0; x < width; ++x) {
-                const int i = y * width + x;
-                os << std::right << std::setw(cell) << +grid[i] << (expected[i] != actual[i] ? '*' : ' ');
-            }
-            os << (pass == 0 ? " | " : "\n");
+            for (int i = y * width; i < (y + 1) * width; ++i)
+                os << std::setw(7) << +(pass ? actual : expected)[i] << (expected[i] != actual[i] ? '*' : ' ');
+            os << (pass ? "\n" : " | ");
         }
-    }
     return os.str();
 }
 

@@ -5,22 +5,17 @@
 #include <cstdio>
 #include <string>
 
-#include "frame/cpu.h"
 #include "harness.h"
 
 int main(int argc, char** argv) {
     ::testing::InitGoogleTest(&argc, argv);
     const vek::CpuFlags have = vek::cpu_flags();
     std::string missing;
-    for (const auto& level : vek::test::kAllLevels) {
-        if ((have & level.flags) == level.flags) continue;
-        if (!missing.empty()) missing.append(":");
-        missing.append(level.name).append("/*");
-    }
+    for (const auto& level : vek::test::kAllLevels)
+        if ((have & level.flags) != level.flags) missing += std::string(missing.empty() ? "" : ":") + level.name + "/*";
     if (!missing.empty()) {
-        std::string filter = ::testing::GTEST_FLAG(filter);
+        std::string& filter = ::testing::GTEST_FLAG(filter);
         filter.append(filter.find('-') == std::string::npos ? "-" : ":").append(missing);
-        ::testing::GTEST_FLAG(filter) = filter;
     }
     std::printf("vek kernel tests: seed 0x%llx (set VEK_TEST_SEED to override), highest level %s%s%s\n",
                 static_cast<unsigned long long>(vek::test::test_seed()), vek::cpu_level_name(have),

@@ -1,53 +1,57 @@
-// A region of bytes inside a frame of sentinels: any write outside the region
-// (before, after, or in the gap between width and step) is detected.
+// Shared by the tests of the internal helpers: a region of bytes inside a
+// frame of sentinels, so that any write outside the region (before, after, or
+// in the gap between width and step) shows, and the check of a refused call.
 #pragma once
 
+#include <gtest/gtest.h>
+
+#include <algorithm>
 #include <cstddef>
+#include <random>
 #include <vector>
 
-#include "vekvc.h"
+#include "util/util.h"
 
 namespace vek::util_test {
 
 inline constexpr Vek8u kSentinel = 0xA5;
+inline const Vek8u kZeros[256] = {};  // a valid source for calls that must fail
 
+// Built as GuardedRegion dst(width, height, step[, guard bytes on each side]).
 struct GuardedRegion {
-    Vek32s width, height, step, pad;
-    std::vector<Vek8u> mem;
-
-    GuardedRegion(Vek32s w, Vek32s h, Vek32s s, Vek32s guard = 64)
-        : width(w),
-          height(h),
-          step(s),
-          pad(guard),
-          mem(static_cast<std::size_t>(2 * guard) + static_cast<std::size_t>(h) * s, kSentinel) {}
+    Vek32s width, height, step, pad = 64;
+    std::vector<Vek8u> mem = std::vector<Vek8u>(2 * pad + std::size_t(height) * step, kSentinel);
 
     Vek8u* data() { return mem.data() + pad; }
-    Vek8u& at(Vek32s x, Vek32s y) { return data()[static_cast<std::size_t>(y) * step + x]; }
+    Vek8u& at(Vek32s x, Vek32s y) { return data()[std::size_t(y) * step + x]; }
 
-    // True when every byte outside the region still holds the sentinel.
-    bool outside_intact() const {
-        for (std::size_t i = 0; i < mem.size(); ++i) {
-            const std::ptrdiff_t off = static_cast<std::ptrdiff_t>(i) - pad;
-            const bool inside = off >= 0 && off / step < height && off % step < width;
-            if (!inside && mem[i] != kSentinel) return false;
-        }
-        return true;
-    }
-    bool inside_equals(Vek8u value) {
-        for (Vek32s y = 0; y < height; ++y) {
-            for (Vek32s x = 0; x < width; ++x) {
-                if (at(x, y) != value) return false;
+    // Every byte outside still holds the sentinel and, given `want`, each byte
+    // inside equals want[y * wantStep + x] (wantStep 0: want[0] everywhere).
+    ::testing::AssertionResult intact(const Vek8u* want = nullptr, Vek32s wantStep = 0) const {
+        for (std::ptrdiff_t off = -pad; off < std::ptrdiff_t(mem.size()) - pad; ++off) {
+            const std::ptrdiff_t y = off / step, x = off % step, got = mem[off + pad];
+            if (off >= 0 && y < height && x < width) {
+                const int w = want ? want[wantStep ? y * wantStep + x : 0] : got;
+                if (got != w)
+                    return ::testing::AssertionFailure()
+                           << "at " << x << "," << y << ": " << got << " != " << w;
+            } else if (got != kSentinel) {
+                return ::testing::AssertionFailure() << "write outside, at offset " << off;
             }
         }
-        return true;
+        return ::testing::AssertionSuccess();
     }
-    bool untouched() const {
-        for (Vek8u b : mem) {
-            if (b != kSentinel) return false;
-        }
-        return true;
-    }
+    ::testing::AssertionResult untouched() const { return intact(&kSentinel); }
 };
 
 }  // namespace vek::util_test
+
+// A call that must fail with `expected` and write nothing into the 16x8 region
+// at `d`, which the call may use as its destination.
+#define EXPECT_REFUSAL(expected, ...)                    \
+    do {                                                 \
+        vek::util_test::GuardedRegion region(16, 8, 16); \
+        [[maybe_unused]] Vek8u* d = region.data();       \
+        EXPECT_EQ((__VA_ARGS__), expected);              \
+        EXPECT_TRUE(region.untouched()) << #__VA_ARGS__; \
+    } while (0)
