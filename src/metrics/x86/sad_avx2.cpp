@@ -1,5 +1,6 @@
 // AVX2 kernels of 8-bit SAD: two 16-byte rows or four 8-byte rows per
 // register; the 4-wide shapes keep the 128-bit forms (VEX-encoded here).
+// Kernels start on 64-byte boundaries, as in sad_128.h.
 #include "metrics/kernels.h"
 #include "metrics/x86/sad_128.h"
 
@@ -13,6 +14,7 @@ inline Vek32s sad_total_256(__m256i acc) { return sad_total(fold_lanes(acc)); }
 // register of rows y + 1 | y + 1 + H/2 is the next iteration's: FH and HH
 // compute each reference row pair (and its byte averages) once.
 template <int H, HalfPelMode M>
+[[gnu::aligned(64)]]
 Vek32s sad16xh_avx2(const Vek8u* src, Vek32s srcStep, const Vek8u* ref, Vek32s refStep) {
     constexpr int kHalf = H / 2;
     const std::ptrdiff_t src_half = static_cast<std::ptrdiff_t>(srcStep) * kHalf;
@@ -60,6 +62,7 @@ Vek32s sad16xh_avx2(const Vek8u* src, Vek32s srcStep, const Vek8u* ref, Vek32s r
 
 // 8 x H, four rows per register.
 template <int H, HalfPelMode M>
+[[gnu::aligned(64)]]
 Vek32s sad8xh_avx2(const Vek8u* src, Vek32s srcStep, const Vek8u* ref, Vek32s refStep) {
     const auto load = [refStep](const Vek8u* p) { return load8x4(p, refStep); };
     __m256i acc = _mm256_setzero_si256();
@@ -72,6 +75,7 @@ Vek32s sad8xh_avx2(const Vek8u* src, Vek32s srcStep, const Vek8u* ref, Vek32s re
 }
 
 template <HalfPelMode M>
+[[gnu::aligned(64)]]
 void sad8x8_pair_avx2(const Vek8u* src, Vek32s srcStep, const Vek8u* ref, Vek32s refStep, Vek32s* first,
                       Vek32s* second) {
     const auto load = [refStep](const Vek8u* p) { return load16x2(p, refStep); };
@@ -93,6 +97,7 @@ void sad8x8_pair_avx2(const Vek8u* src, Vek32s srcStep, const Vek8u* ref, Vek32s
 
 // Row y in the low lane, row y + 8 in the high lane: the lanes' 64-bit sums
 // are TL, TR | BL, BR.
+[[gnu::aligned(64)]]
 void sad16x16_blocks8x8_avx2(const Vek8u* src, Vek32s srcStep, const Vek8u* ref, Vek32s refStep,
                              Vek16u* sads) {
     const std::ptrdiff_t src8 = static_cast<std::ptrdiff_t>(srcStep) * 8;
@@ -128,6 +133,7 @@ inline void sad_blocks4x4_rows_avx2(const Vek8u* src, Vek32s srcStep, const Vek8
     }
 }
 
+[[gnu::aligned(64)]]
 void sad16x16_blocks4x4_avx2(const Vek8u* src, Vek32s srcStep, const Vek8u* ref, Vek32s refStep,
                              Vek16u* sads) {
     __m256i left_a, right_a, left_b, right_b;

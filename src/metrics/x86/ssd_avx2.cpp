@@ -1,5 +1,6 @@
 // AVX2 kernels of 8-bit SSD: two 8-byte rows widened to one register of
-// 16-bit differences, pmaddwd of each with itself.
+// 16-bit differences, pmaddwd of each with itself. Kernels start on 64-byte
+// boundaries, as in sad_128.h.
 #include "metrics/kernels.h"
 #include "metrics/x86/sad_128.h"
 
@@ -13,6 +14,7 @@ inline __m256i ssd_16_avx2(__m128i c, __m128i r) {
 }
 
 template <HalfPelMode M>
+[[gnu::aligned(64)]]
 Vek32s ssd8x8_avx2_t(const Vek8u* src, Vek32s srcStep, const Vek8u* ref, Vek32s refStep) {
     const auto load = [refStep](const Vek8u* p) { return load8x2(p, refStep); };
     __m256i acc = _mm256_setzero_si256();
@@ -25,6 +27,7 @@ Vek32s ssd8x8_avx2_t(const Vek8u* src, Vek32s srcStep, const Vek8u* ref, Vek32s 
 }
 
 template <HalfPelMode M>
+[[gnu::aligned(64)]]
 Vek32s ssd4x4_avx2_t(const Vek8u* src, Vek32s srcStep, const Vek8u* ref, Vek32s refStep) {
     const auto load = [refStep](const Vek8u* p) { return load4x4(p, refStep); };
     const __m128i r = half_pel<M, 1>(load, ref, refStep);
