@@ -2,6 +2,7 @@
 #include <cassert>
 #include <cstdlib>
 
+#include "frame/dispatch.h"
 #include "metrics/half_pel.h"
 #include "metrics/kernels.h"
 #include "vekvc.h"
@@ -100,16 +101,8 @@ SadTable make_sad_table(CpuFlags flags) {
     t.sad4x4 = sad4x4_c;
     t.sad16x16_blocks8x8 = sad16x16_blocks8x8_c;
     t.sad16x16_blocks4x4 = sad16x16_blocks4x4_c;
+    if constexpr (kSimdBuilt) apply_simd_levels(t, flags, init_sad_table_sse41, init_sad_table_avx2);
     assert_complete(t);
-#if VEK_SIMD
-    if (!(flags & kCpuSse41)) return t;
-    init_sad_table_sse41(t);
-    if (!(flags & kCpuAvx2)) return t;
-    init_sad_table_avx2(t);
-    assert_complete(t);
-#else
-    (void)flags;
-#endif
     return t;
 }
 

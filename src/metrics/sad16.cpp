@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <cstring>
 
+#include "frame/dispatch.h"
 #include "metrics/half_pel.h"
 #include "metrics/kernels.h"
 #include "vekvc.h"
@@ -113,16 +114,8 @@ Sad16Table make_sad16_table(CpuFlags flags) {
     t.sad4x4 = {sad4x4_16u_c, sad4x4_16u_fh_c, sad4x4_16u_hf_c, sad4x4_16u_hh_c};
     t.sad16x16_blocks8x8 = sad16x16_blocks8x8_16u_c;
     t.sad16x16_blocks4x4 = sad16x16_blocks4x4_16u_c;
+    if constexpr (kSimdBuilt) apply_simd_levels(t, flags, init_sad16_table_sse41, init_sad16_table_avx2);
     assert_complete(t);
-#if VEK_SIMD
-    if (!(flags & kCpuSse41)) return t;
-    init_sad16_table_sse41(t);
-    if (!(flags & kCpuAvx2)) return t;
-    init_sad16_table_avx2(t);
-    assert_complete(t);
-#else
-    (void)flags;
-#endif
     return t;
 }
 

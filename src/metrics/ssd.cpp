@@ -1,6 +1,7 @@
 // SSD of 8-bit blocks: reference kernels, their table and the exported shells.
 #include <cassert>
 
+#include "frame/dispatch.h"
 #include "metrics/half_pel.h"
 #include "metrics/kernels.h"
 #include "vekvc.h"
@@ -47,16 +48,8 @@ SsdTable make_ssd_table(CpuFlags flags) {
     SsdTable t{};
     t.ssd8x8 = {ssd8x8_c, ssd8x8_fh_c, ssd8x8_hf_c, ssd8x8_hh_c};
     t.ssd4x4 = {ssd4x4_c, ssd4x4_fh_c, ssd4x4_hf_c, ssd4x4_hh_c};
+    if constexpr (kSimdBuilt) apply_simd_levels(t, flags, init_ssd_table_sse41, init_ssd_table_avx2);
     assert_complete(t);
-#if VEK_SIMD
-    if (!(flags & kCpuSse41)) return t;
-    init_ssd_table_sse41(t);
-    if (!(flags & kCpuAvx2)) return t;
-    init_ssd_table_avx2(t);
-    assert_complete(t);
-#else
-    (void)flags;
-#endif
     return t;
 }
 

@@ -1,11 +1,11 @@
 // Fill helpers: region fill with a cache-bypassing path for regions beyond the
 // largest cache, and the one-dimensional fill and clear.
-#include <cassert>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
 
 #include "frame/core.h"
+#include "frame/dispatch.h"
 #include "util/util.h"
 
 namespace vek::util {
@@ -19,13 +19,9 @@ SetTable make_set_table(CpuFlags flags) {
     // Without vector stores the streaming slot falls back to ordinary ones.
     table.fill[kFillCached] = fill_8u_c;
     table.fill[kFillStream] = fill_8u_c;
-#if VEK_SIMD
-    if (!(flags & kCpuSse41)) return table;
-    init_set_table_sse41(table);
-    assert(table.fill[kFillCached] && table.fill[kFillStream]);
-#else
-    (void)flags;
-#endif
+    if constexpr (kSimdBuilt) {
+        if (flags & kCpuSse41) init_set_table_sse41(table);
+    }
     return table;
 }
 
