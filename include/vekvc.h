@@ -189,6 +189,42 @@ VEKVC_API VekStatus vekiDecodeHuffmanPair_1u16s(Vek32u** ppBitStream, Vek32s* pO
                                                 const Vek32s* pTable, Vek8u* pFirst,
                                                 Vek16s* pSecond);
 
+/* ---- H.264 CAVLC coefficient decoding ---------------------------------- */
+
+/* ---- H.264 residual dequantisation and inverse transforms -------------- */
+
+/* ---- H.264 intra prediction -------------------------------------------- */
+
+/* ---- H.264 macroblock reconstruction ----------------------------------- */
+
+/* ---- H.264 High macroblock reconstruction ------------------------------ */
+
+/* ---- H.264 forward transform, quantisation and CAVLC encoding ---------- */
+
+/* ---- H.264 reference reading through picture boundaries and luma interpolation --- */
+
+/* ---- H.264 chroma interpolation ---------------------------------------- */
+
+/* ---- H.264 weighted prediction and block averaging --------------------- */
+
+/* ---- H.264 deblocking -------------------------------------------------- */
+
+/* ---- MPEG-1/2 block reconstruction ------------------------------------- */
+
+/* ---- MPEG-4 coefficient decoding --------------------------------------- */
+
+/* ---- MPEG-4 global motion and sprite warping --------------------------- */
+
+/* ---- H.263 filters, PB prediction and resampling ----------------------- */
+
+/* ---- VC-1 -------------------------------------------------------------- */
+
+/* ---- AVS --------------------------------------------------------------- */
+
+/* ---- DV ---------------------------------------------------------------- */
+
+/* ---- Deinterlacing ----------------------------------------------------- */
+
 #ifdef __cplusplus
 }
 #endif
