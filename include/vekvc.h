@@ -224,6 +224,63 @@ VEKVC_API VekStatus vekiDecodeHuffmanPair_1u16s(Vek32u** ppBitStream, Vek32s* pO
 /* ---- DV ---------------------------------------------------------------- */
 
 /* ---- Deinterlacing ----------------------------------------------------- */
+/* Planes of 8-bit samples. One row parity is kept, the other is computed; the
+ * functions read the rows above and below the computed rows, so a caller who
+ * asks for rows at the picture's border must give rows there. */
+
+/* State of the motion-weighted blend: pTable holds 512 entries, entry m the
+ * weight (0..256) of the spatial value at motion m, entry 256 + m its
+ * complement. slope and offset are in 1/256 steps. */
+typedef struct DeinterlaceBlendState {
+    Vek16u* pTable;
+    Vek32s slope;       /* weight per motion step */
+    Vek32s offset;      /* weight at motion 0 */
+    Vek32s upperLimit;  /* motion from which the weight is 256; -1: every motion */
+    Vek32s lowerLimit;  /* motion up to which the weight is 0; 256: every motion */
+} DeinterlaceBlendState;
+
+/* Builds the blend state from two motion levels and the weights at them (1.0 =
+ * spatial only). Sorts both pairs in place and limits the weights to -32768..32767.
+ * NullPtr, SizeErr below 3x3, NoMemErr; a failed table leaves the record in *ppState. */
+VEKVC_API VekStatus vekiDeinterlaceBlendInitAlloc_8u_C1(VekRoi roi, Vek32s pThreshold[2],
+                                                        double pConstant[2],
+                                                        DeinterlaceBlendState** ppState);
+/* Frees the table, then the record. */
+VEKVC_API VekStatus vekiDeinterlaceBlendFree_8u_C1(DeinterlaceBlendState* pState);
+/* Three frames (previous, current, next): the current frame's odd rows are kept for
+ * topField non-zero, its even rows for 0; the others blend an edge-directed and a median
+ * value by motion, measured against the previous frame if firstField == topField. */
+VEKVC_API VekStatus vekiDeinterlaceBlend_8u_C1(const Vek8u* const pSrc[3], Vek32s srcStep,
+                                               Vek8u* pDst, Vek32s dstStep, VekRoi roi,
+                                               Vek32s firstField, Vek32s topField,
+                                               Vek32s copyField, DeinterlaceBlendState* pState);
+/* Edge-directed interpolation of every row from the source rows around it; steps
+ * are taken as given (double them to work on one field). fieldNum 0 or 1. */
+VEKVC_API VekStatus vekiDeinterlaceEdgeDetect_8u_C1R(const Vek8u* pSrc, Vek32s srcStep,
+                                                     Vek8u* pDst, Vek32s dstStep, VekRoi roi,
+                                                     Vek32s fieldNum, Vek32s copyBorder);
+/* Vertical median of three where it differs from the sample by threshold (0..255; whole
+ * 16-sample runs compare its low byte) or more. fieldNum 1 computes the odd rows, 0 the
+ * even rows; a kept odd field lands at pDst + srcStep and border rows copy srcStep
+ * bytes: use equal steps. */
+VEKVC_API VekStatus vekiDeinterlaceMedianThreshold_8u_C1R(const Vek8u* pSrc, Vek32s srcStep,
+                                                          Vek8u* pDst, Vek32s dstStep,
+                                                          VekRoi roi, Vek32s threshold,
+                                                          Vek32s fieldNum, Vek32s copyBorder);
+/* Four successive frames: rows of parity topField (0 or 1) are kept; a computed sample is
+ * the neighbouring field's, or the average of the kept samples above and below where it
+ * lies beyond both by more than 6 (moving) or 30 (still, with artifactProtection). */
+VEKVC_API VekStatus vekiDeinterlaceMotionAdaptive_8u_C1(const Vek8u* const pSrc[4], Vek32s srcStep,
+                                                        Vek8u* pDst, Vek32s dstStep, VekRoi roi,
+                                                        Vek32s threshold, Vek32s firstField,
+                                                        Vek32s topField, Vek32s copyField,
+                                                        Vek32s artifactProtection);
+/* Vertical [s c s] / 256 filter, c = min(centerWeight, 256), s = (256 - c) >> 1. layout 1
+ * first stripe, 4 inner stripe, 16 last stripe (4 and 16 read row -2 and write row -1),
+ * anything else the whole picture. */
+VEKVC_API VekStatus vekiDeinterlaceFilterTriangle_8u_C1R(const Vek8u* pSrc, Vek32s srcStep,
+                                                         Vek8u* pDst, Vek32s dstStep, VekRoi roi,
+                                                         Vek32u centerWeight, Vek32s layout);
 
 #ifdef __cplusplus
 }
