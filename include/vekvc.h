@@ -210,8 +210,110 @@ VEKVC_API VekStatus vekiDecodeHuffmanPair_1u16s(Vek32u** ppBitStream, Vek32s* pO
 /* ---- H.264 deblocking -------------------------------------------------- */
 
 /* ---- MPEG-1/2 block reconstruction ------------------------------------- */
+/* One 8x8 block per call from the word cursor: run-level codes through tables built by
+ * vekiHuffmanRunLevelTableInitAlloc_32s (run 254 ends the block, run 255 is the escape),
+ * placed at pDstBlock[pScan[i] & 63] and inverse quantised with pQPMatrix (raster order).
+ * *pDstSize is the scan position of the last coefficient. A position beyond 63 or a bad
+ * DC size code gives vekStsVlcErr, the partial block stays and the cursor is not moved.
+ * MPEG-2: ((2L + sign L) W QP) / 32 (intra 2L W QP / 32), toward zero, stored with 16-bit
+ * wrap, then mismatch control on entry 63. MPEG-1: the same over 16, made odd toward zero,
+ * clipped to -2048..2047. QP and the scan's entries are not checked. */
+
+/* Non-intra block; a first code '1s' is run 0, level +-1, others use pFirstTable.
+ * pQPMatrix may be null here only (flat 16); *pDstSize is at least 1. */
+VEKVC_API VekStatus vekiReconstructDCTBlock_MPEG2_32s(Vek32u** ppBitStream, Vek32s* pOffset,
+                                                      const Vek32s* pFirstTable,
+                                                      const Vek32s* pACTable, const Vek32s* pScan,
+                                                      Vek32s QP, const Vek16s* pQPMatrix,
+                                                      Vek16s* pDstBlock, Vek32s* pDstSize);
+VEKVC_API VekStatus vekiReconstructDCTBlock_MPEG1_32s(Vek32u** ppBitStream, Vek32s* pOffset,
+                                                      const Vek32s* pFirstTable,
+                                                      const Vek32s* pACTable, const Vek32s* pScan,
+                                                      Vek32s QP, const Vek16s* pQPMatrix,
+                                                      Vek16s* pDstBlock, Vek32s* pDstSize);
+/* Intra block: DC size by pDCSizeTable, then the difference. MPEG-2 keeps *pDCPred unscaled
+ * and stores it << shiftDC; MPEG-1 adds 8 times the difference to *pDCPred and stores that. */
+VEKVC_API VekStatus vekiReconstructDCTBlockIntra_MPEG2_32s(
+    Vek32u** ppBitStream, Vek32s* pOffset, const Vek32s* pDCSizeTable, const Vek32s* pACTable,
+    const Vek32s* pScan, Vek32s QP, const Vek16s* pQPMatrix, Vek16s* pDCPred, Vek32s shiftDC,
+    Vek16s* pDstBlock, Vek32s* pDstSize);
+VEKVC_API VekStatus vekiReconstructDCTBlockIntra_MPEG1_32s(
+    Vek32u** ppBitStream, Vek32s* pOffset, const Vek32s* pDCSizeTable, const Vek32s* pACTable,
+    const Vek32s* pScan, Vek32s QP, const Vek16s* pQPMatrix, Vek16s* pDCPred, Vek16s* pDstBlock,
+    Vek32s* pDstSize);
 
 /* ---- MPEG-4 coefficient decoding --------------------------------------- */
+/* Inverse quantisation records, in caller memory of the size GetSize reports (any
+ * alignment). Init writes a tag that each use checks (vekStsContextMismatchErr), the bit
+ * depth (4..12, else vekStsOutOfRangeErr) and an optional 64-entry weight matrix by block
+ * index (raster order); null selects the plain QP method. */
+typedef struct VekQuantInvInterSpec_MPEG4 VekQuantInvInterSpec_MPEG4;
+typedef struct VekQuantInvIntraSpec_MPEG4 VekQuantInvIntraSpec_MPEG4;
+
+VEKVC_API VekStatus vekiQuantInvInterGetSize_MPEG4(Vek32s* pSpecSize);
+VEKVC_API VekStatus vekiQuantInvInterInit_MPEG4(const Vek8u* pQuantMatrix,
+                                                VekQuantInvInterSpec_MPEG4* pSpec,
+                                                Vek32s bitsPerPixel);
+VEKVC_API VekStatus vekiQuantInvIntraGetSize_MPEG4(Vek32s* pSpecSize);
+VEKVC_API VekStatus vekiQuantInvIntraInit_MPEG4(const Vek8u* pQuantMatrix,
+                                                VekQuantInvIntraSpec_MPEG4* pSpec,
+                                                Vek32s bitsPerPixel);
+/* In place on block indices 0..indxLastNonZero (the rest must be 0). Matrix method:
+ * ((2L + sign L) W QP) / 16 toward zero, then mismatch control on entry 63; plain method:
+ * (2|L| + 1) QP, less 1 for even QP, signed, 0 kept. Saturated to -2^(b+3)..2^(b+3)-1.
+ * Checks: pointers, tag, QP in 1..2^(b-3)-1 (vekStsQpRangeErr), index in 0..63
+ * (vekStsOutOfRangeErr). */
+VEKVC_API VekStatus vekiQuantInvInter_MPEG4_16s_C1I(Vek16s* pCoeffs, Vek32s indxLastNonZero,
+                                                    const VekQuantInvInterSpec_MPEG4* pSpec,
+                                                    Vek32s QP);
+/* As the inter form with 2 L W QP / 16 for the matrix method; the DC (entry 0) is multiplied
+ * by the DC scaler of QP, of luminance for blockType 0 and chrominance otherwise. */
+VEKVC_API VekStatus vekiQuantInvIntra_MPEG4_16s_C1I(Vek16s* pCoeffs, Vek32s indxLastNonZero,
+                                                    const VekQuantInvIntraSpec_MPEG4* pSpec,
+                                                    Vek32s QP, Vek32s blockType);
+
+/* Decoders of one 8x8 block from the byte cursor (*ppBitStream, *pBitOffset 0..7, most
+ * significant bit first). They load four bytes at a time, forward from the byte of the
+ * current bit or backward ending at it: keep 3 readable bytes after the stream and, for
+ * backward reading, before it. Checks: pointers (*ppBitStream too), then
+ * the offset (vekStsBitOffsetErr). A bad code gives vekStsVlcCodeErr with the cursor as on
+ * entry, the coefficients so far kept and *pIndxLastNonZero at the position reached.
+ * Otherwise *pIndxLastNonZero is the scan position of the last coefficient. */
+
+/* Intra coefficients, B-16 codes with three escapes (rvlcFlag 0) or reversible codes read
+ * forward. scan: 0 zigzag, 1 alternate vertical, 2 alternate horizontal, other natural
+ * order. noDCFlag keeps pCoef[0] and starts after it. */
+VEKVC_API VekStatus vekiDecodeCoeffsIntra_MPEG4_1u16s(Vek8u** ppBitStream, Vek32s* pBitOffset,
+                                                      Vek16s* pCoef, Vek32s* pIndxLastNonZero,
+                                                      Vek32s rvlcFlag, Vek32s noDCFlag,
+                                                      Vek32s scan);
+/* Inter coefficients, B-17 codes or reversible codes read forward. scan: 0 zigzag,
+ * 1 alternate vertical, other natural order. */
+VEKVC_API VekStatus vekiDecodeCoeffsInter_MPEG4_1u16s(Vek8u** ppBitStream, Vek32s* pBitOffset,
+                                                      Vek16s* pCoef, Vek32s* pIndxLastNonZero,
+                                                      Vek32s rvlcFlag, Vek32s scan);
+/* Reversible codes read backward: the cursor names the block's last bit (the sign of its
+ * final code) and ends on the last bit of the block before. Coefficients stay in scan
+ * order. A run overshooting the start at the final step is not caught: the index then
+ * exceeds 63. */
+VEKVC_API VekStatus vekiDecodeCoeffsIntraRVLCBack_MPEG4_1u16s(Vek8u** ppBitStream,
+                                                              Vek32s* pBitOffset, Vek16s* pCoef,
+                                                              Vek32s* pIndxLastNonZero,
+                                                              Vek32s noDCFlag);
+VEKVC_API VekStatus vekiDecodeCoeffsInterRVLCBack_MPEG4_1u16s(Vek8u** ppBitStream,
+                                                              Vek32s* pBitOffset, Vek16s* pCoef,
+                                                              Vek32s* pIndxLastNonZero);
+/* Inter decoding with dequantisation. scan: 1 alternate vertical, other zigzag. B-17 codes:
+ * the record (null, tag, QP) is checked first, each level is dequantised as it is stored
+ * (a type-3 level of 0 counts as positive) and a matrix adds mismatch control. Reversible
+ * codes: decoded, then vekiQuantInvInter_MPEG4_16s_C1I on the whole block, its status returned. */
+VEKVC_API VekStatus vekiReconstructCoeffsInter_MPEG4_1u16s(
+    Vek8u** ppBitStream, Vek32s* pBitOffset, Vek16s* pCoef, Vek32s* pIndxLastNonZero,
+    Vek32s rvlcFlag, Vek32s scan, const VekQuantInvInterSpec_MPEG4* pQuantInvInterSpec, Vek32s QP);
+/* Intra DC differential: size code of luminance (blockType 0) or chrominance, the bits and,
+ * above size 8, a marker; a marker of 0 fails after *pDC is written. */
+VEKVC_API VekStatus vekiDecodeDCIntra_MPEG4_1u16s(Vek8u** ppBitStream, Vek32s* pBitOffset,
+                                                  Vek16s* pDC, Vek32s blockType);
 
 /* ---- MPEG-4 global motion and sprite warping --------------------------- */
 
