@@ -203,6 +203,118 @@ VEKVC_API VekStatus vekiDecodeHuffmanPair_1u16s(Vek32u** ppBitStream, Vek32s* pO
 
 /* ---- H.264 reference reading through picture boundaries and luma interpolation --- */
 
+/* Working record of the inter-prediction paths and argument of the boundary
+ * readers. One layout serves 8-bit, interleaved (NV12) and 16-bit samples;
+ * steps count bytes for 8-bit and NV12, elements for 16-bit. */
+typedef struct VekInterpolationParams {
+    const void* pSrc;         /* origin of the reference plane (sample 0, 0) */
+    int64_t srcStep;
+    void* pDst;               /* start of the rectangle to fill */
+    int64_t dstStep;
+    Vek32s hFraction;
+    Vek32s vFraction;
+    Vek32s width;             /* finished block */
+    Vek32s height;
+    Vek32s interpolationType; /* kernel index for the interpolation step */
+    Vek32s xPos;              /* rectangle's left column; may be pulled back by a reader */
+    Vek32s yPos;              /* rectangle's top row; may be pulled back by a reader */
+    Vek32s dataWidth;         /* samples (pairs for NV12) */
+    Vek32s dataHeight;
+    Vek32s frameWidth;
+    Vek32s frameHeight;
+    const void* pSrcSecond;   /* second chroma plane */
+    void* pDstSecond;
+    Vek32s bitDepth;
+} VekInterpolationParams;
+
+/* Argument of the Block interpolation functions. [0] is the luma plane, [1]
+ * the second chroma plane. The motion vector is in quarter samples for luma. */
+typedef struct VekInterpolationBlock_8u {
+    const Vek8u* pSrc[2];
+    Vek32s srcStep;
+    Vek8u* pDst[2];
+    Vek32s dstStep;
+    VekRoi frameSize;
+    VekRoi blockSize;
+    VekPoint blockPos;
+    VekPoint motionVector;
+} VekInterpolationBlock_8u;
+
+/* The same for 16-bit samples; steps in elements, samples clipped to bitDepth. */
+typedef struct VekInterpolationBlock_16u {
+    const Vek16u* pSrc[2];
+    Vek32s srcStep;
+    Vek16u* pDst[2];
+    Vek32s dstStep;
+    VekRoi frameSize;
+    VekRoi blockSize;
+    VekPoint blockPos;
+    VekPoint motionVector;
+    Vek32s bitDepth;
+} VekInterpolationBlock_16u;
+
+/* Argument of the plain, Top and Bottom 16-bit luma functions; pSrc is the
+ * block's integer position, steps in elements, dx and dy quarter samples. */
+typedef struct VekInterpolationLuma_16u {
+    const Vek16u* pSrc;
+    Vek32s srcStep;
+    Vek16u* pDst;
+    Vek32s dstStep;
+    Vek32s dx;
+    Vek32s dy;
+    Vek32s width;
+    Vek32s height;
+    Vek32s bitDepth;
+} VekInterpolationLuma_16u;
+
+/* Fill the rectangle at (xPos, yPos), dataWidth x dataHeight, with reference
+ * samples, positions outside the plane taking the nearest edge sample.
+ * sideMask: 1 left, 2 right, 4 top, 8 bottom (0 writes nothing). Where both
+ * sides of an axis are set, only the side given by the sign of the position is
+ * treated. Pulled-back positions are written to xPos/yPos. Always vekStsOk. */
+VEKVC_API VekStatus vekiReadDataBlockThroughBoundary_8u(Vek32s sideMask, VekInterpolationParams* pParams);
+VEKVC_API VekStatus vekiReadDataBlockThroughBoundary_16u(Vek32s sideMask, VekInterpolationParams* pParams);
+/* Interleaved pairs: xPos, dataWidth and frameWidth count pairs. */
+VEKVC_API VekStatus vekiReadDataBlockThroughBoundary_NV12_8u(Vek32s sideMask, VekInterpolationParams* pParams);
+
+/* Writes expandPels replicated rows and columns around the plane. fieldMode 0
+ * frame, 1 top field (even rows), 2 bottom field (odd rows). NullPtr; BadArg
+ * for an odd or < 2 height or a zero width; Ok when expandPels is 0; BadArg
+ * for another fieldMode. */
+VEKVC_API VekStatus vekiExpandPlane_H264_8u_C1R(Vek8u* pSrcDst, Vek32s frameWidth, Vek32s frameHeight,
+                                                Vek32s srcDstStep, Vek32s expandPels, Vek32s fieldMode);
+
+/* Quarter-sample luma prediction at (dx, dy). The source must be readable 2
+ * rows above and 3 below when dy != 0, 2 columns left and 3 right when dx != 0.
+ * NullPtr; BadArg for dx or dy above 3; SizeErr for a height not a multiple of
+ * 4 or a width with a bit other than 4, 8, 16 (12 writes 8 columns, 20 to 28
+ * write 16, 0 writes 4). */
+VEKVC_API VekStatus vekiInterpolateLuma_H264_8u_C1R(const Vek8u* pSrc, Vek32s srcStep, Vek8u* pDst,
+                                                    Vek32s dstStep, Vek32s dx, Vek32s dy, VekRoi roi);
+/* As above for a block leaving the picture at the top (bottom): row outPixels
+ * (height - 1 - outPixels) relative to pSrc is the picture's first (last) row,
+ * and rows beyond it repeat it. */
+VEKVC_API VekStatus vekiInterpolateLumaTop_H264_8u_C1R(const Vek8u* pSrc, Vek32s srcStep, Vek8u* pDst,
+                                                       Vek32s dstStep, Vek32s dx, Vek32s dy,
+                                                       Vek32s outPixels, VekRoi roi);
+VEKVC_API VekStatus vekiInterpolateLumaBottom_H264_8u_C1R(const Vek8u* pSrc, Vek32s srcStep, Vek8u* pDst,
+                                                          Vek32s dstStep, Vek32s dx, Vek32s dy,
+                                                          Vek32s outPixels, VekRoi roi);
+/* 16-bit forms: NullPtr (record, pSrc, pDst); StepErr for a step below width;
+ * BadArg for dx or dy outside 0..3; SizeErr unless width and height are 4, 8
+ * or 16 and not 4x16 or 16x4. Samples are clipped to bitDepth. */
+VEKVC_API VekStatus vekiInterpolateLuma_H264_16u_C1R(const VekInterpolationLuma_16u* pParams);
+VEKVC_API VekStatus vekiInterpolateLumaTop_H264_16u_C1R(const VekInterpolationLuma_16u* pParams,
+                                                        Vek32s outPixels);
+VEKVC_API VekStatus vekiInterpolateLumaBottom_H264_16u_C1R(const VekInterpolationLuma_16u* pParams,
+                                                           Vek32s outPixels);
+/* Luma block at blockPos moved by motionVector, reading the picture as if it
+ * were padded without limit by its edge samples. A zero vector copies from
+ * blockPos without any edge check. NullPtr (record, pSrc[0], pDst[0]), then
+ * SizeErr as for the 8-bit plain function; frameSize is not checked. */
+VEKVC_API VekStatus vekiInterpolateLumaBlock_H264_8u_P1R(const VekInterpolationBlock_8u* pParams);
+VEKVC_API VekStatus vekiInterpolateLumaBlock_H264_16u_P1R(const VekInterpolationBlock_16u* pParams);
+
 /* ---- H.264 chroma interpolation ---------------------------------------- */
 
 /* ---- H.264 weighted prediction and block averaging --------------------- */

@@ -1,0 +1,161 @@
+// AVX2 kernels of 8-bit luma interpolation. Width 16 holds a row of outputs in
+// one 256-bit register (outputs 0..7 in the low lane, 8..15 in the high one)
+// and packs two rows per store pair; width 8 holds two rows per register;
+// width 4 uses the 128-bit kernels, VEX-encoded here. 16-bit kernels take
+// eight columns per 256-bit register.
+#include "h264/x86/interp_luma_x86.h"
+
+namespace vek::h264 {
+namespace {
+
+// 16 outputs in 16-bit lanes; a type of its own so that the shared kernel
+// finds these operations by argument-dependent lookup.
+struct Y {
+    __m256i v;
+};
+inline Y add(Y a, Y b) { return {_mm256_add_epi16(a.v, b.v)}; }
+inline Y sub(Y a, Y b) { return {_mm256_sub_epi16(a.v, b.v)}; }
+template <int S>
+Y sra(Y a) { return {_mm256_srai_epi16(a.v, S)}; }
+inline Y round5(Y a) { return {_mm256_mulhrs_epi16(a.v, _mm256_set1_epi16(1024))}; }
+inline Y round6(Y a) { return {_mm256_mulhrs_epi16(a.v, _mm256_set1_epi16(512))}; }
+inline Y column_taps(__m256i u0, __m256i u2, __m256i u4) {
+    const auto taps = [](int k) { return _mm256_broadcastsi128_si256(taps128(k)); };
+    return {_mm256_add_epi16(_mm256_add_epi16(_mm256_maddubs_epi16(u0, taps(0)), _mm256_maddubs_epi16(u4, taps(2))),
+                             _mm256_maddubs_epi16(u2, taps(1)))};
+}
+
+inline __m256i two_lanes(__m128i lo, __m128i hi) {
+    return _mm256_inserti128_si256(_mm256_castsi128_si256(lo), hi, 1);
+}
+
+struct Ops256x16 {
+    static constexpr int kWidth = 16, kRowsPerLanes = 1;
+    Ops256x16(std::ptrdiff_t, std::ptrdiff_t) {}
+    using V = Y;
+    using B = __m256i;  // row y in the low lane, row y + 1 in the high lane
+    // Low lane: bytes -2..13 for outputs 0..7; high lane: bytes 3..18 for 8..15.
+    static V hfilt(const Vek8u* p) {
+        const __m256i x = two_lanes(loadu(p - 2), loadu(p + 3));
+        const auto term = [&x](int k) {
+            const __m256i ctl = two_lanes(ctl128(kLo[k]), ctl128(kHi[k]));
+            return _mm256_maddubs_epi16(_mm256_shuffle_epi8(x, ctl), _mm256_broadcastsi128_si256(taps128(k)));
+        };
+        return {_mm256_add_epi16(_mm256_add_epi16(term(0), term(2)), term(1))};
+    }
+    // A row as columns 0..7 in the low lane and 8..15 in the high one (each
+    // twice), so that interleaving two rows in each lane gives column pairs.
+    using Z = __m256i;
+    using U = __m256i;
+    static Z row(const Vek8u* p) { return _mm256_permute4x64_epi64(_mm256_castsi128_si256(loadu(p)), 0x50); }
+    static U pair(Z a, Z b) { return _mm256_unpacklo_epi8(a, b); }
+    static V vsum(U u0, U u2, U u4) { return column_taps(u0, u2, u4); }
+    static B pack2(V a, V b) { return _mm256_permute4x64_epi64(_mm256_packus_epi16(a.v, b.v), 0xD8); }
+    static B load2(const Vek8u* p, std::ptrdiff_t s) { return two_lanes(loadu(p), loadu(p + s)); }
+    static B avg(B a, B b) { return _mm256_avg_epu8(a, b); }
+    static void store2(Vek8u* d, std::ptrdiff_t s, B v) {
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(d), _mm256_castsi256_si128(v));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(d + s), _mm256_extracti128_si256(v, 1));
+    }
+};
+
+// 16-bit samples: eight columns in 32-bit lanes, a strip of four after them.
+struct Y32 {
+    __m256i v;
+};
+inline Y32 add(Y32 a, Y32 b) { return {_mm256_add_epi32(a.v, b.v)}; }
+inline Y32 sub(Y32 a, Y32 b) { return {_mm256_sub_epi32(a.v, b.v)}; }
+template <int S>
+Y32 shl(Y32 a) { return {_mm256_slli_epi32(a.v, S)}; }
+template <int S>
+Y32 sra(Y32 a) { return {_mm256_srai_epi32(a.v, S)}; }
+inline Y32 addc32(Y32 a, int c) { return {_mm256_add_epi32(a.v, _mm256_set1_epi32(c))}; }
+inline Y32 clip(Y32 a, int max_value) {
+    return {_mm256_min_epi32(_mm256_max_epi32(a.v, _mm256_setzero_si256()), _mm256_set1_epi32(max_value))};
+}
+inline Y32 avg(Y32 a, Y32 b) {
+    return {_mm256_srli_epi32(_mm256_add_epi32(_mm256_add_epi32(a.v, b.v), _mm256_set1_epi32(1)), 1)};
+}
+
+struct Ops16x8 {
+    static constexpr int kLanes = 8;
+    using V = Y32;
+    static V load(const Vek16u* p) {
+        return {_mm256_cvtepu16_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p)))};
+    }
+    static void store(Vek16u* p, V v) {
+        const __m128i packed = _mm_packus_epi32(_mm256_castsi256_si128(v.v), _mm256_extracti128_si256(v.v, 1));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(p), packed);
+    }
+};
+
+template <int Pos>
+void luma16_avx2(const Vek16u* src, Vek32s srcStep, Vek16u* dst, Vek32s dstStep, Vek32s width, Vek32s height,
+                 Vek32s bitDepth) {
+    if constexpr (Pos == 0) {
+        copy16(src, srcStep, dst, dstStep, width, height);
+    } else {
+        const int max_value = max_sample16(bitDepth), wide = width & ~7;
+        luma16_columns<Ops16x8, Pos>(src, srcStep, dst, dstStep, 0, wide, height, max_value);
+        luma16_columns<Ops16x4, Pos>(src, srcStep, dst, dstStep, wide, width, height, max_value);
+    }
+}
+
+template <int... Pos>
+constexpr std::array<LumaInterp16uFn*, kLumaPositions> luma16_row(std::integer_sequence<int, Pos...>) {
+    return {&luma16_avx2<Pos>...};
+}
+
+// Width 8: rows y and y + height / 2 share a register (low and high lane),
+// so a register of 16 lanes does two rows' filtering at once; both halves of
+// the block see the same row offsets, so the kernel runs over half the rows.
+struct Ops256x8 {
+    static constexpr int kWidth = 8, kRowsPerLanes = 2;
+    std::ptrdiff_t src_half, dst_half;
+    Ops256x8(std::ptrdiff_t s, std::ptrdiff_t d) : src_half(s), dst_half(d) {}
+    using V = Y;
+    using B = __m256i;  // low lane rows y, y + 1; high lane the same rows of the lower half
+    static __m128i window(const Vek8u* p) { return load_high8(loadl(p - 2), p + 3); }
+    V hfilt(const Vek8u* p) const {
+        const __m256i x = two_lanes(window(p), window(p + src_half));
+        const auto term = [&x](int k) {
+            const __m256i ctl = _mm256_broadcastsi128_si256(ctl128(kSplit[k]));
+            return _mm256_maddubs_epi16(_mm256_shuffle_epi8(x, ctl), _mm256_broadcastsi128_si256(taps128(k)));
+        };
+        return {_mm256_add_epi16(_mm256_add_epi16(term(0), term(2)), term(1))};
+    }
+    // Row p in the low lane and row p + half in the high one (each twice).
+    using Z = __m256i;
+    using U = __m256i;
+    Z row(const Vek8u* p) const {
+        return _mm256_permute4x64_epi64(_mm256_castsi128_si256(load_high8(loadl(p), p + src_half)), 0x50);
+    }
+    static U pair(Z a, Z b) { return _mm256_unpacklo_epi8(a, b); }
+    static V vsum(U u0, U u2, U u4) { return column_taps(u0, u2, u4); }
+    static B pack2(V a, V b) { return _mm256_packus_epi16(a.v, b.v); }
+    B load2(const Vek8u* p, std::ptrdiff_t s) const {
+        return two_lanes(load_high8(loadl(p), p + s), load_high8(loadl(p + src_half), p + src_half + s));
+    }
+    static B avg(B a, B b) { return _mm256_avg_epu8(a, b); }
+    void store2(Vek8u* d, std::ptrdiff_t s, B v) const {
+        const __m128i lo = _mm256_castsi256_si128(v), hi = _mm256_extracti128_si256(v, 1);
+        _mm_storel_epi64(reinterpret_cast<__m128i*>(d), lo);
+        store_high8(d + s, lo);
+        _mm_storel_epi64(reinterpret_cast<__m128i*>(d + dst_half), hi);
+        store_high8(d + dst_half + s, hi);
+    }
+};
+
+}  // namespace
+
+void init_luma_interp_table_avx2(LumaInterpTable& table) {
+    constexpr auto kPositions = std::make_integer_sequence<int, kLumaPositions>{};
+    set_luma_row(table, 0, luma_row<Ops128<4>>(kPositions));
+    set_luma_row(table, 1, luma_row<Ops256x8>(kPositions));
+    const auto w16 = luma_row<Ops256x16>(kPositions);
+    set_luma_row(table, 2, w16);
+    set_luma_row(table, 3, w16);
+    table.luma_16u_block = luma16_row(kPositions);
+}
+
+}  // namespace vek::h264
