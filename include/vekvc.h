@@ -190,8 +190,111 @@ VEKVC_API VekStatus vekiDecodeHuffmanPair_1u16s(Vek32u** ppBitStream, Vek32s* pO
                                                 Vek16s* pSecond);
 
 /* ---- H.264 CAVLC coefficient decoding ---------------------------------- */
+/* Blocks of one H.264 CAVLC residual through a word cursor, against the caller's tables
+ * (leaves: coeff_token trailing ones in bits 8-15, total in 16-23; total_zeros and run_before
+ * values). The levels land at their places in a cleared block of *ppDstCoeffs, which then
+ * moves on by the block's size; an empty block writes nothing there and leaves it. *pNumCoeff
+ * gets the total. The invalid code 61681 restores the cursor: vekStsVlcErr. A null
+ * ppTblTotalZeros or ppTblRunBefore entry at its use gives vekStsNullPtrErr with the cursor
+ * moved. Levels are cut to 16 bits in the escape form in both widths. */
+/* ppTblCoeffToken: 3 tables, for uVLCSelect 0-1, 2-3, 4-7; 8 and above reads 6 fixed bits.
+ * uMaxNumCoeff (low 16 bits) 15 or 16, else vekStsOutOfRangeErr, as for a negative
+ * uVLCSelect. ppTblTotalZeros and ppTblRunBefore are indexed by total and by zeros left
+ * (entry 0 unused). pScanMatrix maps scan positions to places 0-15; a damaged stream in a
+ * block of 15 can reach scan position 16, so give it 17 readable entries then. */
+VEKVC_API VekStatus vekiDecodeCAVLCCoeffs_H264_1u16s(Vek32u** ppBitStream, Vek32s* pOffset,
+                                                     Vek16s* pNumCoeff, Vek16s** ppDstCoeffs,
+                                                     Vek32s uVLCSelect, Vek32s uMaxNumCoeff,
+                                                     const Vek32s* const* ppTblCoeffToken,
+                                                     const Vek32s* const* ppTblTotalZeros,
+                                                     const Vek32s* const* ppTblRunBefore,
+                                                     const Vek32s* pScanMatrix);
+VEKVC_API VekStatus vekiDecodeCAVLCCoeffs_H264_1u32s(Vek32u** ppBitStream, Vek32s* pOffset,
+                                                     Vek16s* pNumCoeff, Vek32s** ppDstCoeffs,
+                                                     Vek32s uVLCSelect, Vek32s uMaxNumCoeff,
+                                                     const Vek32s* const* ppTblCoeffToken,
+                                                     const Vek32s* const* ppTblTotalZeros,
+                                                     const Vek32s* const* ppTblRunBefore,
+                                                     const Vek32s* pScanMatrix);
+/* 4:2:0 chroma DC: 4 coefficients in coding order. The 16-bit form decodes the tokens 1s
+ * (one +-1) and 01 (empty) without tables; it tests the table pointers only on its general
+ * path, and ppDstCoeffs only where it writes there. */
+VEKVC_API VekStatus vekiDecodeCAVLCChromaDcCoeffs_H264_1u16s(Vek32u** ppBitStream, Vek32s* pOffset,
+                                                             Vek16s* pNumCoeff, Vek16s** ppDstCoeffs,
+                                                             const Vek32s* pTblCoeffToken,
+                                                             const Vek32s* const* ppTblTotalZeros,
+                                                             const Vek32s* const* ppTblRunBefore);
+VEKVC_API VekStatus vekiDecodeCAVLCChromaDcCoeffs_H264_1u32s(Vek32u** ppBitStream, Vek32s* pOffset,
+                                                             Vek16s* pNumCoeff, Vek32s** ppDstCoeffs,
+                                                             const Vek32s* pTblCoeffToken,
+                                                             const Vek32s* const* ppTblTotalZeros,
+                                                             const Vek32s* const* ppTblRunBefore);
+/* 4:2:2 chroma DC: 8 coefficients placed in raster order of the 2x4 block. */
+VEKVC_API VekStatus vekiDecodeCAVLCChroma422DcCoeffs_H264_1u16s(Vek32u** ppBitStream, Vek32s* pOffset,
+                                                                Vek16s* pNumCoeff, Vek16s** ppDstCoeffs,
+                                                                const Vek32s* pTblCoeffToken,
+                                                                const Vek32s* const* ppTblTotalZeros,
+                                                                const Vek32s* const* ppTblRunBefore);
+VEKVC_API VekStatus vekiDecodeCAVLCChroma422DcCoeffs_H264_1u32s(Vek32u** ppBitStream, Vek32s* pOffset,
+                                                                Vek16s* pNumCoeff, Vek32s** ppDstCoeffs,
+                                                                const Vek32s* pTblCoeffToken,
+                                                                const Vek32s* const* ppTblTotalZeros,
+                                                                const Vek32s* const* ppTblRunBefore);
+/* One Exp-Golomb code, unsigned or signed (isSigned: low 8 bits in the 16-bit form, all 32
+ * in the 32-bit form). *pOffset above 31 (unsigned): vekStsBadArgErr. A prefix of more than
+ * 32 zeros restores the cursor: vekStsVlcErr; exactly 32 zeros give 0 after 65 bits. */
+VEKVC_API VekStatus vekiDecodeExpGolombOne_H264_1u16s(Vek32u** ppBitStream, Vek32s* pOffset,
+                                                      Vek16s* pDst, Vek32s isSigned);
+VEKVC_API VekStatus vekiDecodeExpGolombOne_H264_1u32s(Vek32u** ppBitStream, Vek32s* pOffset,
+                                                      Vek32s* pDst, Vek32s isSigned);
 
 /* ---- H.264 residual dequantisation and inverse transforms -------------- */
+/* Levels of one 4x4 block (16 values, raster order) dequantised with the H.264 factors of QP
+ * and inverse transformed: rows, then columns, then (x + 32) >> 6. The forms that return a
+ * residual wrap every 16-bit intermediate; the form that adds the prediction saturates its
+ * 16-bit additions (the rounding term too). QP outside 0-51: vekStsOutOfRangeErr. */
+/* In place, rows step bytes apart (below 8: vekStsStepErr, checked after QP). The DC is *pDC
+ * as it stands if pDC isn't null, else level 0 dequantised; with AC zero the block becomes
+ * (DC + 32) >> 6 everywhere without reading the AC levels. */
+VEKVC_API VekStatus vekiDequantTransformResidual_H264_16s_C1I(Vek16s* pSrcDst, Vek32s step,
+                                                              const Vek16s* pDC, Vek32s AC, Vek32s QP);
+/* The same added to the 4x4 prediction pPred, saturated to 16 bits and clipped to 0-255 into
+ * pDst. With AC non-zero the residual is written back over pSrcDst, with AC zero pSrcDst is
+ * not touched. A null pSrcDst means a DC-only block: pDC then required and AC zero, else
+ * vekStsNullPtrErr (checked after QP). */
+VEKVC_API VekStatus vekiDequantTransformResidualAndAdd_H264_16s_C1I(const Vek8u* pPred,
+                                                                    Vek16s* pSrcDst,
+                                                                    const Vek16s* pDC, Vek8u* pDst,
+                                                                    Vek32s predStep, Vek32s dstStep,
+                                                                    Vek32s QP, Vek32s AC);
+/* SP/SI slices: the dequantised levels (QS if Switching, else QP; position 0 always, the
+ * others only with AC non-zero) plus the transformed prediction pPredictCoeffs, requantised
+ * and dequantised with QS, inverse transformed and clipped to 0-255 in place. A non-null
+ * pDC is taken as DC as it stands. QP and QS are not checked: keep them in 0-51. */
+VEKVC_API VekStatus vekiDequantTransformResidual_SISP_H264_16s_C1I(Vek16s* pSrcDst,
+                                                                   const Vek16s* pPredictCoeffs,
+                                                                   const Vek16s* pDC, Vek32s AC,
+                                                                   Vek32s QP, Vek32s QS,
+                                                                   Vek32s Switching);
+/* The 2x2 chroma DC block: Hadamard sums cut to 16 bits, times the class-0 factor of QP, >> 1. */
+VEKVC_API VekStatus vekiTransformDequantChromaDC_H264_16s_C1I(Vek16s* pSrcDst, Vek32s QP);
+/* The 2x2 chroma DC block of SP/SI slices with its prediction pPredictDC (4 values), requantised
+ * with QS; QP and QS are not checked. */
+VEKVC_API VekStatus vekiTransformDequantChromaDC_SISP_H264_16s_C1I(Vek16s* pSrcDst,
+                                                                   const Vek16s* pPredictDC,
+                                                                   Vek32s QP, Vek32s QS,
+                                                                   Vek32s Switching);
+/* The 16 luma DC levels of an Intra 16x16 macroblock: 4x4 Hadamard in 16 bits, then
+ * (y * factor + n) >> n with n 2 below QP 6, 1 below QP 12, else 0. */
+VEKVC_API VekStatus vekiTransformDequantLumaDC_H264_16s_C1I(Vek16s* pSrcDst, Vek32s QP);
+/* The forward core transform of a 4x4 8-bit prediction (rows step bytes apart, unchecked)
+ * into 16 values, for the SP/SI forms. */
+VEKVC_API VekStatus vekiTransformPrediction_H264_8u16s_C1(const Vek8u* pSrc, Vek32s step,
+                                                          Vek16s* pDst);
+/* The inverse core with rounding of a packed 4x4 block, no scaling and no clipping, wrapping
+ * in 16 or in 32 bits. */
+VEKVC_API VekStatus vekiTransformResidual4x4Inv_H264_16s_C1(const Vek16s* pSrc, Vek16s* pDst);
+VEKVC_API VekStatus vekiTransformResidual4x4Inv_H264_32s_C1(const Vek32s* pSrc, Vek32s* pDst);
 
 /* ---- H.264 intra prediction -------------------------------------------- */
 

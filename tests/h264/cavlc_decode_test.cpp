@@ -1,0 +1,486 @@
+// CAVLC block and Exp-Golomb decoding: random blocks written with the H.264
+// code tables (tests/data/vlc) by a test-side encoder must come back with the
+// cursor right behind them; hand-made streams pin the quirks; checks in order.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <memory>
+#include <random>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "vekvc.h"
+
+namespace {
+
+// Test-side bit writer: bits in order into words, bit 31 first; `fill` pads.
+struct BitWriter {
+    std::string bits;
+    void put(Vek32u v, int n) {
+        for (int i = n - 1; i >= 0; --i) bits += (v >> i) & 1 ? '1' : '0';
+    }
+    std::vector<Vek32u> words(Vek32u fill = 0) const {
+        std::vector<Vek32u> w(bits.size() / 32 + 4, 0);
+        for (std::size_t i = 0; i < w.size() * 32; ++i)
+            if (i < bits.size() ? bits[i] == '1' : (fill >> (31 - i % 32)) & 1) w[i / 32] |= 1u << (31 - i % 32);
+        return w;
+    }
+};
+
+// Rows of a table file: the code and its numbers.
+std::vector<std::pair<std::string, std::vector<int>>> rows(const char* name) {
+    std::ifstream in(std::filesystem::path(__FILE__).parent_path() / ".." / "data" / "vlc" / name);
+    EXPECT_TRUE(in.good()) << name;
+    std::vector<std::pair<std::string, std::vector<int>>> out;
+    for (std::string line; std::getline(in, line);) {
+        if (line.empty() || line[0] == '#') continue;
+        std::istringstream f(line);
+        auto& [code, v] = out.emplace_back();
+        f >> code;
+        for (int x; f >> x;) v.push_back(x);
+    }
+    return out;
+}
+
+using CodeMap = std::map<std::vector<int>, std::string>;  // (selector, symbol...) -> code
+struct Free {
+    void operator()(Vek32s* t) const { vekiHuffmanTableFree_32s(t); }
+};
+
+// The decoder's tables for one level layout, built by the library's builder,
+// and the code maps the encoder writes from.
+struct Tables {
+    CodeMap token, zeros[3], run;
+    std::vector<std::unique_ptr<Vek32s, Free>> owned;
+    std::array<const Vek32s*, 3> token_luma{};  // nC 0-1, 2-3, 4-7
+    const Vek32s *token420 = nullptr, *token422 = nullptr;
+    std::array<std::array<const Vek32s*, 17>, 3> tz{};  // 4x4, 4:2:0, 4:2:2 by total
+    std::array<const Vek32s*, 17> rb{};                 // by zeros left
+
+    // A table of the rows whose first number is `sel`; the value packs the others a byte apart.
+    const Vek32s* build(const CodeMap& m, int sel, const std::vector<Vek32s>& widths) {
+        std::vector<Vek32s> list = {0, static_cast<Vek32s>(widths.size())};
+        list.insert(list.end(), widths.begin(), widths.end());
+        for (std::size_t len = 1; len <= 16; ++len) {
+            const std::size_t count = list.size();
+            list.push_back(0);
+            for (const auto& [key, code] : m)
+                if (key[0] == sel && code.size() == len) {
+                    ++list[count];
+                    list.push_back(static_cast<Vek32s>(std::stoul(code, nullptr, 2)));
+                    list.push_back(key.size() == 3 ? key[1] | key[2] << 8 : key[1]);
+                }
+        }
+        list.push_back(-1);
+        Vek32s* t = nullptr;
+        EXPECT_EQ(vekiHuffmanTableInitAlloc_32s(list.data(), &t), vekStsOk);
+        return owned.emplace_back(t).get();
+    }
+    explicit Tables(const std::vector<Vek32s>& w) {
+        for (const auto& [code, v] : rows("h264_coeff_token.txt")) token[v] = code;
+        const char* files[] = {"h264_total_zeros_4x4.txt", "h264_total_zeros_chroma_dc_420.txt",
+                               "h264_total_zeros_chroma_dc_422.txt"};
+        for (int k = 0; k < 3; ++k)
+            for (const auto& [code, v] : rows(files[k])) zeros[k][v] = code;
+        for (const auto& [code, v] : rows("h264_run_before.txt")) run[v] = code;
+        token_luma = {build(token, 0, w), build(token, 2, w), build(token, 4, w)};
+        token420 = build(token, -1, w);
+        token422 = build(token, -2, w);
+        for (int k = 0; k < 3; ++k)
+            for (int total = 1; total <= (k == 0 ? 15 : k == 1 ? 3 : 7); ++total)
+                tz[k][total] = build(zeros[k], total, w);
+        for (int left = 1; left <= 16; ++left) rb[left] = left <= 7 ? build(run, left, w) : rb[7];
+    }
+};
+
+enum Form { kLuma, kDc420, kDc422 };
+constexpr std::array<Vek32s, 17> kZigzag = {0, 1, 4, 8, 5, 2, 3, 6, 9, 12, 13, 10, 7, 11, 14, 15, 0};
+constexpr int kDc422Places[8] = {0, 2, 1, 4, 6, 3, 5, 7};
+
+// Encoder from the standard's syntax: coef holds `capacity` values in coding order.
+void write_block(BitWriter& w, const Tables& t, Form form, int nc, const std::vector<int>& coef) {
+    std::vector<int> levels;  // highest frequency first
+    int last = -1;
+    for (int i = static_cast<int>(coef.size()) - 1; i >= 0; --i)
+        if (coef[i]) levels.push_back(coef[i]), last = std::max(last, i);
+    const int total = static_cast<int>(levels.size());
+    int t1 = 0;
+    while (t1 < total && t1 < 3 && std::abs(levels[t1]) == 1) ++t1;
+    const int cls = form == kDc420 ? -1 : form == kDc422 ? -2 : nc < 2 ? 0 : nc < 4 ? 2 : nc < 8 ? 4 : 8;
+    w.bits += t.token.at({cls, t1, total});
+    for (int i = 0; i < t1; ++i) w.put(levels[i] < 0, 1);
+    int sl = total > 10 && t1 < 3 ? 1 : 0;
+    for (int i = t1; i < total; ++i) {
+        const int code = (levels[i] > 0 ? 2 * levels[i] - 2 : -2 * levels[i] - 1) - (i == t1 && t1 < 3 ? 2 : 0);
+        if (code < (sl ? 15 << sl : 14)) {
+            w.put(1, (code >> sl) + 1);
+            w.put(static_cast<Vek32u>(code), sl);
+        } else if (sl == 0 && code < 30) {
+            w.put(1, 15);
+            w.put(static_cast<Vek32u>(code - 14), 4);
+        } else {
+            const int esc = code - (15 << sl) - (sl ? 0 : 15);
+            int prefix = 15;
+            while (esc >= (prefix == 15 ? 4096 : (1 << (prefix - 2)) - 4096)) ++prefix;
+            w.put(1, prefix + 1);
+            w.put(static_cast<Vek32u>(esc - (prefix == 15 ? 0 : (1 << (prefix - 3)) - 4096)),
+                  prefix == 15 ? 12 : prefix - 3);
+        }
+        if (sl == 0) sl = 1;
+        if (std::abs(levels[i]) > (3 << (sl - 1)) && sl < 6) ++sl;
+    }
+    if (total == 0) return;
+    int zeros = last + 1 - total;
+    if (total < static_cast<int>(coef.size())) w.bits += t.zeros[form].at({total, zeros});
+    for (int i = 0, pos = last; i < total - 1 && zeros > 0; ++i) {
+        int r = 0;
+        for (--pos; coef[pos] == 0; --pos) ++r;
+        w.bits += t.run.at({std::min(zeros, 7), r});
+        zeros -= r;
+    }
+}
+
+template <class C>
+VekStatus decode(const Tables& t, Form form, int nc, int capacity, Vek32u** word, Vek32s* offset, Vek16s* num,
+                 C** dst) {
+    const Vek32s* token = form == kDc420 ? t.token420 : t.token422;
+    if constexpr (std::is_same_v<C, Vek16s>) {
+        if (form == kLuma)
+            return vekiDecodeCAVLCCoeffs_H264_1u16s(word, offset, num, dst, nc, capacity, t.token_luma.data(),
+                                                    t.tz[0].data(), t.rb.data(), kZigzag.data());
+        return (form == kDc420 ? vekiDecodeCAVLCChromaDcCoeffs_H264_1u16s
+                               : vekiDecodeCAVLCChroma422DcCoeffs_H264_1u16s)(word, offset, num, dst, token,
+                                                                              t.tz[form].data(), t.rb.data());
+    } else {
+        if (form == kLuma)
+            return vekiDecodeCAVLCCoeffs_H264_1u32s(word, offset, num, dst, nc, capacity, t.token_luma.data(),
+                                                    t.tz[0].data(), t.rb.data(), kZigzag.data());
+        return (form == kDc420 ? vekiDecodeCAVLCChromaDcCoeffs_H264_1u32s
+                               : vekiDecodeCAVLCChroma422DcCoeffs_H264_1u32s)(word, offset, num, dst, token,
+                                                                              t.tz[form].data(), t.rb.data());
+    }
+}
+
+TEST(CavlcDecode, RandomBlocksOfEveryClassRoundTrip) {
+    const char* env = std::getenv("VEK_TEST_SEED");
+    const unsigned seed = env ? static_cast<unsigned>(std::strtoul(env, nullptr, 0)) : 2641u;
+    std::printf("CavlcDecode seed %u (set VEK_TEST_SEED to override)\n", seed);
+    std::mt19937 rng(seed);
+    const auto level = [&rng] {  // mostly small, sometimes past every prefix class into the escapes
+        const int limit[] = {3, 3, 3, 40, 40, 3000, 30000};
+        const int mag = 1 + static_cast<int>(rng() % limit[rng() % 7]);
+        return rng() % 2 ? mag : -mag;
+    };
+    const struct {
+        Form form;
+        int nc, capacity;
+    } specs[] = {
+        {kLuma, 0, 16}, {kLuma, 1, 15}, {kLuma, 2, 16},   {kLuma, 3, 15}, {kLuma, 5, 16},
+        {kLuma, 7, 15}, {kLuma, 8, 16}, {kLuma, 100, 15}, {kDc420, 0, 4}, {kDc422, 0, 8},
+    };
+    for (const std::vector<Vek32s>& widths : {std::vector<Vek32s>{16}, {8, 8}, {4, 4, 4, 4}, {6, 5, 5}, {1, 15}}) {
+        const Tables t(widths);
+        for (const auto& s : specs) {
+            SCOPED_TRACE(::testing::Message() << "form " << s.form << ", nC " << s.nc << ", capacity " << s.capacity
+                                              << ", levels " << ::testing::PrintToString(widths));
+            const int size = s.form == kLuma ? 16 : s.capacity, first = 16 - s.capacity;
+            std::vector<std::vector<int>> blocks(100);
+            std::vector<std::size_t> ends;
+            BitWriter w;
+            w.put(static_cast<Vek32u>(rng()), static_cast<int>(rng() % 32));  // every start alignment
+            const std::size_t start = w.bits.size();
+            for (auto& coef : blocks) {
+                coef.assign(s.capacity, 0);
+                const int density = static_cast<int>(rng() % (s.capacity + 1));
+                for (int& c : coef) c = static_cast<int>(rng() % s.capacity) < density ? level() : 0;
+                write_block(w, t, s.form, s.nc, coef);
+                ends.push_back(w.bits.size());
+            }
+            const std::vector<Vek32u> stream = w.words();
+            const auto run = [&]<class C>(C) {
+                std::vector<C> out(16 * blocks.size(), C{0x5A5A});
+                Vek32u* word = const_cast<Vek32u*>(stream.data()) + start / 32;
+                Vek32s offset = 31 - static_cast<Vek32s>(start % 32);
+                C* dst = out.data();
+                for (std::size_t b = 0; b < blocks.size(); ++b) {
+                    int total = 0;
+                    for (int c : blocks[b]) total += c != 0;
+                    C* const before = dst;
+                    Vek16s num = -1;
+                    ASSERT_EQ(decode(t, s.form, s.nc, s.capacity, &word, &offset, &num, &dst), vekStsOk) << b;
+                    ASSERT_EQ(num, total) << b;
+                    ASSERT_EQ((word - stream.data()) * 32 + 31 - offset, static_cast<long>(ends[b])) << b;
+                    ASSERT_EQ(dst, before + (total ? size : 0)) << b;
+                    if (!total) continue;
+                    std::vector<C> want(size, 0);
+                    for (int k = 0; k < s.capacity; ++k)
+                        want[s.form == kLuma    ? kZigzag[first + k]
+                             : s.form == kDc422 ? kDc422Places[k]
+                                                : k] = static_cast<C>(blocks[b][k]);
+                    ASSERT_EQ(std::vector<C>(before, dst), want) << b;
+                }
+            };
+            run(Vek16s{});
+            run(Vek32s{});
+        }
+    }
+}
+
+// Hand-made luma streams: status, total, bits used, whether the coefficient
+// pointer moved, and the block (prefilled with 77), in both widths unless a
+// case names one.
+TEST(CavlcDecode, HandMadeStreams) {
+    const Tables t({8, 8});
+    Tables no_tz({8, 8});
+    no_tz.tz[0][2] = nullptr;
+    const auto bin = [](unsigned v, int n) {
+        std::string s;
+        while (n--) s += (v >> n) & 1 ? '1' : '0';
+        return s;
+    };
+    const auto cells = [](std::initializer_list<std::pair<int, int>> c) {
+        std::vector<int> b(16, 0);
+        for (auto [k, v] : c) b[kZigzag[k]] = v;
+        return b;
+    };
+    const std::vector<int> untouched(16, 77), cleared(16, 0);
+    const std::string z15(15, '0'), z16(16, '0'), z19(19, '0');
+    struct Case {
+        const char* name;
+        int width;  // 0: both
+        std::string bits;
+        int nc;
+        VekStatus status;
+        int num;
+        long bits_used;
+        bool moved;
+        std::vector<int> block;
+    };
+    const Case cases[] = {
+        // Fixed codes: 000010 is one coefficient with two trailing ones; both signs are read.
+        {"fixed 000010", 0, "000010" "10" "1", 8, vekStsOk, 1, 9, true, cells({{0, -1}})},
+        {"fixed 000011 is empty", 0, "000011", 100, vekStsOk, 0, 6, false, untouched},
+        // The escape code is cut to 16 bits: prefix 19, suffix 4062 is +32768, which the
+        // 16-bit form stores as -32768 and then takes for a small magnitude, so the next
+        // level keeps suffixLength 0 there and the two widths read on differently.
+        {"escape +32768", 32, "000100" + z19 + "1" + bin(4062, 16) + "1" "00" "111" "111", 8, vekStsOk, 2, 48, true,
+         cells({{1, 32768}, {0, 1}})},
+        {"escape +32768", 16, "000100" + z19 + "1" + bin(4062, 16) + "1" "00" "111" "111", 8, vekStsOk, 2, 50, true,
+         cells({{8, -32768}, {7, 1}})},
+        {"escape 65535 is -32768", 0, "000000" + z19 + "1" + bin(4063, 16) + "1", 8, vekStsOk, 1, 43, true,
+         cells({{0, -32768}})},
+        {"escape wrapping to 0 is 1", 0, "000000" + z19 + "1" + bin(4064, 16) + "1", 8, vekStsOk, 1, 43, true,
+         cells({{0, 1}})},
+        // At suffixLength 0 prefix 15 reads 12 bits and 16 reads 13 (with the first level's bump).
+        {"prefix 15", 0, "000000" + z15 + "1" + bin(3, 12) + "1", 8, vekStsOk, 1, 35, true, cells({{0, -18}})},
+        {"prefix 16", 0, "000000" + z16 + "1" + bin(0, 13) + "1", 8, vekStsOk, 1, 37, true, cells({{0, 2065}})},
+        // After a first magnitude of 3 the next level has suffixLength 1, after 4 it has 2.
+        {"magnitude 3", 0, "00000111" "001" "1" "1" "111", 0, vekStsOk, 2, 16, true, cells({{1, 3}, {0, -1}})},
+        {"magnitude 4", 0, "00000111" "00001" "1" "11" "111", 0, vekStsOk, 2, 19, true, cells({{1, 4}, {0, -2}})},
+        {"last coefficient reads no run", 0, "001" "01" "110" "0", 0, vekStsOk, 2, 9, true, cells({{2, 1}, {0, -1}})},
+        // Invalid codes restore the cursor; what was written stays, the pointer doesn't move.
+        {"invalid run_before", 0, "001" "00" "0010" "00000000000", 0, vekStsVlcErr, 2, 0, false, cleared},
+        {"invalid coeff_token", 0, z16, 0, vekStsVlcErr, -1, 0, false, untouched},
+        // A null total_zeros table at its use fails where the cursor stands.
+        {"null total_zeros entry", 0, "001" "01" "0010", 0, vekStsNullPtrErr, 2, 5, false, cleared},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        BitWriter w;
+        w.bits = c.bits;
+        const auto run = [&]<class C>(C) {
+            std::vector<Vek32u> stream = w.words(c.status == vekStsOk ? ~0u : 0u);  // ones show any over-read
+            std::vector<C> out(16, C{77});
+            Vek32u* word = stream.data();
+            Vek32s offset = 31;
+            C* dst = out.data();
+            Vek16s num = -1;
+            const Tables& tables = c.status == vekStsNullPtrErr ? no_tz : t;
+            EXPECT_EQ(decode(tables, kLuma, c.nc, 16, &word, &offset, &num, &dst), c.status);
+            EXPECT_EQ(num, c.num);
+            EXPECT_EQ((word - stream.data()) * 32 + 31 - offset, c.bits_used);
+            EXPECT_EQ(dst != out.data(), c.moved);
+            EXPECT_EQ(std::vector<int>(out.begin(), out.end()), c.block);
+        };
+        if (c.width != 32) run(Vek16s{});
+        if (c.width != 16) run(Vek32s{});
+    }
+}
+
+TEST(CavlcDecode, BlockChecksInOrder) {
+    const Tables t({8, 8});
+    struct Args {
+        std::vector<Vek32u> stream = {0x80000000u, 0, 0};  // "1": the empty block of nC 0
+        Vek32u* word = stream.data();
+        Vek32s offset = 31;
+        Vek16s num = 0;
+        std::array<Vek16s, 16> out{};
+        Vek16s* dst = out.data();
+        Vek32u** pp = &word;
+        Vek32s* off = &offset;
+        Vek16s* pnum = &num;
+        Vek16s** pdst = &dst;
+        Vek32s nc = 0, cap = 16;
+        std::array<const Vek32s*, 3> token;
+        const Vek32s *const *tz, *const *rb, *scan = kZigzag.data();
+        const Vek32s* const* ptoken = token.data();
+    };
+    using Edit = void (*)(Args&);
+    const struct {
+        const char* name;
+        Edit edit;
+        VekStatus want;
+    } cases[] = {
+        {"ppBitStream", [](Args& a) { a.pp = nullptr; }, vekStsNullPtrErr},
+        {"pOffset", [](Args& a) { a.off = nullptr; }, vekStsNullPtrErr},
+        {"pNumCoeff", [](Args& a) { a.pnum = nullptr; }, vekStsNullPtrErr},
+        {"ppDstCoeffs", [](Args& a) { a.pdst = nullptr; }, vekStsNullPtrErr},
+        {"token tables", [](Args& a) { a.ptoken = nullptr; }, vekStsNullPtrErr},
+        {"total_zeros tables", [](Args& a) { a.tz = nullptr; }, vekStsNullPtrErr},
+        {"run_before tables", [](Args& a) { a.rb = nullptr; }, vekStsNullPtrErr},
+        {"scan", [](Args& a) { a.scan = nullptr; }, vekStsNullPtrErr},
+        {"*ppBitStream", [](Args& a) { a.word = nullptr; }, vekStsNullPtrErr},
+        {"*ppDstCoeffs", [](Args& a) { a.dst = nullptr; }, vekStsNullPtrErr},
+        {"null before range", [](Args& a) { a.rb = nullptr, a.cap = 14, a.nc = -1; }, vekStsNullPtrErr},
+        {"capacity 14", [](Args& a) { a.cap = 14; }, vekStsOutOfRangeErr},
+        {"capacity before selector", [](Args& a) { a.cap = 17, a.nc = -1; }, vekStsOutOfRangeErr},
+        {"selector -1 before its table", [](Args& a) { a.nc = -1, a.token[0] = nullptr; }, vekStsOutOfRangeErr},
+        {"selected table null", [](Args& a) { a.nc = 3, a.token[1] = nullptr; }, vekStsNullPtrErr},
+        {"other table null", [](Args& a) { a.token[1] = a.token[2] = nullptr; }, vekStsOk},
+        {"capacity: low 16 bits count", [](Args& a) { a.cap = 0x70010; }, vekStsOk},
+        {"selector 8: fixed, no table", [](Args& a) { a.nc = 8, a.token = {}, a.stream[0] = 0x0C000000u; }, vekStsOk},
+        {"selector 100 alike", [](Args& a) { a.nc = 100, a.token = {}, a.stream[0] = 0x0C000000u; }, vekStsOk},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        Args a;
+        a.token = t.token_luma;
+        a.tz = t.tz[0].data();
+        a.rb = t.rb.data();
+        c.edit(a);
+        EXPECT_EQ(
+            vekiDecodeCAVLCCoeffs_H264_1u16s(a.pp, a.off, a.pnum, a.pdst, a.nc, a.cap, a.ptoken, a.tz, a.rb, a.scan),
+            c.want);
+        EXPECT_EQ(a.offset, c.want != vekStsOk ? 31 : a.nc >= 8 ? 25 : 30);  // failures leave the cursor
+    }
+}
+
+// The 16-bit 4:2:0 form decodes its two shortest tokens without tables and
+// tests the pointers it needs late; the other chroma forms test all at once.
+TEST(CavlcDecode, ChromaDcShortPathAndLateChecks) {
+    const Tables t({8, 8});
+    const struct {
+        const char* name;
+        Vek32u word;
+        bool null_dst, null_tables;
+        VekStatus want;
+        Vek16s num;
+        Vek32s offset;
+        std::array<Vek16s, 4> block;
+    } cases[] = {
+        {"lone -1 at place 1", 0xD0000000u /* 1 1 010 */, false, true, vekStsOk, 1, 27, {0, -1, 0, 0}},
+        {"lone +1 at place 3", 0x80000000u /* 1 0 000 */, false, true, vekStsOk, 1, 26, {0, 0, 0, 1}},
+        {"lone +1 at place 0", 0xA0000000u /* 1 0 1xx */, false, true, vekStsOk, 1, 28, {1, 0, 0, 0}},
+        {"lone coefficient needs the buffer", 0x80000000u, true, true, vekStsNullPtrErr, -1, 31, {7, 7, 7, 7}},
+        {"empty needs nothing", 0x40000000u /* 01 */, true, true, vekStsOk, 0, 29, {7, 7, 7, 7}},
+        {"general path needs the tables", 0x20000000u, false, true, vekStsNullPtrErr, -1, 31, {7, 7, 7, 7}},
+        {"general path", 0x23000000u /* 001 00 01 1 */, false, false, vekStsOk, 2, 23, {0, 1, 1, 0}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        std::vector<Vek32u> stream = {c.word, 0, 0};
+        Vek32u* word = stream.data();
+        Vek32s offset = 31;
+        std::array<Vek16s, 4> out = {7, 7, 7, 7};
+        Vek16s* dst = out.data();
+        Vek16s num = -1;
+        EXPECT_EQ(vekiDecodeCAVLCChromaDcCoeffs_H264_1u16s(
+                      &word, &offset, &num, c.null_dst ? nullptr : &dst, c.null_tables ? nullptr : t.token420,
+                      c.null_tables ? nullptr : t.tz[1].data(), c.null_tables ? nullptr : t.rb.data()),
+                  c.want);
+        EXPECT_EQ(num, c.num);
+        EXPECT_EQ(offset, c.offset);
+        EXPECT_EQ(out, c.block);
+    }
+    std::vector<Vek32u> stream = {0x40000000u, 0, 0};
+    Vek32u* word = stream.data();
+    Vek32s offset = 31;
+    Vek16s num = 0;
+    std::array<Vek32s, 8> out32{};
+    std::array<Vek16s, 8> out16{};
+    Vek32s* d32 = out32.data();
+    Vek16s* d16 = out16.data();
+    EXPECT_EQ(
+        vekiDecodeCAVLCChromaDcCoeffs_H264_1u32s(&word, &offset, &num, &d32, nullptr, t.tz[1].data(), t.rb.data()),
+        vekStsNullPtrErr);
+    EXPECT_EQ(vekiDecodeCAVLCChroma422DcCoeffs_H264_1u16s(&word, &offset, &num, &d16, t.token422, nullptr, t.rb.data()),
+              vekStsNullPtrErr);
+    EXPECT_EQ(
+        vekiDecodeCAVLCChroma422DcCoeffs_H264_1u32s(&word, &offset, &num, &d32, t.token422, t.tz[2].data(), nullptr),
+        vekStsNullPtrErr);
+    EXPECT_EQ(offset, 31);
+}
+
+TEST(ExpGolomb, CodesAndChecks) {
+    const std::string z31(31, '0'), z32(32, '0'), ones(32, '1');
+    const struct {
+        const char* name;
+        std::string bits;
+        Vek32s offset, is_signed;
+        VekStatus want;
+        Vek16s v16;
+        Vek32s v32;
+        long used;
+    } cases[] = {
+        {"1 is 0", "1", 31, 0, vekStsOk, 0, 0, 1},
+        {"010 is 1", "010", 31, 0, vekStsOk, 1, 1, 3},
+        {"011 signed is -1", "011", 31, 1, vekStsOk, -1, -1, 3},
+        {"00100 signed is +2", "00100", 5, 1, vekStsOk, 2, 2, 5},
+        {"00111 signed across words", "00111", 2, 1, vekStsOk, -3, -3, 5},
+        {"16 bits: low 8 bits of isSigned", "011", 31, 0x100, vekStsOk, 2, -1, 3},
+        {"31 zeros", z31 + "1" + ones.substr(1), 31, 0, vekStsOk, -2, -2, 63},
+        {"31 zeros signed: top of the range", z31 + "1" + ones.substr(1), 31, 1, vekStsOk, 1, -2147483647, 63},
+        {"32 zeros: 0 after 65 bits", z32 + "1" + ones, 31, 0, vekStsOk, 0, 0, 65},
+        {"33 zeros restore", z32 + "01", 31, 0, vekStsVlcErr, 99, 99, 0},
+        {"offset 32", "1", 32, 0, vekStsBadArgErr, 99, 99, 0},
+        {"offset -1 is above 31 unsigned", "1", -1, 0, vekStsBadArgErr, 99, 99, 0},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        const int lead = c.offset >= 0 && c.offset <= 31 ? 31 - c.offset : 0;
+        BitWriter w;
+        w.bits = std::string(static_cast<std::size_t>(lead), '0') + c.bits;
+        for (int wide = 0; wide < 2; ++wide) {
+            std::vector<Vek32u> stream = w.words(~0u);
+            Vek32u* word = stream.data();
+            Vek32s offset = c.offset, v32 = 99;
+            Vek16s v16 = 99;
+            EXPECT_EQ(wide ? vekiDecodeExpGolombOne_H264_1u32s(&word, &offset, &v32, c.is_signed)
+                           : vekiDecodeExpGolombOne_H264_1u16s(&word, &offset, &v16, c.is_signed),
+                      c.want);
+            EXPECT_EQ(wide ? v32 : v16, wide ? c.v32 : c.v16);
+            if (c.want != vekStsOk) {
+                EXPECT_TRUE(word == stream.data() && offset == c.offset);
+            } else {
+                EXPECT_EQ((word - stream.data()) * 32 + 31 - offset - lead, c.used);
+            }
+        }
+    }
+    Vek32u w = 0, *p = &w, *null_word = nullptr;
+    Vek32s off = 40;
+    Vek16s d = 0;
+    Vek32s d32 = 0;
+    EXPECT_EQ(vekiDecodeExpGolombOne_H264_1u16s(nullptr, &off, &d, 0), vekStsNullPtrErr);
+    EXPECT_EQ(vekiDecodeExpGolombOne_H264_1u16s(&p, nullptr, &d, 0), vekStsNullPtrErr);
+    EXPECT_EQ(vekiDecodeExpGolombOne_H264_1u16s(&p, &off, nullptr, 0), vekStsNullPtrErr);
+    EXPECT_EQ(vekiDecodeExpGolombOne_H264_1u32s(&null_word, &off, &d32, 0), vekStsNullPtrErr);
+}
+
+}  // namespace
