@@ -297,6 +297,25 @@ VEKVC_API VekStatus vekiTransformResidual4x4Inv_H264_16s_C1(const Vek16s* pSrc, 
 VEKVC_API VekStatus vekiTransformResidual4x4Inv_H264_32s_C1(const Vek32s* pSrc, Vek32s* pDst);
 
 /* ---- H.264 intra prediction -------------------------------------------- */
+/* In place: pSrcDst is the block's top-left sample, and the row above, the column to the left
+ * and the corner are read from the picture, only as far as the mode uses them. availability:
+ * 1 top, 2 left, 32 top-left, 64 top-right (4x4 only), a set bit meaning usable. */
+
+/* 4x4, modes 0 vertical .. 8 horizontal up. A missing neighbour that the mode needs reads as 128
+ * and gives vekStsNeighbourFallbackWrn; DC adapts (128 with none) and a missing top-right repeats
+ * the fourth sample above, neither warning. Checks: null, step below 4, mode above 8 (unsigned). */
+VEKVC_API VekStatus vekiPredictIntra_4x4_H264_8u_C1IR(Vek8u* pSrcDst, Vek32s srcDstStep,
+                                                      Vek32s predMode, Vek32s availability);
+/* 16x16, modes 0 vertical, 1 horizontal, 2 DC, 3 plane (plane needs top, left and corner).
+ * Checks: null; a missing neighbour (vekStsNeighbourUnavailableErr); mode above 3. The step
+ * isn't checked. Nothing is written on failure. */
+VEKVC_API VekStatus vekiPredictIntra_16x16_H264_8u_C1IR(Vek8u* pSrcDst, Vek32s srcDstStep,
+                                                        Vek32s predMode, Vek32s availability);
+/* One 8x8 chroma plane, modes 0 DC (per 4x4 quadrant), 1 horizontal, 2 vertical, 3 plane.
+ * Checks: null; step below 8; vertical without top or horizontal without left; mode above 3;
+ * plane without top, left and corner. Nothing is written on failure. */
+VEKVC_API VekStatus vekiPredictIntraChroma8x8_H264_8u_C1IR(Vek8u* pSrcDst, Vek32s srcDstStep,
+                                                           Vek32s predMode, Vek32s availability);
 
 /* ---- H.264 macroblock reconstruction ----------------------------------- */
 

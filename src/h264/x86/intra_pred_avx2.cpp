@@ -1,0 +1,45 @@
+// AVX2 intra predictors of 16x16 luma and 8x8 chroma blocks: the 128-bit
+// kernels in VEX encoding, and a 16x16 plane ramp that carries one row of
+// sixteen 16-bit lanes per register.
+#include "h264/intra_pred.h"
+#include "h264/x86/intra_pred_128.h"
+
+namespace {
+
+VekStatus pred16x16_plane_avx2(Vek8u* p, Vek32s srcDstStep, Vek32s) {
+    const std::ptrdiff_t step = srcDstStep;
+    const __m256i b = _mm256_broadcastw_epi16(plane_b<16>(p - step));
+    const auto [c, a] = plane_left<16>(p, step);
+    // Two rows per register pair: `left` holds x = 0..7 of rows y and y + 1 in
+    // its two lanes, `right` x = 8..15, so one pack gives both rows whole.
+    // Before the shift, sample (x, y) is a + 16 + b(x - 7) + c(y - 7).
+    const __m256i x_minus_7 = _mm256_setr_epi16(-7, -6, -5, -4, -3, -2, -1, 0, -7, -6, -5, -4, -3, -2, -1, 0);
+    const __m256i base = _mm256_setr_m128i(_mm_set1_epi16(static_cast<short>(a + 16 - 7 * c)),
+                                           _mm_set1_epi16(static_cast<short>(a + 16 - 6 * c)));
+    const __m256i c2 = _mm256_set1_epi16(static_cast<short>(2 * c));
+    __m256i left = _mm256_add_epi16(base, _mm256_mullo_epi16(b, x_minus_7));
+    __m256i right = _mm256_add_epi16(left, _mm256_slli_epi16(b, 3));
+    for_rows<16>(p, step, [&](Vek8u* row, int y) {
+        if (y & 1) return;
+        const __m256i two = _mm256_packus_epi16(_mm256_srai_epi16(left, 5), _mm256_srai_epi16(right, 5));
+        store16(row, _mm256_castsi256_si128(two));
+        store16(row + step, _mm256_extracti128_si256(two, 1));
+        left = _mm256_add_epi16(left, c2);
+        right = _mm256_add_epi16(right, c2);
+    });
+    return vekStsOk;
+}
+
+}  // namespace
+
+namespace vek::h264 {
+
+void init_intra_pred_table_avx2(IntraPredTable& t) {
+    t.luma4x4 = {pred4x4_vertical_128,        pred4x4_horizontal_128,     pred4x4_dc_128,
+                 pred4x4_diag_down_left_128,  pred4x4_diag_down_right_128, pred4x4_vertical_right_128,
+                 pred4x4_horizontal_down_128, pred4x4_vertical_left_128,   pred4x4_horizontal_up_128};
+    t.luma16x16 = {pred16x16_vertical_128, pred16x16_horizontal_128, pred16x16_dc_128, pred16x16_plane_avx2};
+    t.chroma8x8 = {pred_chroma_dc_128, pred_chroma_horizontal_128, pred_chroma_vertical_128, pred_chroma_plane_128};
+}
+
+}  // namespace vek::h264
