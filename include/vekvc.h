@@ -443,6 +443,89 @@ VEKVC_API VekStatus vekiInterpolateLumaBlock_H264_16u_P1R(const VekInterpolation
 
 /* ---- H.264 deblocking -------------------------------------------------- */
 
+/* One macroblock plane, one direction per call; the caller supplies bS (0 to 4), alpha, beta
+ * and tc0 from the stream. pAlpha/pBeta: [0] the outer edge, [1] inner edges. Luma pBs and
+ * pThresholds: entry 4 * e + i for edge e (samples 0, 4, 8, 12) and group i of 4 samples;
+ * 4:2:0 chroma: pBs[8 * e + i], pThresholds[4 * e + i], edges at 0 and 4, groups of 2.
+ * An edge whose bS are all 0 is not read. Null pointers give vekStsNullPtrErr. */
+typedef struct VekDeblockingParams {
+    Vek8u* pSrcDstPlane;       /* the macroblock's top-left sample (MBAFF: the edge's first) */
+    Vek32s srcDstStep;         /* bytes */
+    const Vek8u* pAlpha;
+    const Vek8u* pBeta;
+    const Vek8u* pThresholds;  /* tc0 */
+    const Vek8u* pBs;
+} VekDeblockingParams;
+
+/* The 16-bit record: the step counts elements, thresholds are used as given (already scaled
+ * for the bit depth), results clip to 0 .. (1 << bitDepth) - 1. */
+typedef struct VekDeblockingParams_16u {
+    Vek16u* pSrcDstPlane;
+    Vek32s srcDstStep;         /* elements */
+    const Vek16u* pAlpha;
+    const Vek16u* pBeta;
+    const Vek16u* pThresholds;
+    const Vek8u* pBs;
+    Vek32s bitDepth;
+} VekDeblockingParams_16u;
+
+/* 8-bit luma, four vertical edges; the strong filter runs on a half-edge of the outer edge
+ * whose two bS are both 4, the weak filter (tc wrapping at 8 bits) everywhere else. */
+VEKVC_API VekStatus vekiFilterDeblockingLuma_VerEdge_H264_8u_C1IR(Vek8u* pSrcDst, Vek32s srcDstStep,
+                                                                  const Vek8u* pAlpha, const Vek8u* pBeta,
+                                                                  const Vek8u* pThresholds, const Vek8u* pBs);
+/* 8-bit luma, four horizontal edges; strong only on the outer edge with all four bS 4. */
+VEKVC_API VekStatus vekiFilterDeblockingLuma_HorEdge_H264_8u_C1IR(Vek8u* pSrcDst, Vek32s srcDstStep,
+                                                                  const Vek8u* pAlpha, const Vek8u* pBeta,
+                                                                  const Vek8u* pThresholds, const Vek8u* pBs);
+/* 8-bit 4:2:0 chroma, two edges; strong only on the outer edge with all four bS 4. */
+VEKVC_API VekStatus vekiFilterDeblockingChroma_VerEdge_H264_8u_C1IR(Vek8u* pSrcDst, Vek32s srcDstStep,
+                                                                    const Vek8u* pAlpha, const Vek8u* pBeta,
+                                                                    const Vek8u* pThresholds, const Vek8u* pBs);
+VEKVC_API VekStatus vekiFilterDeblockingChroma_HorEdge_H264_8u_C1IR(Vek8u* pSrcDst, Vek32s srcDstStep,
+                                                                    const Vek8u* pAlpha, const Vek8u* pBeta,
+                                                                    const Vek8u* pThresholds, const Vek8u* pBs);
+/* Interleaved chroma pairs sharing all thresholds; strong on a half-edge (four pairs) of the
+ * outer edge whose two bS are both 4. */
+VEKVC_API VekStatus vekiFilterDeblockingChroma_VerEdge_H264_8u_C2IR(Vek8u* pSrcDst, Vek32s srcDstStep,
+                                                                    const Vek8u* pAlpha, const Vek8u* pBeta,
+                                                                    const Vek8u* pThresholds, const Vek8u* pBs);
+VEKVC_API VekStatus vekiFilterDeblockingChroma_HorEdge_H264_8u_C2IR(Vek8u* pSrcDst, Vek32s srcDstStep,
+                                                                    const Vek8u* pAlpha, const Vek8u* pBeta,
+                                                                    const Vek8u* pThresholds, const Vek8u* pBs);
+/* MBAFF: one vertical edge piece at pSrcDst, 8 luma rows (groups of 2) or 4 chroma rows (groups
+ * of 1), pBs[i] and pThresholds[i]; strong where bS is 4. alpha 0 or all bS 0: nothing done. */
+VEKVC_API VekStatus vekiFilterDeblockingLuma_VerEdge_MBAFF_H264_8u_C1IR(Vek8u* pSrcDst, Vek32s srcDstStep,
+                                                                        Vek32u alpha, Vek32u beta,
+                                                                        const Vek8u* pThresholds,
+                                                                        const Vek8u* pBs);
+VEKVC_API VekStatus vekiFilterDeblockingChroma_VerEdge_MBAFF_H264_8u_C1IR(Vek8u* pSrcDst, Vek32s srcDstStep,
+                                                                          Vek32u alpha, Vek32u beta,
+                                                                          const Vek8u* pThresholds,
+                                                                          const Vek8u* pBs);
+/* 4:2:2 chroma. Vertical: 16 rows, edges 0 and 4, groups of 4 rows, pBs[8 * e + i], strong
+ * where bS is 4. Horizontal: edges 0, 4, 8, 12, groups of 2, pBs[4 * e + i], pAlpha[min(e, 1)];
+ * an edge whose first bS is 4 is strong at every position. */
+VEKVC_API VekStatus vekiFilterDeblockingChroma422VerEdge_H264_8u_C1IR(const VekDeblockingParams* pParams);
+VEKVC_API VekStatus vekiFilterDeblockingChroma422HorEdge_H264_8u_C1IR(const VekDeblockingParams* pParams);
+/* 16-bit luma, luma-layout thresholds; strong wherever a group's bS is 4. */
+VEKVC_API VekStatus vekiFilterDeblockingLumaVerEdge_H264_16u_C1IR(const VekDeblockingParams_16u* pParams);
+VEKVC_API VekStatus vekiFilterDeblockingLumaHorEdge_H264_16u_C1IR(const VekDeblockingParams_16u* pParams);
+/* 16-bit 4:2:0 chroma. Vertical: strong wherever bS is 4. Horizontal: strong at every position
+ * of the outer edge when its first bS is 4, weak elsewhere. */
+VEKVC_API VekStatus vekiFilterDeblockingChromaVerEdge_H264_16u_C1IR(const VekDeblockingParams_16u* pParams);
+VEKVC_API VekStatus vekiFilterDeblockingChromaHorEdge_H264_16u_C1IR(const VekDeblockingParams_16u* pParams);
+/* 16-bit 4:2:2 chroma, the layouts and rules of the 8-bit 4:2:2 pair. */
+VEKVC_API VekStatus vekiFilterDeblockingChroma422VerEdge_H264_16u_C1IR(const VekDeblockingParams_16u* pParams);
+VEKVC_API VekStatus vekiFilterDeblockingChroma422HorEdge_H264_16u_C1IR(const VekDeblockingParams_16u* pParams);
+/* 16-bit MBAFF edge pieces, as the 8-bit ones with pAlpha[0] and pBeta[0]. */
+VEKVC_API VekStatus vekiFilterDeblockingLumaVerEdgeMBAFF_H264_16u_C1IR(const VekDeblockingParams_16u* pParams);
+VEKVC_API VekStatus vekiFilterDeblockingChromaVerEdgeMBAFF_H264_16u_C1IR(const VekDeblockingParams_16u* pParams);
+/* 4:2:2 MBAFF filtering is not provided: both return vekStsErr without reading pParams. */
+VEKVC_API VekStatus vekiFilterDeblockingChroma422VerEdgeMBAFF_H264_8u_C1IR(const VekDeblockingParams* pParams);
+VEKVC_API VekStatus vekiFilterDeblockingChroma422VerEdgeMBAFF_H264_16u_C1IR(
+    const VekDeblockingParams_16u* pParams);
+
 /* ---- MPEG-1/2 block reconstruction ------------------------------------- */
 /* One 8x8 block per call from the word cursor: run-level codes through tables built by
  * vekiHuffmanRunLevelTableInitAlloc_32s (run 254 ends the block, run 255 is the escape),

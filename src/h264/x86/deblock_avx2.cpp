@@ -1,0 +1,19 @@
+// AVX2 deblocking kernels: a whole 16-line edge of 8-bit samples (or both
+// 8-line edges of a chroma plane), or 8 lines of 16-bit samples, per vector.
+#include "h264/deblock.h"
+#include "h264/x86/deblock_edges_simd.h"
+
+namespace vek::h264 {
+
+void init_deblock_table_avx2(DeblockTable& t) {
+    t.luma_ver_8u = luma_ver_8u_simd<I16x16>;
+    t.luma_hor_8u = luma_hor_8u_simd<I16x16>;
+    t.chroma_ver_8u = chroma_ver_8u_simd<I16x16>;
+    t.chroma_hor_8u = chroma_hor_8u_simd<I16x16>;
+    t.chroma_ver_c2_8u = chroma_ver_c2_8u_simd<I16x16>;
+    t.chroma_hor_c2_8u = chroma_hor_c2_8u_simd<I16x16>;
+    t.luma_ver_16u = luma_ver_16u_simd<I32x8>;
+    t.luma_hor_16u = luma_hor_16u_simd<I32x8>;
+}
+
+}  // namespace vek::h264

@@ -1,0 +1,377 @@
+// Whole-macroblock deblocking kernels over the lane filters of
+// deblock_simd.h, one template per plane and direction, instantiated by the
+// SSE4.1 file with 128-bit lanes and by the AVX2 file with 256-bit ones.
+// Edges go in order and each sees what the earlier ones changed; vertical
+// edges are transposed so that one lane is one row. Samples of an edge whose
+// bS are all 0 are not read when they lie outside the macroblock.
+#pragma once
+
+#include "h264/x86/deblock_simd.h"
+
+namespace {
+
+// ---- 8-bit luma -------------------------------------------------------------------
+//
+// The four edges run over a sliding window of 8 widened lines (p3 .. q3 of the
+// current edge) held in registers: after edge e, lines 4e - 3 .. 4e are final
+// and leave the window, lines 4e + 4 .. 4e + 7 come in untouched. Nothing of
+// the chain from one edge to the next goes through memory.
+
+template <class O>
+using LumaWindow = typename O::V[8][16 / O::kLanes];
+
+// The thresholds of all four edges, prepared once per call: alpha for every
+// bS entry (0 where bS is 0, which fails the filter test), and whether any
+// tc0 is high enough for tc to wrap.
+struct LumaBytes {
+    __m128i alpha;
+    const Vek8u* tc0;
+    int beta[2];
+    int tc_mask;
+};
+
+inline void luma_bytes(LumaBytes& b, const Vek8u* alpha, const Vek8u* beta, const Vek8u* tc0, const Vek8u* bs) {
+    const __m128i zero_bs = _mm_cmpeq_epi8(load16(bs), _mm_setzero_si128());
+    // alpha[0] for the outer edge's four entries, alpha[1] for the other twelve
+    const __m128i a = _mm_insert_epi32(_mm_set1_epi8(static_cast<char>(alpha[1])),
+                                       static_cast<int>(alpha[0] * 0x01010101u), 0);
+    b.alpha = _mm_andnot_si128(zero_bs, a);
+    b.tc0 = tc0;
+    b.beta[0] = beta[0];
+    b.beta[1] = beta[1];
+    const __m128i t = load16(tc0);
+    const bool can_wrap = !_mm_test_all_zeros(_mm_cmpeq_epi8(_mm_max_epu8(t, _mm_set1_epi8(-2)), t),
+                                              _mm_set1_epi8(-1));
+    b.tc_mask = can_wrap ? 0xFF : -1;
+}
+
+template <class O>
+[[gnu::always_inline]] inline void luma_window_8u(LumaWindow<O>& w, const LumaBytes& b, int e,
+                                                  std::uint32_t strong4) {
+    constexpr int kParts = 16 / O::kLanes;
+    const __m128i strong = strong4 ? spread_groups(strong4, 4) : _mm_setzero_si128();
+    for (int part = 0; part < kParts; ++part) {
+        Edge<O> edge;
+        edge.alpha = O::groups_of_4(b.alpha, 4 * e, part);  // lane l of edge e: entry 4 * e + l / 4
+        edge.beta = O::set1(b.beta[e ? 1 : 0]);
+        edge.tc0 = O::groups_of_4(b.tc0 + 4 * e, part);
+        edge.any_strong = strong4 != 0;
+        edge.all_strong = strong4 == 0x01010101u;
+        edge.strong = strong4 ? O::sub(O::set1(0), O::widen_u8(strong, part)) : O::set1(0);
+        typename O::V s[8];
+        for (int k = 0; k < 8; ++k) s[k] = w[k][part];
+        luma_lanes<O>(s, edge, b.tc_mask, -1);
+        for (int k = 1; k < 7; ++k) w[k][part] = s[k];
+    }
+}
+
+template <class O>
+void luma_hor_8u_simd(Vek8u* p, Vek32s step, const Vek8u* alpha, const Vek8u* beta, const Vek8u* tc0,
+                      const Vek8u* bs) {
+    constexpr int kParts = 16 / O::kLanes;
+    if ((load_u32(bs) | load_u32(bs + 4) | load_u32(bs + 8) | load_u32(bs + 12)) == 0) return;
+    const ptrdiff_t st = step;
+    LumaWindow<O> w;
+    const auto load_row = [&](int k, int y) {
+        const __m128i row = load16(p + y * st);
+        for (int part = 0; part < kParts; ++part) w[k][part] = O::widen_u8(row, part);
+    };
+    const auto store_rows = [&](int k, int y) {  // rows y, y + 1 from lines k, k + 1
+        __m128i a, b;
+        O::narrow2_u8(w[k], w[k + 1], a, b);
+        store16(p + y * st, a);
+        store16(p + (y + 1) * st, b);
+    };
+    LumaBytes b;
+    luma_bytes(b, alpha, beta, tc0, bs);
+    const bool outer = load_u32(bs) != 0;
+    const std::uint32_t strong0 = outer ? strong_all(bs) : 0u;
+    // Rows above the block belong to the outer edge; row -4 only to its strong filter.
+    for (int k = 0; k < 4; ++k)
+        for (int part = 0; part < kParts; ++part) w[k][part] = O::set1(0);
+    if (outer)
+        for (int k = strong0 ? 0 : 1; k < 4; ++k) load_row(k, k - 4);
+    for (int k = 4; k < 8; ++k) load_row(k, k - 4);
+#pragma GCC unroll 4
+    for (int e = 0; e < 4; ++e) {
+        if (e > 0) {
+            for (int k = 0; k < 4; ++k)
+                for (int part = 0; part < kParts; ++part) w[k][part] = w[k + 4][part];
+            // Row 15 is only ever the q3 of a strong filter, which inner edges never run.
+            for (int k = 4; k < (e == 3 ? 7 : 8); ++k) load_row(k, 4 * e + k - 4);
+        }
+        if (load_u32(bs + 4 * e) != 0) luma_window_8u<O>(w, b, e, e == 0 ? strong0 : 0u);
+        if (e > 0 || outer) {
+            store_rows(1, 4 * e - 3);
+            store_rows(3, 4 * e - 1);
+        }
+    }
+    store_rows(5, 13);
+}
+
+template <class O>
+void luma_ver_8u_simd(Vek8u* p, Vek32s step, const Vek8u* alpha, const Vek8u* beta, const Vek8u* tc0,
+                      const Vek8u* bs) {
+    constexpr int kParts = 16 / O::kLanes;
+    if ((load_u32(bs) | load_u32(bs + 4) | load_u32(bs + 8) | load_u32(bs + 12)) == 0) return;
+    LumaBytes b;
+    luma_bytes(b, alpha, beta, tc0, bs);
+    const bool outer = load_u32(bs) != 0;
+    // col[k] is column k - 4, 16 rows as bytes: transposed in from columns
+    // -4 .. 3 (or 0 .. 7 without the outer edge), 4 .. 11 and 8 .. 15.
+    const int starts[3] = {outer ? -4 : 0, outer ? 4 : 8, 8};
+    const int blocks = outer ? 3 : 2;
+    __m128i col[20];
+    for (int k = 0; k < 4; ++k) col[k] = _mm_setzero_si128();
+    for (int i = 0; i < blocks; ++i) transpose_16x8(p + starts[i], step, col + starts[i] + 4);
+    LumaWindow<O> w;
+    const auto widen = [&](int k, int c) {
+        for (int part = 0; part < kParts; ++part) w[k][part] = O::widen_u8(col[c], part);
+    };
+    for (int k = 0; k < 8; ++k) widen(k, k);
+#pragma GCC unroll 4
+    for (int e = 0; e < 4; ++e) {
+        if (e > 0) {
+            for (int k = 0; k < 4; ++k)
+                for (int part = 0; part < kParts; ++part) w[k][part] = w[k + 4][part];
+            for (int k = 4; k < 8; ++k) widen(k, 4 * e + k);
+        }
+        if (load_u32(bs + 4 * e) != 0) luma_window_8u<O>(w, b, e, e == 0 && outer ? strong_halves(bs) : 0u);
+        O::narrow2_u8(w[1], w[2], col[4 * e + 1], col[4 * e + 2]);
+        O::narrow2_u8(w[3], w[4], col[4 * e + 3], col[4 * e + 4]);
+    }
+    O::narrow2_u8(w[5], w[6], col[17], col[18]);
+    for (int i = 0; i < blocks; ++i) store_transposed_8x16(p + starts[i], step, col + starts[i] + 4);
+}
+
+// ---- 8-bit chroma, one plane ----------------------------------------------------------
+//
+// The two edges of a 4:2:0 chroma call are independent (the first writes
+// samples -1 and 0, the second reads 2 .. 5), so they run as one pass of 16
+// lines: bytes 0 .. 7 of a line register are the outer edge, 8 .. 15 the inner.
+
+// Thresholds of the 16 lines: lane l takes group l / 2 of its edge.
+template <class O>
+[[gnu::always_inline]] inline Edge<O> chroma_edges_8u(const Vek8u* alpha, const Vek8u* beta, const Vek8u* tc0,
+                                                      const Vek8u* bs, int part) {
+    const __m128i pick = _mm_setr_epi8(0, 0, 1, 1, 2, 2, 3, 3, 4, 4, 5, 5, 6, 6, 7, 7);
+    const __m128i bs8 = _mm_insert_epi32(load4(bs), static_cast<int>(load_u32(bs + 8)), 1);
+    const __m128i zero_bs = _mm_cmpeq_epi8(_mm_shuffle_epi8(bs8, pick), _mm_setzero_si128());
+    const __m128i a = _mm_unpacklo_epi64(_mm_set1_epi8(static_cast<char>(alpha[0])),
+                                         _mm_set1_epi8(static_cast<char>(alpha[1])));
+    const __m128i b = _mm_unpacklo_epi64(_mm_set1_epi8(static_cast<char>(beta[0])),
+                                         _mm_set1_epi8(static_cast<char>(beta[1])));
+    const std::uint32_t strong4 = strong_all(bs);
+    Edge<O> e;
+    e.alpha = O::widen_u8(_mm_andnot_si128(zero_bs, a), part);
+    e.beta = O::widen_u8(b, part);
+    e.tc0 = O::widen_u8(_mm_shuffle_epi8(load8(tc0), pick), part);
+    e.any_strong = strong4 != 0;
+    e.all_strong = false;
+    // Only the outer edge's lines (bytes 0 .. 7) can be strong.
+    e.strong = O::sub(O::set1(0), O::widen_u8(_mm_set_epi64x(0, strong4 ? 0x0101010101010101 : 0), part));
+    return e;
+}
+
+template <class O>
+[[gnu::always_inline]] inline void chroma_pass_8u(__m128i* line, const Vek8u* alpha, const Vek8u* beta,
+                                                  const Vek8u* tc0, const Vek8u* bs) {
+    constexpr int kParts = 16 / O::kLanes;
+    typename O::V out[2][kParts];
+    for (int part = 0; part < kParts; ++part) {
+        const Edge<O> e = chroma_edges_8u<O>(alpha, beta, tc0, bs, part);
+        typename O::V s[4];
+        for (int k = 0; k < 4; ++k) s[k] = O::widen_u8(line[k], part);
+        chroma_lanes<O>(s, e, 0xFF, -1);
+        out[0][part] = s[1];
+        out[1][part] = s[2];
+    }
+    O::narrow2_u8(out[0], out[1], line[1], line[2]);
+}
+
+template <class O>
+void chroma_hor_8u_simd(Vek8u* p, Vek32s step, const Vek8u* alpha, const Vek8u* beta, const Vek8u* tc0,
+                        const Vek8u* bs) {
+    const ptrdiff_t st = step;
+    const bool outer = load_u32(bs) != 0, inner = load_u32(bs + 8) != 0;
+    if (!outer && !inner) return;
+    // Line k: row k - 2 (outer edge, left out when it is off) beside row k + 2.
+    __m128i line[4];
+    for (int k = 0; k < 4; ++k) {
+        const __m128i low = (outer || k >= 2) ? load8(p + (k - 2) * st) : _mm_setzero_si128();
+        line[k] = load8_high(low, p + (k + 2) * st);
+    }
+    chroma_pass_8u<O>(line, alpha, beta, tc0, bs);
+    if (outer) store8(p - st, line[1]);
+    store8(p, line[2]);
+    store8_high(p + 3 * st, line[1]);
+    store8_high(p + 4 * st, line[2]);
+}
+
+template <class O>
+void chroma_ver_8u_simd(Vek8u* p, Vek32s step, const Vek8u* alpha, const Vek8u* beta, const Vek8u* tc0,
+                        const Vek8u* bs) {
+    const ptrdiff_t st = step;
+    const bool outer = load_u32(bs) != 0, inner = load_u32(bs + 8) != 0;
+    if (!outer && !inner) return;
+    // Columns -2 .. 5 of 8 rows; without the outer edge, columns 2 .. 5 only.
+    const int left = outer ? -2 : 2;
+    __m128i r[8];
+    for (int i = 0; i < 8; ++i) r[i] = outer ? load8(p + left + i * st) : _mm_slli_si128(load4(p + left + i * st), 4);
+    const __m128i a0 = _mm_unpacklo_epi8(r[0], r[1]), a1 = _mm_unpacklo_epi8(r[2], r[3]);
+    const __m128i a2 = _mm_unpacklo_epi8(r[4], r[5]), a3 = _mm_unpacklo_epi8(r[6], r[7]);
+    const __m128i b0 = _mm_unpacklo_epi16(a0, a1), b1 = _mm_unpackhi_epi16(a0, a1);  // rows 0-3: cols 0-3, 4-7
+    const __m128i b2 = _mm_unpacklo_epi16(a2, a3), b3 = _mm_unpackhi_epi16(a2, a3);  // rows 4-7
+    const __m128i c01 = _mm_unpacklo_epi32(b0, b2), c23 = _mm_unpackhi_epi32(b0, b2);
+    const __m128i c45 = _mm_unpacklo_epi32(b1, b3), c67 = _mm_unpackhi_epi32(b1, b3);
+    // Line k: column k (outer edge) beside column k + 4 (inner edge).
+    __m128i line[4] = {_mm_unpacklo_epi64(c01, c45), _mm_unpackhi_epi64(c01, c45), _mm_unpacklo_epi64(c23, c67),
+                       _mm_unpackhi_epi64(c23, c67)};
+    chroma_pass_8u<O>(line, alpha, beta, tc0, bs);
+    const __m128i d01 = _mm_unpacklo_epi8(line[0], line[1]), d45 = _mm_unpackhi_epi8(line[0], line[1]);
+    const __m128i d23 = _mm_unpacklo_epi8(line[2], line[3]), d67 = _mm_unpackhi_epi8(line[2], line[3]);
+    const __m128i e0 = _mm_unpacklo_epi16(d01, d23), e1 = _mm_unpackhi_epi16(d01, d23);  // cols 0-3: rows 0-3, 4-7
+    const __m128i e2 = _mm_unpacklo_epi16(d45, d67), e3 = _mm_unpackhi_epi16(d45, d67);  // cols 4-7
+    const __m128i rows[4] = {_mm_unpacklo_epi32(e0, e2), _mm_unpackhi_epi32(e0, e2), _mm_unpacklo_epi32(e1, e3),
+                             _mm_unpackhi_epi32(e1, e3)};
+    for (int i = 0; i < 4; ++i) {
+        if (outer) {
+            store8(p + left + 2 * i * st, rows[i]);
+            store8_high(p + left + (2 * i + 1) * st, rows[i]);
+        } else {
+            store4(p + left + 2 * i * st, _mm_srli_si128(rows[i], 4));
+            store4(p + left + (2 * i + 1) * st, _mm_srli_si128(rows[i], 12));
+        }
+    }
+}
+
+// ---- 8-bit chroma, interleaved pairs (16 lines an edge, groups of 4) -----------------
+
+template <class O>
+void filter_chroma_16_lines(__m128i* line, int alpha, int beta, std::uint32_t tc4, std::uint32_t bs4,
+                            std::uint32_t strong4) {
+    constexpr int kParts = 16 / O::kLanes;
+    typename O::V out[2][kParts];
+    for (int part = 0; part < kParts; ++part) {
+        const Edge<O> e = edge_8u<O>(alpha, beta, tc4, bs4, strong4, 4, part);
+        typename O::V s[4];
+        for (int k = 0; k < 4; ++k) s[k] = O::widen_u8(line[k], part);
+        chroma_lanes<O>(s, e, 0xFF, -1);
+        out[0][part] = s[1];
+        out[1][part] = s[2];
+    }
+    line[1] = O::narrow_u8(out[0]);
+    line[2] = O::narrow_u8(out[1]);
+}
+
+template <class O>
+void chroma_hor_c2_8u_simd(Vek8u* p, Vek32s step, const Vek8u* alpha, const Vek8u* beta, const Vek8u* tc0,
+                           const Vek8u* bs) {
+    const ptrdiff_t st = step;
+    for (int e = 0; e < 2; ++e) {
+        const std::uint32_t bs4 = load_u32(bs + 8 * e);
+        if (bs4 == 0) continue;
+        Vek8u* q0 = p + 4 * e * st;
+        __m128i line[4];
+        for (int k = 0; k < 4; ++k) line[k] = load16(q0 + (k - 2) * st);
+        filter_chroma_16_lines<O>(line, alpha[e], beta[e], load_u32(tc0 + 4 * e), bs4,
+                                  e == 0 ? strong_halves(bs) : 0u);
+        store16(q0 - st, line[1]);
+        store16(q0, line[2]);
+    }
+}
+
+template <class O>
+void chroma_ver_c2_8u_simd(Vek8u* p, Vek32s step, const Vek8u* alpha, const Vek8u* beta, const Vek8u* tc0,
+                           const Vek8u* bs) {
+    const ptrdiff_t st = step;
+    for (int e = 0; e < 2; ++e) {
+        const std::uint32_t bs4 = load_u32(bs + 8 * e);
+        if (bs4 == 0) continue;
+        Vek8u* q0 = p + 8 * e;
+        // Rows of four pairs (p1, p0, q0, q1) -> four columns of 8 pairs.
+        __m128i a[4];
+        for (int i = 0; i < 4; ++i)
+            a[i] = _mm_unpacklo_epi16(load8(q0 - 4 + 2 * i * st), load8(q0 - 4 + (2 * i + 1) * st));
+        const __m128i b0 = _mm_unpacklo_epi32(a[0], a[1]), b1 = _mm_unpackhi_epi32(a[0], a[1]);
+        const __m128i b2 = _mm_unpacklo_epi32(a[2], a[3]), b3 = _mm_unpackhi_epi32(a[2], a[3]);
+        __m128i line[4] = {_mm_unpacklo_epi64(b0, b2), _mm_unpackhi_epi64(b0, b2), _mm_unpacklo_epi64(b1, b3),
+                           _mm_unpackhi_epi64(b1, b3)};
+        filter_chroma_16_lines<O>(line, alpha[e], beta[e], load_u32(tc0 + 4 * e), bs4,
+                                  e == 0 ? strong_halves(bs) : 0u);
+        alignas(16) Vek8u rows[32];  // p0 pair, q0 pair of each row
+        store16(rows, _mm_unpacklo_epi16(line[1], line[2]));
+        store16(rows + 16, _mm_unpackhi_epi16(line[1], line[2]));
+        for (int r = 0; r < 8; ++r) std::memcpy(q0 - 2 + r * st, rows + 4 * r, 4);
+    }
+}
+
+// ---- 16-bit luma ---------------------------------------------------------------------
+
+// 16 lines (two registers of 8 words for each of p3 .. q3), strong by group's bS 4.
+template <class O>
+void filter_luma_16_lines_16u(__m128i (*line)[2], int alpha, int beta, const Vek16u* tc0, const Vek8u* bs,
+                              Vek32s clip_max) {
+    constexpr int kParts = 16 / O::kLanes, kPerWord = 8 / O::kLanes;
+    alignas(32) std::int32_t tc[16], alphas[16], strong[16];
+    bool any_strong = false, all_strong = true;
+    for (int l = 0; l < 16; ++l) {
+        tc[l] = tc0[l / 4];
+        alphas[l] = bs[l / 4] ? alpha : 0;  // a zero bS fails the filter test
+        strong[l] = bs[l / 4] == 4 ? -1 : 0;
+        any_strong |= strong[l] != 0;
+        all_strong &= strong[l] != 0;
+    }
+    typename O::V out[6][kParts];
+    for (int part = 0; part < kParts; ++part) {
+        const int lane0 = part * O::kLanes;
+        const Edge<O> e{O::load(alphas + lane0), O::set1(beta), O::load(tc + lane0), O::load(strong + lane0),
+                        any_strong, all_strong};
+        typename O::V s[8];
+        for (int k = 0; k < 8; ++k) s[k] = O::widen_u16(line[k][lane0 / 8], (lane0 % 8) / 4);
+        luma_lanes<O>(s, e, 0xFFFF, clip_max);
+        for (int k = 0; k < 6; ++k) out[k][part] = s[k + 1];
+    }
+    for (int k = 0; k < 6; ++k)
+        for (int h = 0; h < 2; ++h) line[k + 1][h] = O::narrow_u16(&out[k][h * kPerWord]);
+}
+
+template <class O>
+void luma_hor_16u_simd(Vek16u* p, Vek32s step, const Vek16u* alpha, const Vek16u* beta, const Vek16u* tc0,
+                       const Vek8u* bs, Vek32s clip_max) {
+    const ptrdiff_t st = step;
+    for (int e = 0; e < 4; ++e) {
+        if (load_u32(bs + 4 * e) == 0) continue;
+        Vek16u* q0 = p + 4 * e * st;
+        __m128i line[8][2];
+        for (int k = 0; k < 8; ++k)
+            for (int h = 0; h < 2; ++h) line[k][h] = load16(q0 + (k - 4) * st + 8 * h);
+        filter_luma_16_lines_16u<O>(line, alpha[e ? 1 : 0], beta[e ? 1 : 0], tc0 + 4 * e, bs + 4 * e, clip_max);
+        for (int k = 1; k < 7; ++k)
+            for (int h = 0; h < 2; ++h) store16(q0 + (k - 4) * st + 8 * h, line[k][h]);
+    }
+}
+
+template <class O>
+void luma_ver_16u_simd(Vek16u* p, Vek32s step, const Vek16u* alpha, const Vek16u* beta, const Vek16u* tc0,
+                       const Vek8u* bs, Vek32s clip_max) {
+    const ptrdiff_t st = step;
+    for (int e = 0; e < 4; ++e) {
+        if (load_u32(bs + 4 * e) == 0) continue;
+        Vek16u* left = p + 4 * e - 4;
+        __m128i line[8][2], rows[2][8];
+        for (int h = 0; h < 2; ++h) {  // rows 8h .. 8h + 7 become columns p3 .. q3
+            for (int r = 0; r < 8; ++r) rows[h][r] = load16(left + (8 * h + r) * st);
+            transpose_8x8_16(rows[h]);
+            for (int k = 0; k < 8; ++k) line[k][h] = rows[h][k];
+        }
+        filter_luma_16_lines_16u<O>(line, alpha[e ? 1 : 0], beta[e ? 1 : 0], tc0 + 4 * e, bs + 4 * e, clip_max);
+        for (int h = 0; h < 2; ++h) {
+            for (int k = 0; k < 8; ++k) rows[h][k] = line[k][h];
+            transpose_8x8_16(rows[h]);
+            for (int r = 0; r < 8; ++r) store16(left + (8 * h + r) * st, rows[h][r]);
+        }
+    }
+}
+
+}  // namespace

@@ -1,0 +1,437 @@
+// Contract tests of the H.264 deblocking functions: null checks in order, the
+// two refusing 4:2:2 MBAFF names, hand-computed lines, the strong/weak choice
+// of every function, edges that must not be read, and whole macroblocks
+// against a per-sample model of the standard's filter.
+#include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <cstdlib>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "vekvc.h"
+
+namespace {
+
+enum class Form { kPlain8, kMbaff8, kRecord8, kRecord16 };
+
+// Where a function filters: `edges` edges 4 samples apart, `positions` lines
+// per edge and plane, four groups per edge, pBs entry bs_mult * e + group.
+struct DeblockFn {
+    const char* name;
+    void* fn;
+    Form form;
+    bool luma, vertical;
+    int edges, positions, bs_mult, planes;
+};
+
+#define FN(f) #f, reinterpret_cast<void*>(&f)
+const DeblockFn kFns[] = {
+    {FN(vekiFilterDeblockingLuma_VerEdge_H264_8u_C1IR), Form::kPlain8, true, true, 4, 16, 4, 1},
+    {FN(vekiFilterDeblockingLuma_HorEdge_H264_8u_C1IR), Form::kPlain8, true, false, 4, 16, 4, 1},
+    {FN(vekiFilterDeblockingChroma_VerEdge_H264_8u_C1IR), Form::kPlain8, false, true, 2, 8, 8, 1},
+    {FN(vekiFilterDeblockingChroma_HorEdge_H264_8u_C1IR), Form::kPlain8, false, false, 2, 8, 8, 1},
+    {FN(vekiFilterDeblockingChroma_VerEdge_H264_8u_C2IR), Form::kPlain8, false, true, 2, 8, 8, 2},
+    {FN(vekiFilterDeblockingChroma_HorEdge_H264_8u_C2IR), Form::kPlain8, false, false, 2, 8, 8, 2},
+    {FN(vekiFilterDeblockingLuma_VerEdge_MBAFF_H264_8u_C1IR), Form::kMbaff8, true, true, 1, 8, 4, 1},
+    {FN(vekiFilterDeblockingChroma_VerEdge_MBAFF_H264_8u_C1IR), Form::kMbaff8, false, true, 1, 4, 4, 1},
+    {FN(vekiFilterDeblockingChroma422VerEdge_H264_8u_C1IR), Form::kRecord8, false, true, 2, 16, 8, 1},
+    {FN(vekiFilterDeblockingChroma422HorEdge_H264_8u_C1IR), Form::kRecord8, false, false, 4, 8, 4, 1},
+    {FN(vekiFilterDeblockingLumaVerEdge_H264_16u_C1IR), Form::kRecord16, true, true, 4, 16, 4, 1},
+    {FN(vekiFilterDeblockingLumaHorEdge_H264_16u_C1IR), Form::kRecord16, true, false, 4, 16, 4, 1},
+    {FN(vekiFilterDeblockingChromaVerEdge_H264_16u_C1IR), Form::kRecord16, false, true, 2, 8, 8, 1},
+    {FN(vekiFilterDeblockingChromaHorEdge_H264_16u_C1IR), Form::kRecord16, false, false, 2, 8, 8, 1},
+    {FN(vekiFilterDeblockingChroma422VerEdge_H264_16u_C1IR), Form::kRecord16, false, true, 2, 16, 8, 1},
+    {FN(vekiFilterDeblockingChroma422HorEdge_H264_16u_C1IR), Form::kRecord16, false, false, 4, 8, 4, 1},
+    {FN(vekiFilterDeblockingLumaVerEdgeMBAFF_H264_16u_C1IR), Form::kRecord16, true, true, 1, 8, 4, 1},
+    {FN(vekiFilterDeblockingChromaVerEdgeMBAFF_H264_16u_C1IR), Form::kRecord16, false, true, 1, 4, 4, 1},
+};
+#undef FN
+
+const DeblockFn& fn_named(const std::string& name) {
+    for (const auto& f : kFns)
+        if (name == f.name) return f;
+    std::abort();  // a misspelt name in a test table
+}
+
+// A 48x40-sample plane (elements of 1 or 2 bytes); the macroblock starts at (8, 8).
+struct Plane {
+    static constexpr int kW = 48, kH = 40, kOrigin = 8 * kW + 8;
+    int bytes;
+    std::vector<Vek8u> b8 = std::vector<Vek8u>(kW * kH, 0);
+    std::vector<Vek16u> b16 = std::vector<Vek16u>(kW * kH, 0);
+    explicit Plane(int sample_bytes) : bytes(sample_bytes) {}
+    void* mb() { return bytes == 1 ? static_cast<void*>(&b8[kOrigin]) : &b16[kOrigin]; }
+    // Element x (of one interleaved plane c), row y, relative to the macroblock.
+    int get(const DeblockFn& f, int c, int x, int y) const {
+        const int i = kOrigin + y * kW + x * f.planes + c;
+        return bytes == 1 ? b8[i] : b16[i];
+    }
+    void set(const DeblockFn& f, int c, int x, int y, int v) {
+        const int i = kOrigin + y * kW + x * f.planes + c;
+        if (bytes == 1) b8[i] = static_cast<Vek8u>(v);
+        else b16[i] = static_cast<Vek16u>(v);
+    }
+    bool operator==(const Plane& o) const { return b8 == o.b8 && b16 == o.b16; }
+};
+
+struct Args {
+    std::array<int, 2> alpha{}, beta{};
+    std::array<int, 16> tc0{};
+    std::array<Vek8u, 16> bs{};
+    int bit_depth = 8;
+};
+
+// Calls f on the macroblock at mb (step in elements); `null_arg` names a
+// pointer to pass as null: 0 the record, 1 the plane, 2 alpha, 3 beta, 4 tc0,
+// 5 bS (-1: none).
+VekStatus call_at(const DeblockFn& f, void* mb_at, Vek32s step, const Args& a, int null_arg = -1) {
+    std::array<Vek8u, 2> a8{}, b8{};
+    std::array<Vek16u, 2> a16{}, b16{};
+    std::array<Vek8u, 16> t8{};
+    std::array<Vek16u, 16> t16{};
+    for (int i = 0; i < 2; ++i) a8[i] = Vek8u(a.alpha[i]), b8[i] = Vek8u(a.beta[i]);
+    for (int i = 0; i < 2; ++i) a16[i] = Vek16u(a.alpha[i]), b16[i] = Vek16u(a.beta[i]);
+    for (int i = 0; i < 16; ++i) t8[i] = Vek8u(a.tc0[i]), t16[i] = Vek16u(a.tc0[i]);
+    const auto nul = [null_arg](int k, auto* p) { return k == null_arg ? decltype(p){} : p; };
+    void* mb = nul(1, mb_at);
+    const Vek8u* bs = nul(5, a.bs.data());
+    switch (f.form) {
+    case Form::kPlain8:
+        return reinterpret_cast<decltype(&vekiFilterDeblockingLuma_VerEdge_H264_8u_C1IR)>(f.fn)(
+            static_cast<Vek8u*>(mb), step, nul(2, a8.data()), nul(3, b8.data()), nul(4, t8.data()), bs);
+    case Form::kMbaff8:
+        return reinterpret_cast<decltype(&vekiFilterDeblockingLuma_VerEdge_MBAFF_H264_8u_C1IR)>(f.fn)(
+            static_cast<Vek8u*>(mb), step, Vek32u(a.alpha[0]), Vek32u(a.beta[0]), nul(4, t8.data()), bs);
+    case Form::kRecord8: {
+        const VekDeblockingParams p{static_cast<Vek8u*>(mb), step, nul(2, a8.data()), nul(3, b8.data()),
+                                    nul(4, t8.data()), bs};
+        return reinterpret_cast<decltype(&vekiFilterDeblockingChroma422VerEdge_H264_8u_C1IR)>(f.fn)(nul(0, &p));
+    }
+    case Form::kRecord16: {
+        const VekDeblockingParams_16u p{static_cast<Vek16u*>(mb), step, nul(2, a16.data()), nul(3, b16.data()),
+                                        nul(4, t16.data()), bs, a.bit_depth};
+        return reinterpret_cast<decltype(&vekiFilterDeblockingLumaVerEdge_H264_16u_C1IR)>(f.fn)(nul(0, &p));
+    }
+    }
+    return vekStsOk;
+}
+VekStatus call(const DeblockFn& f, Plane& plane, const Args& a, int null_arg = -1) {
+    return call_at(f, plane.mb(), Plane::kW, a, null_arg);
+}
+
+int sample_bytes(const DeblockFn& f) { return f.form == Form::kRecord16 ? 2 : 1; }
+
+// ---- Per-sample model of the standard's filter -----------------------------------
+
+// Filters one line given bS: v[0..7] holds p3, p2, p1, p0, q0, q1, q2, q3.
+// tc0 stays below 2^depth - 2 here, so tc never wraps.
+void model_line(int* v, bool luma, int bs, int alpha, int beta, int tc0, int max) {
+    const int p1 = v[2], p0 = v[3], q0 = v[4], q1 = v[5];
+    if (!(std::abs(p0 - q0) < alpha && std::abs(p1 - p0) < beta && std::abs(q1 - q0) < beta)) return;
+    const bool ap = luma && std::abs(v[1] - p0) < beta, aq = luma && std::abs(v[6] - q0) < beta;
+    const int old[8] = {v[0], v[1], v[2], v[3], v[4], v[5], v[6], v[7]};
+    if (bs < 4) {
+        const int tc = luma ? tc0 + ap + aq : tc0 + 1;
+        const int delta = std::clamp((((q0 - p0) << 2) + (p1 - q1) + 4) >> 3, -tc, tc);
+        v[3] = std::clamp(p0 + delta, 0, max);
+        v[4] = std::clamp(q0 - delta, 0, max);
+        if (ap) v[2] = p1 + std::clamp((old[1] + ((p0 + q0 + 1) >> 1) - (p1 << 1)) >> 1, -tc0, tc0);
+        if (aq) v[5] = q1 + std::clamp((old[6] + ((p0 + q0 + 1) >> 1) - (q1 << 1)) >> 1, -tc0, tc0);
+        return;
+    }
+    const bool near = std::abs(p0 - q0) < ((alpha >> 2) + 2);
+    for (int side = 0; side < 2; ++side) {  // the q side is the p side mirrored
+        const auto x = [&](int k) { return side ? old[4 + k] : old[3 - k]; };  // this side, k from the edge
+        const auto y = [&](int k) { return side ? old[3 - k] : old[4 + k]; };  // the other side
+        int* out = side ? v + 4 : v + 3;
+        const int dir = side ? 1 : -1;
+        if (luma && (side ? aq : ap) && near) {
+            out[0] = (x(2) + 2 * x(1) + 2 * x(0) + 2 * y(0) + y(1) + 4) >> 3;
+            out[dir] = (x(2) + x(1) + x(0) + y(0) + 2) >> 2;
+            out[2 * dir] = (2 * x(3) + 3 * x(2) + x(1) + x(0) + y(0) + 4) >> 3;
+        } else {
+            out[0] = (2 * x(1) + x(0) + y(1) + 2) >> 2;
+        }
+    }
+}
+
+// Applies f's edges to the plane in the model's way: bS 4 is strong, edges in
+// order, each line independently.
+void model(const DeblockFn& f, Plane& plane, const Args& a) {
+    const int max = (1 << a.bit_depth) - 1;
+    for (int e = 0; e < f.edges; ++e)
+        for (int c = 0; c < f.planes; ++c)
+            for (int n = 0; n < f.positions; ++n) {
+                const int g = n / (f.positions / 4), bs = a.bs[f.bs_mult * e + g];
+                if (bs == 0) continue;
+                const auto xy = [&](int k) {  // k from -4 (p3) to 3 (q3)
+                    return f.vertical ? std::pair{4 * e + k, n} : std::pair{n, 4 * e + k};
+                };
+                int v[8];
+                for (int k = -4; k < 4; ++k) v[k + 4] = plane.get(f, c, xy(k).first, xy(k).second);
+                model_line(v, f.luma, bs, a.alpha[e ? 1 : 0], a.beta[e ? 1 : 0], a.tc0[4 * e + g], max);
+                for (int k = -4; k < 4; ++k) plane.set(f, c, xy(k).first, xy(k).second, v[k + 4]);
+            }
+}
+
+}  // namespace
+namespace {
+
+// Thresholds that let every line of the fixtures below through the filter test.
+Args open_args(Vek8u bs) {
+    Args a;
+    a.alpha = {40, 40};
+    a.beta = {10, 10};
+    a.tc0.fill(1);
+    a.bs.fill(bs);
+    a.bit_depth = 10;
+    return a;
+}
+
+// Every line across edge e of f reads `line` (p3 .. q3); other samples stay 0.
+void fill_edge(const DeblockFn& f, Plane& plane, int e, const std::array<int, 8>& line) {
+    for (int c = 0; c < f.planes; ++c)
+        for (int n = 0; n < f.positions; ++n)
+            for (int k = -4; k < 4; ++k) {
+                if (f.vertical) plane.set(f, c, 4 * e + k, n, line[k + 4]);
+                else plane.set(f, c, n, 4 * e + k, line[k + 4]);
+            }
+}
+int at_edge(const DeblockFn& f, const Plane& plane, int e, int c, int n, int k) {
+    return f.vertical ? plane.get(f, c, 4 * e + k, n) : plane.get(f, c, n, 4 * e + k);
+}
+
+TEST(Deblock, NullPointersInCheckOrderChangeNothing) {
+    for (const auto& f : kFns) {
+        SCOPED_TRACE(f.name);
+        const Args a = open_args(4);
+        Plane plane(sample_bytes(f));
+        fill_edge(f, plane, 0, {10, 12, 14, 16, 20, 22, 24, 26});
+        const Plane before = plane;
+        const std::vector<int> checked = f.form == Form::kMbaff8   ? std::vector<int>{1, 4, 5}
+                                         : f.form == Form::kPlain8 ? std::vector<int>{1, 2, 3, 4, 5}
+                                                                   : std::vector<int>{0, 1, 2, 3, 4, 5};
+        for (const int k : checked) {
+            EXPECT_EQ(call(f, plane, a, k), vekStsNullPtrErr) << "null argument " << k;
+            EXPECT_TRUE(plane == before) << "null argument " << k;
+        }
+        EXPECT_EQ(call(f, plane, a), vekStsOk);
+        EXPECT_FALSE(plane == before) << "the fixture must filter";
+    }
+}
+
+TEST(Deblock, Chroma422MbaffAlwaysRefuses) {
+    Vek8u samples[64] = {};
+    const Vek8u thresholds[16] = {40, 40, 10, 10}, bs[16] = {4, 4, 4, 4};
+    const VekDeblockingParams p8{samples + 8, 8, thresholds, thresholds, thresholds, bs};
+    EXPECT_EQ(vekiFilterDeblockingChroma422VerEdgeMBAFF_H264_8u_C1IR(nullptr), vekStsErr);
+    EXPECT_EQ(vekiFilterDeblockingChroma422VerEdgeMBAFF_H264_8u_C1IR(&p8), vekStsErr);
+    EXPECT_EQ(vekiFilterDeblockingChroma422VerEdgeMBAFF_H264_16u_C1IR(nullptr), vekStsErr);
+    for (const Vek8u v : samples) EXPECT_EQ(v, 0);
+}
+
+// Hand-computed lines, each on one edge (the other edges have bS 0).
+struct KnownLine {
+    const char* fn;
+    int edge, bs, tc0, alpha, beta, bit_depth;
+    std::array<int, 8> in, out;
+};
+const KnownLine kKnownLines[] = {
+    // Luma strong: both sides take the long filter (ap, aq and |p0 - q0| < alpha / 4 + 2).
+    {"vekiFilterDeblockingLuma_HorEdge_H264_8u_C1IR", 0, 4, 0, 40, 10, 8,
+     {10, 12, 14, 16, 20, 22, 24, 26}, {10, 13, 16, 17, 19, 21, 23, 26}},
+    // Large step over the edge: only p0 and q0 move, by the short filter.
+    {"vekiFilterDeblockingLuma_HorEdge_H264_8u_C1IR", 0, 4, 0, 40, 10, 8,
+     {10, 12, 14, 16, 30, 32, 34, 36}, {10, 12, 14, 19, 27, 32, 34, 36}},
+    // Luma weak: tc = 1 + 1 + 1, delta 1, p1 and q1 pulled by tc0.
+    {"vekiFilterDeblockingLuma_VerEdge_H264_8u_C1IR", 1, 2, 1, 40, 10, 8,
+     {10, 12, 14, 16, 20, 22, 24, 26}, {10, 12, 15, 17, 19, 21, 24, 26}},
+    // tc0 254 + ap + aq wraps to tc 0: p0, q0 stay, p1 and q1 still move.
+    {"vekiFilterDeblockingLuma_VerEdge_H264_8u_C1IR", 1, 2, 254, 40, 10, 8,
+     {10, 12, 14, 16, 20, 22, 24, 26}, {10, 12, 15, 16, 20, 21, 24, 26}},
+    {"vekiFilterDeblockingLuma_VerEdge_H264_8u_C1IR", 1, 2, 253, 40, 10, 8,
+     {10, 12, 14, 16, 20, 22, 24, 26}, {10, 12, 15, 17, 19, 21, 24, 26}},
+    // delta 0 still moves p1 when ap holds.
+    {"vekiFilterDeblockingLuma_HorEdge_H264_8u_C1IR", 2, 1, 2, 40, 10, 8,
+     {16, 10, 16, 16, 16, 16, 16, 16}, {16, 10, 14, 16, 16, 16, 16, 16}},
+    // p0 255 + delta 4 clips to 255; in 10 bits 1023 + 4 clips to 1023.
+    {"vekiFilterDeblockingLuma_HorEdge_H264_8u_C1IR", 1, 1, 10, 10, 40, 8,
+     {255, 255, 255, 255, 255, 223, 223, 0}, {255, 255, 255, 255, 251, 233, 223, 0}},
+    {"vekiFilterDeblockingLumaHorEdge_H264_16u_C1IR", 1, 1, 10, 10, 40, 10,
+     {1023, 1023, 1023, 1023, 1023, 991, 991, 0}, {1023, 1023, 1023, 1023, 1019, 1001, 991, 0}},
+    // 16-bit tc wraps at 65536.
+    {"vekiFilterDeblockingLumaVerEdge_H264_16u_C1IR", 1, 2, 65534, 40, 10, 10,
+     {10, 12, 14, 16, 20, 22, 24, 26}, {10, 12, 15, 16, 20, 21, 24, 26}},
+    // Chroma strong and weak (tc = tc0 + 1); tc0 255 wraps to tc 0.
+    {"vekiFilterDeblockingChroma_HorEdge_H264_8u_C1IR", 0, 4, 0, 40, 10, 8,
+     {0, 0, 10, 16, 20, 22, 0, 0}, {0, 0, 10, 15, 19, 22, 0, 0}},
+    {"vekiFilterDeblockingChroma_VerEdge_H264_8u_C1IR", 1, 3, 1, 40, 10, 8,
+     {0, 0, 10, 16, 20, 22, 0, 0}, {0, 0, 10, 17, 19, 22, 0, 0}},
+    {"vekiFilterDeblockingChroma_VerEdge_H264_8u_C2IR", 1, 3, 255, 40, 10, 8,
+     {0, 0, 10, 16, 20, 22, 0, 0}, {0, 0, 10, 16, 20, 22, 0, 0}},
+    {"vekiFilterDeblockingChromaVerEdge_H264_16u_C1IR", 1, 3, 65535, 40, 10, 10,
+     {0, 0, 10, 16, 20, 22, 0, 0}, {0, 0, 10, 16, 20, 22, 0, 0}},
+    // alpha 0 filters nothing.
+    {"vekiFilterDeblockingLuma_HorEdge_H264_8u_C1IR", 0, 4, 0, 0, 10, 8,
+     {10, 12, 14, 16, 16, 22, 24, 26}, {10, 12, 14, 16, 16, 22, 24, 26}},
+};
+
+TEST(Deblock, HandComputedLines) {
+    for (const auto& k : kKnownLines) {
+        const DeblockFn& f = fn_named(k.fn);
+        SCOPED_TRACE(std::string(k.fn) + ", edge " + std::to_string(k.edge) + ", tc0 " + std::to_string(k.tc0));
+        Args a;
+        a.alpha = {k.alpha, k.alpha};
+        a.beta = {k.beta, k.beta};
+        a.tc0.fill(k.tc0);
+        for (int g = 0; g < 4; ++g) a.bs[f.bs_mult * k.edge + g] = Vek8u(k.bs);
+        a.bit_depth = k.bit_depth;
+        Plane plane(sample_bytes(f));
+        fill_edge(f, plane, k.edge, k.in);
+        ASSERT_EQ(call(f, plane, a), vekStsOk);
+        for (int c = 0; c < f.planes; ++c)
+            for (int n = 0; n < f.positions; ++n)
+                for (int i = 0; i < 8; ++i)
+                    ASSERT_EQ(at_edge(f, plane, k.edge, c, n, i - 4), k.out[i]) << "line " << n << ", sample " << i;
+    }
+}
+
+// Which filter runs: 'S' strong, 'W' weak, '-' unchanged, per group of the edge.
+struct FilterChoice {
+    const char* fn;
+    int edge;
+    std::array<Vek8u, 4> bs;
+    const char* expect;
+};
+const FilterChoice kChoices[] = {
+    {"vekiFilterDeblockingLuma_VerEdge_H264_8u_C1IR", 0, {4, 4, 3, 3}, "SSWW"},
+    {"vekiFilterDeblockingLuma_VerEdge_H264_8u_C1IR", 0, {4, 0, 4, 4}, "W-SS"},
+    {"vekiFilterDeblockingLuma_VerEdge_H264_8u_C1IR", 2, {4, 4, 4, 4}, "WWWW"},
+    {"vekiFilterDeblockingLuma_HorEdge_H264_8u_C1IR", 0, {4, 4, 4, 3}, "WWWW"},
+    {"vekiFilterDeblockingLuma_HorEdge_H264_8u_C1IR", 0, {4, 4, 4, 4}, "SSSS"},
+    {"vekiFilterDeblockingLuma_HorEdge_H264_8u_C1IR", 3, {4, 4, 4, 4}, "WWWW"},
+    {"vekiFilterDeblockingChroma_VerEdge_H264_8u_C1IR", 0, {4, 4, 4, 9}, "WWWW"},
+    {"vekiFilterDeblockingChroma_HorEdge_H264_8u_C1IR", 0, {4, 4, 4, 4}, "SSSS"},
+    {"vekiFilterDeblockingChroma_HorEdge_H264_8u_C1IR", 1, {4, 4, 4, 4}, "WWWW"},
+    {"vekiFilterDeblockingChroma_VerEdge_H264_8u_C2IR", 0, {4, 4, 3, 4}, "SSWW"},
+    {"vekiFilterDeblockingChroma_HorEdge_H264_8u_C2IR", 0, {0, 4, 4, 4}, "-WSS"},
+    {"vekiFilterDeblockingChroma_HorEdge_H264_8u_C2IR", 1, {4, 4, 4, 4}, "WWWW"},
+    {"vekiFilterDeblockingChroma422HorEdge_H264_8u_C1IR", 2, {4, 0, 1, 2}, "SSSS"},
+    {"vekiFilterDeblockingChroma422HorEdge_H264_8u_C1IR", 0, {3, 4, 4, 4}, "WWWW"},
+    {"vekiFilterDeblockingChroma422HorEdge_H264_16u_C1IR", 3, {4, 0, 0, 0}, "SSSS"},
+    {"vekiFilterDeblockingChroma422VerEdge_H264_8u_C1IR", 1, {4, 1, 0, 4}, "SW-S"},
+    {"vekiFilterDeblockingChroma422VerEdge_H264_16u_C1IR", 0, {1, 4, 5, 4}, "WSWS"},
+    {"vekiFilterDeblockingChromaHorEdge_H264_16u_C1IR", 0, {4, 1, 0, 1}, "SSSS"},
+    {"vekiFilterDeblockingChromaHorEdge_H264_16u_C1IR", 0, {1, 4, 4, 4}, "WWWW"},
+    {"vekiFilterDeblockingChromaHorEdge_H264_16u_C1IR", 1, {4, 4, 4, 4}, "WWWW"},
+    {"vekiFilterDeblockingChromaVerEdge_H264_16u_C1IR", 1, {4, 1, 4, 0}, "SWS-"},
+    {"vekiFilterDeblockingLumaVerEdge_H264_16u_C1IR", 2, {4, 1, 4, 0}, "SWS-"},
+    {"vekiFilterDeblockingLumaHorEdge_H264_16u_C1IR", 3, {0, 4, 2, 4}, "-SWS"},
+    {"vekiFilterDeblockingLuma_VerEdge_MBAFF_H264_8u_C1IR", 0, {4, 1, 0, 4}, "SW-S"},
+    {"vekiFilterDeblockingChroma_VerEdge_MBAFF_H264_8u_C1IR", 0, {1, 4, 4, 0}, "WSS-"},
+    {"vekiFilterDeblockingLumaVerEdgeMBAFF_H264_16u_C1IR", 0, {4, 1, 0, 4}, "SW-S"},
+    {"vekiFilterDeblockingChromaVerEdgeMBAFF_H264_16u_C1IR", 0, {1, 4, 4, 0}, "WSS-"},
+};
+
+TEST(Deblock, StrongOrWeakFollowsEachFunctionsRule) {
+    // The sample that tells the filters apart: luma p1 (strong 16, weak 15, kept 14), chroma p0 (15, 17, 16).
+    const std::array<int, 8> luma_line{10, 12, 14, 16, 20, 22, 24, 26}, chroma_line{0, 0, 10, 16, 20, 22, 0, 0};
+    for (const auto& ch : kChoices) {
+        const DeblockFn& f = fn_named(ch.fn);
+        SCOPED_TRACE(std::string(ch.fn) + ", edge " + std::to_string(ch.edge) + ", expect " + ch.expect);
+        Args a = open_args(0);
+        for (int g = 0; g < 4; ++g) a.bs[f.bs_mult * ch.edge + g] = ch.bs[g];
+        Plane plane(sample_bytes(f));
+        fill_edge(f, plane, ch.edge, f.luma ? luma_line : chroma_line);
+        ASSERT_EQ(call(f, plane, a), vekStsOk);
+        const int k = f.luma ? -2 : -1;
+        for (int c = 0; c < f.planes; ++c)
+            for (int n = 0; n < f.positions; ++n) {
+                const char want = ch.expect[n / (f.positions / 4)];
+                const int v = at_edge(f, plane, ch.edge, c, n, k);
+                const int expected = want == '-' ? (f.luma ? 14 : 16) : want == 'S' ? (f.luma ? 16 : 15) : (f.luma ? 15 : 17);
+                ASSERT_EQ(v, expected) << "line " << n << " of plane " << c;
+            }
+    }
+}
+
+// Pages that fault on any access around the samples a call may touch: with
+// `open_rows` 0 nothing is readable; otherwise rows (each at the start of a
+// page) whose left neighbours fault, or one page of rows below a faulting page.
+class Fenced {
+public:
+    Fenced(bool vertical, int open_rows)
+        : page_(sysconf(_SC_PAGESIZE)), step_(vertical ? 2 * page_ : 256), pages_(vertical ? 2 * open_rows + 1 : 3) {
+        mem_ = static_cast<Vek8u*>(mmap(nullptr, size(), PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
+        const int opened = vertical ? open_rows : (open_rows ? 1 : 0);  // pieces of one or two pages
+        for (int r = 0; r < opened; ++r)
+            mprotect(block() + r * 2 * page_, std::size_t(vertical ? 1 : 2) * page_, PROT_READ | PROT_WRITE);
+    }
+    ~Fenced() { munmap(mem_, size()); }
+    Vek8u* block() { return mem_ + page_; }
+    long step() const { return step_; }
+
+private:
+    std::size_t size() const { return std::size_t(pages_) * page_; }
+    long page_, step_;
+    int pages_;
+    Vek8u* mem_;
+};
+
+// With every bS 0 (or an MBAFF alpha 0) not one sample is read; an outer edge
+// with bS 0 (a picture border) is never read either, nor is anything outside
+// the macroblock then.
+TEST(Deblock, EdgesWithNothingToFilterAreNotRead) {
+    for (const auto& f : kFns) {
+        SCOPED_TRACE(f.name);
+        const int sb = sample_bytes(f);
+        for (const int mode : {0, 1, 2}) {  // all bS 0; MBAFF alpha 0; outer bS 0 only
+            if ((mode == 1) != (f.edges == 1) && mode != 0) continue;
+            Args a = open_args(mode == 0 ? 0 : 2);
+            if (mode == 1) a.alpha = {0, 0};
+            for (int g = 0; g < 4; ++g) a.bs[g] = mode == 2 ? 0 : a.bs[g];
+            Fenced mem(f.vertical, mode == 2 ? 16 : 0);
+            EXPECT_EQ(call_at(f, mem.block(), static_cast<Vek32s>(mem.step() / sb), a), vekStsOk) << "mode " << mode;
+        }
+    }
+}
+
+// Whole macroblocks of random smooth samples, thresholds and conforming bS
+// (an outer edge all 4 or all below 4, inner edges below 4) against the model.
+TEST(Deblock, MacroblocksMatchTheStandardsFilter) {
+    std::mt19937 rng(20261122);
+    const auto uni = [&rng](int lo, int hi) { return std::uniform_int_distribution<int>(lo, hi)(rng); };
+    for (const auto& f : kFns) {
+        SCOPED_TRACE(f.name);
+        for (int trial = 0; trial < 400; ++trial) {
+            Args a;
+            a.bit_depth = f.form == Form::kRecord16 ? uni(9, 14) : 8;
+            const int scale = 1 << (a.bit_depth - 8), max = (1 << a.bit_depth) - 1;
+            for (int i = 0; i < 2; ++i) a.alpha[i] = uni(0, 255) * scale, a.beta[i] = uni(0, 40) * scale;
+            if (f.form == Form::kMbaff8) a.alpha[0] = uni(0, 255);
+            for (auto& t : a.tc0) t = uni(0, 25) * scale;
+            for (auto& b : a.bs) b = Vek8u(uni(5, 9));  // entries outside the layout must not matter
+            for (int e = 0; e < f.edges; ++e) {
+                const bool intra = e == 0 && uni(0, 2) == 0;
+                for (int g = 0; g < 4; ++g) a.bs[f.bs_mult * e + g] = Vek8u(intra ? 4 : uni(0, e ? 3 : 2));
+            }
+            Plane plane(sample_bytes(f));
+            const int base = uni(0, max), amp = uni(1, 24) * scale;
+            for (int y = -4; y < 20; ++y)
+                for (int x = -4; x < 20; ++x)
+                    for (int c = 0; c < f.planes; ++c) plane.set(f, c, x, y, std::clamp(base + uni(-amp, amp), 0, max));
+            Plane want = plane;
+            model(f, want, a);
+            ASSERT_EQ(call(f, plane, a), vekStsOk);
+            ASSERT_TRUE(plane == want) << "trial " << trial;
+        }
+    }
+}
+
+}  // namespace

@@ -1,0 +1,158 @@
+// Differential tests of the deblocking table: every slot a SIMD level
+// overrides against the reference, bit for bit, on smooth and hostile
+// samples, any thresholds (tc wrapping included), any bS (conforming or not),
+// swept steps and misalignments, with guard bands around the block.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "h264/deblock.h"
+#include "harness.h"
+
+namespace {
+
+using namespace vek::h264;
+using namespace vek::test;
+
+// Footprint of one kernel around the macroblock: `left` columns and `above`
+// rows before it, width x height samples in all.
+struct Shape {
+    int left, above, width, height;
+    int bs_edges;  // pBs entries in use: 4 * edges, chroma 4:2:0 spaced by 8
+    bool chroma420;
+};
+
+constexpr Shape kLumaVer{4, 0, 20, 16, 4, false}, kLumaHor{0, 4, 16, 20, 4, false};
+constexpr Shape kChromaVer{2, 0, 8, 8, 2, true}, kChromaHor{0, 2, 8, 8, 2, true};
+constexpr Shape kC2Ver{4, 0, 16, 8, 2, true}, kC2Hor{0, 2, 16, 8, 2, true};
+
+// Thresholds and bS of one trial, drawn from regimes that reach every branch.
+template <class T>
+struct Inputs {
+    T alpha[2], beta[2], tc0[16];
+    Vek8u bs[16];
+};
+
+template <class T>
+Inputs<T> draw_inputs(Rng& rng, const Shape& shape, std::uint32_t max) {
+    Inputs<T> in{};
+    const int regime = static_cast<int>(rng.uniform(0, 3));
+    for (int i = 0; i < 2; ++i) {
+        in.alpha[i] = static_cast<T>(regime == 0 ? rng.uniform(0, max) : rng.uniform(0, max / 4));
+        in.beta[i] = static_cast<T>(regime == 0 ? rng.uniform(0, max) : rng.uniform(0, max / 16 + 2));
+    }
+    for (auto& t : in.tc0)  // regime 1: near the top, where tc wraps
+        t = static_cast<T>(regime == 1 ? max - rng.uniform(0, 2) : rng.uniform(0, regime == 2 ? max : 25));
+    constexpr Vek8u kValues[] = {0, 1, 2, 3, 4, 4, 4, 5, 255};
+    for (auto& b : in.bs) b = kValues[rng.uniform(0, 8)];
+    const int stride = shape.chroma420 ? 8 : 4;
+    for (int e = 0; e < shape.bs_edges; ++e) {
+        const int kind = static_cast<int>(rng.uniform(0, 4));  // all 4, all 0, all 2, mixed, mixed
+        for (int g = 0; g < 4 && kind < 3; ++g) in.bs[stride * e + g] = static_cast<Vek8u>(kind == 0 ? 4 : kind == 1 ? 0 : 2);
+    }
+    return in;
+}
+
+// Samples: smooth (a base with noise) so that the filters engage, or a harness pattern.
+template <class T>
+void fill(GuardedPlane<T>& plane, Rng& rng, std::uint32_t max, int trial) {
+    const int kinds = 1 + static_cast<int>(std::size(kHostilePairs));
+    const int kind = trial % kinds;
+    if (kind > 0) return plane.fill(kHostilePairs[kind - 1].first, max, rng);
+    const std::int64_t base = rng.uniform(0, max), amp = rng.uniform(0, max / 16 + 2);
+    for (int y = 0; y < plane.height(); ++y)
+        for (int x = 0; x < plane.width(); ++x)
+            plane.set(x, y, static_cast<T>(std::clamp<std::int64_t>(base + rng.uniform(-amp, amp), 0, max)));
+}
+
+// Runs tested and reference on equal planes; `call(fn, mb, step, inputs)`.
+template <class T, class Fn, class Call>
+void expect_matches_reference(const std::string& what, const Shape& shape, Fn* tested, Fn* reference,
+                              std::uint32_t max, Call call) {
+    SCOPED_TRACE(what);
+    Rng rng = Rng::for_test(what);
+    const int sb = static_cast<int>(sizeof(T));
+    std::vector<Layout> layouts;
+    for (const Layout& l : layout_sweep(shape.width * sb, true, rng, sb))
+        if (l.step != 0) layouts.push_back(l);  // rows that alias would make the order of lines visible
+    constexpr int kTrials = 600;
+    for (int trial = 0; trial < kTrials; ++trial) {
+        const Layout l = layouts[static_cast<std::size_t>(trial) % layouts.size()];
+        const Inputs<T> in = draw_inputs<T>(rng, shape, max);
+        // An outer edge with all bS 0 must not be read: leave its margin out of the block.
+        const bool outer_off = (in.bs[0] | in.bs[1] | in.bs[2] | in.bs[3]) == 0;
+        const int left = outer_off ? 0 : shape.left, above = outer_off ? 0 : shape.above;
+        const int w = shape.width - (shape.left - left), h = shape.height - (shape.above - above);
+        GuardedPlane<T> got(w, h, l.step, l.misalign), want(w, h, l.step, l.misalign);
+        fill(got, rng, max, trial);
+        for (int y = 0; y < h; ++y)
+            for (int x = 0; x < w; ++x) want.set(x, y, got.get(x, y));
+        const Vek32s step = l.step / sb;
+        call(tested, got.data() + above * step + left, step, in);
+        call(reference, want.data() + above * step + left, step, in);
+        bool same = true;
+        std::vector<T> g, r;
+        for (int y = 0; y < h; ++y)
+            for (int x = 0; x < w; ++x) {
+                g.push_back(got.get(x, y));
+                r.push_back(want.get(x, y));
+                same &= g.back() == r.back();
+            }
+        if (!same || !got.guard_intact()) {
+            std::string bs;
+            for (const Vek8u b : in.bs) bs += std::to_string(b) + " ";
+            ADD_FAILURE() << "trial " << trial << ", " << l << ", alpha " << +in.alpha[0] << "/" << +in.alpha[1]
+                          << ", beta " << +in.beta[0] << "/" << +in.beta[1] << ", tc0[0] " << +in.tc0[0] << ", bS "
+                          << bs << (got.guard_intact() ? "" : "\nwrite outside the block") << "\n"
+                          << side_by_side(r.data(), g.data(), w, h, "reference", "tested");
+            return;
+        }
+    }
+}
+
+class DeblockKernels : public ::testing::TestWithParam<Level> {
+protected:
+    const Level level_ = GetParam();
+    const DeblockTable at_ = make_deblock_table(level_.flags), below_ = make_deblock_table(level_below(level_).flags);
+    const DeblockTable ref_ = make_deblock_table(vek::kCpuNone);
+
+    template <class T, class Fn, class Call>
+    void check(const char* name, Fn* DeblockTable::*slot, const Shape& shape, std::uint32_t max, Call call) {
+        const std::string what = std::string(name) + "/" + level_.name;
+        if (!changed_at(at_.*slot, below_.*slot)) return;
+        expect_matches_reference<T>(what, shape, at_.*slot, ref_.*slot, max, call);
+    }
+};
+
+TEST_P(DeblockKernels, Edges8uMatchReference) {
+    const auto call = [](Deblock8uFn* fn, Vek8u* mb, Vek32s step, const Inputs<Vek8u>& in) {
+        fn(mb, step, in.alpha, in.beta, in.tc0, in.bs);
+    };
+    check<Vek8u>("luma_ver_8u", &DeblockTable::luma_ver_8u, kLumaVer, 255, call);
+    check<Vek8u>("luma_hor_8u", &DeblockTable::luma_hor_8u, kLumaHor, 255, call);
+    check<Vek8u>("chroma_ver_8u", &DeblockTable::chroma_ver_8u, kChromaVer, 255, call);
+    check<Vek8u>("chroma_hor_8u", &DeblockTable::chroma_hor_8u, kChromaHor, 255, call);
+    check<Vek8u>("chroma_ver_c2_8u", &DeblockTable::chroma_ver_c2_8u, kC2Ver, 255, call);
+    check<Vek8u>("chroma_hor_c2_8u", &DeblockTable::chroma_hor_c2_8u, kC2Hor, 255, call);
+}
+
+// Bit depths 8 to 16 and beyond (the clip bound then stops mattering or wraps).
+TEST_P(DeblockKernels, Luma16uMatchesReference) {
+    for (const int bit_depth : {10, 16, 14, 8, 17}) {
+        SCOPED_TRACE("bitDepth " + std::to_string(bit_depth));
+        const std::uint32_t max = bit_depth >= 16 ? 65535u : (1u << bit_depth) - 1;
+        const Vek32s clip_max = deblock_clip_max(bit_depth);
+        const auto call = [clip_max](Deblock16uFn* fn, Vek16u* mb, Vek32s step, const Inputs<Vek16u>& in) {
+            fn(mb, step, in.alpha, in.beta, in.tc0, in.bs, clip_max);
+        };
+        check<Vek16u>("luma_ver_16u", &DeblockTable::luma_ver_16u, kLumaVer, max, call);
+        check<Vek16u>("luma_hor_16u", &DeblockTable::luma_hor_16u, kLumaHor, max, call);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(C, DeblockKernels, ::testing::Values(kLevelC), LevelName{});
+INSTANTIATE_TEST_SUITE_P(SSE41, DeblockKernels, ::testing::Values(kLevelSse41), LevelName{});
+INSTANTIATE_TEST_SUITE_P(AVX2, DeblockKernels, ::testing::Values(kLevelAvx2), LevelName{});
+
+}  // namespace
