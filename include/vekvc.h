@@ -441,6 +441,73 @@ VEKVC_API VekStatus vekiInterpolateLumaBlock_H264_16u_P1R(const VekInterpolation
 
 /* ---- H.264 weighted prediction and block averaging --------------------- */
 
+/* The two sources and the destination of the 16-bit two-source functions;
+ * steps in elements, samples of bitDepth bits. */
+typedef struct VekBidir_16u {
+    const Vek16u* pSrc1;
+    Vek32s srcStep1;
+    const Vek16u* pSrc2;
+    Vek32s srcStep2;
+    Vek16u* pDst;
+    Vek32s dstStep;
+    Vek32s width;
+    Vek32s height;
+    Vek32s bitDepth;
+} VekBidir_16u;
+
+/* With a, b the samples of the first and second source, 32-bit signed sums and arithmetic
+ * shifts: average (a + b + 1) >> 1; explicit clip(((a*w1 + b*w2 + (1 << logWD)) >> (logWD + 1))
+ * + ((o1 + o2 + 1) >> 1)); implicit clip((a*w1 + b*w2 + 32) >> 6); uni-directional
+ * clip(((a*w + r) >> logWD) + o), r = logWD ? 1 << (logWD - 1) : 0. logWD above 30 is
+ * outside the contract. Sizes named 2..16 accept any size in that range; otherwise the
+ * sides must be 2, 4, 8 or 16 (vekStsSizeErr). Step errors come before size errors. */
+
+/* Average of a width x height block (2..16 each) with one step for all three blocks. */
+VEKVC_API VekStatus vekiInterpolateBlock_H264_8u_P2P1R(const Vek8u* pSrc1, const Vek8u* pSrc2, Vek8u* pDst,
+                                                       Vek32u width, Vek32u height, Vek32s step);
+/* Average with three steps. An even size whose (width >> 2, height >> 2) matches that of 2x2, 2x4,
+ * 4x2, 4x4, 4x8, 8x4, 8x8, 8x16, 16x8 or 16x16 writes that size (6x4 writes 4x4, 2x6 writes 2x4);
+ * every other size, and every odd one, is written in full. */
+VEKVC_API VekStatus vekiInterpolateBlock_H264_8u_P3P1R(const Vek8u* pSrc1, const Vek8u* pSrc2, Vek8u* pDst,
+                                                       Vek32u width, Vek32u height, Vek32s srcStep1,
+                                                       Vek32s srcStep2, Vek32s dstStep);
+/* Explicit weighting; steps below roi.width as unsigned numbers give vekStsStepErr. */
+VEKVC_API VekStatus vekiBiDirWeightBlock_H264_8u_P2P1R(const Vek8u* pSrc1, const Vek8u* pSrc2, Vek8u* pDst,
+                                                       Vek32u srcStep, Vek32u dstStep, Vek32u logWD, Vek32s w1,
+                                                       Vek32s o1, Vek32s w2, Vek32s o2, VekRoi roi);
+VEKVC_API VekStatus vekiBiDirWeightBlock_H264_8u_P3P1R(const Vek8u* pSrc1, const Vek8u* pSrc2, Vek8u* pDst,
+                                                       Vek32u srcStep1, Vek32u srcStep2, Vek32u dstStep,
+                                                       Vek32u logWD, Vek32s w1, Vek32s o1, Vek32s w2, Vek32s o2,
+                                                       VekRoi roi);
+/* Implicit weighting, weights in 1/64 as given (no sum required); unsigned step checks. */
+VEKVC_API VekStatus vekiBiDirWeightBlockImplicit_H264_8u_P2P1R(const Vek8u* pSrc1, const Vek8u* pSrc2, Vek8u* pDst,
+                                                               Vek32u srcStep, Vek32u dstStep, Vek32s w1, Vek32s w2,
+                                                               VekRoi roi);
+/* Implicit weighting of any roi; checks only its pointers, writes nothing for a side below 1. */
+VEKVC_API VekStatus vekiBiDirWeightBlockImplicit_H264_8u_P3P1R(const Vek8u* pSrc1, const Vek8u* pSrc2, Vek8u* pDst,
+                                                               Vek32s srcStep1, Vek32s srcStep2, Vek32s dstStep,
+                                                               Vek32s w1, Vek32s w2, VekRoi roi);
+/* Uni-directional weighting in place; unsigned step check. The C1IR form is the same function. */
+VEKVC_API VekStatus vekiUniDirWeightBlock_H264_8u_C1R(Vek8u* pSrcDst, Vek32u srcDstStep, Vek32u logWD, Vek32s w,
+                                                      Vek32s o, VekRoi roi);
+VEKVC_API VekStatus vekiUniDirWeightBlock_H264_8u_C1IR(Vek8u* pSrcDst, Vek32u srcDstStep, Vek32u logWD, Vek32s w,
+                                                       Vek32s o, VekRoi roi);
+/* pSrcDst = clip(((pSrc*w1 + pSrcDst*w2 + r) >> shift) + offset), r = shift ? 1 << (shift - 1) : 0;
+ * values before the clip must lie in -256..511. Signed step check. */
+VEKVC_API VekStatus vekiWeightedAverage_H264_8u_C1IR(const Vek8u* pSrc, Vek8u* pSrcDst, Vek32s srcDstStep,
+                                                     Vek32s w1, Vek32s w2, Vek32u shift, Vek32s offset,
+                                                     VekRoi roi);
+/* 16-bit average of any size 2..16; steps are not checked. */
+VEKVC_API VekStatus vekiBidir_H264_16u_P2P1R(const VekBidir_16u* pParams);
+/* 16-bit explicit and implicit weighting, clipped to bitDepth; signed step checks. Offsets are
+ * in sample units, not scaled by the bit depth. */
+VEKVC_API VekStatus vekiBidirWeight_H264_16u_P2P1R(const VekBidir_16u* pParams, Vek32u logWD, Vek32s w1,
+                                                   Vek32s o1, Vek32s w2, Vek32s o2);
+VEKVC_API VekStatus vekiBidirWeightImplicit_H264_16u_P2P1R(const VekBidir_16u* pParams, Vek32s w1, Vek32s w2);
+/* 16-bit uni-directional weighting in place, clipped to bitDepth; step in elements, unsigned check. */
+VEKVC_API VekStatus vekiUnidirWeight_H264_16u_IP2P1R(Vek16u* pSrcDst, Vek32u srcDstStep, Vek32u logWD, Vek32s w,
+                                                     Vek32s o, VekRoi roi, Vek32s bitDepth);
+
 /* ---- H.264 deblocking -------------------------------------------------- */
 
 /* One macroblock plane, one direction per call; the caller supplies bS (0 to 4), alpha, beta
