@@ -319,6 +319,57 @@ VEKVC_API VekStatus vekiPredictIntraChroma8x8_H264_8u_C1IR(Vek8u* pSrcDst, Vek32
 
 /* ---- H.264 macroblock reconstruction ----------------------------------- */
 
+/* A whole 4:2:0 8-bit macroblock from the coefficients the CAVLC functions left
+ * one behind the other (Vek16s, raster order per 4x4 block). cbp4x4: bit 0 the
+ * Intra 16x16 luma DC block, bits 1-16 the luma blocks in coded order, 17-18
+ * the U and V DC blocks, 19-22 and 23-26 the U and V blocks; a set bit means
+ * the block is in the buffer. *ppSrcCoeff moves behind the last block used.
+ * edgeType: VEKVC_*_EDGE bits of the neighbours that are cut off. Steps in
+ * bytes. QP 0..51, chromaQP (already mapped) 0..39. */
+/* Adds the residual of the coded luma blocks to the prediction in pSrcDstY. */
+VEKVC_API VekStatus vekiReconstructLumaInterMB_H264_16s8u_C1R(Vek16s** ppSrcCoeff, Vek8u* pSrcDstY,
+                                                              Vek32s srcDstStep, Vek32u cbp4x4, Vek32u QP);
+/* Predicts (0 vertical, 1 horizontal, 2 DC, 3 plane; a missing neighbour gives
+ * vekStsNeighbourUnavailableErr, nothing written), then the DC transform and the blocks. */
+VEKVC_API VekStatus vekiReconstructLumaIntra16x16MB_H264_16s8u_C1R(Vek16s** ppSrcCoeff, Vek8u* pSrcDstY,
+                                                                   Vek32s srcDstStep, Vek32u intra16x16PredMode,
+                                                                   Vek32u cbp4x4, Vek32u QP, Vek8u edgeType);
+/* Intra 4x4: each block predicted by pMBIntraTypes[coded number] (0..8, not
+ * checked) and then reconstructed. A missing neighbour reads as 128 and the
+ * result is the warning vekStsNeighbourFallbackWrn. */
+VEKVC_API VekStatus vekiReconstructLumaIntraMB_H264_16s8u_C1R(Vek16s** ppSrcCoeff, Vek8u* pSrcDstY,
+                                                              Vek32s srcDstStep, const Vek32s* pMBIntraTypes,
+                                                              Vek32u cbp4x4, Vek32u QP, Vek8u edgeType);
+/* The same for coded blocks 0 to 7 only; step below 1: vekStsStepErr. */
+VEKVC_API VekStatus vekiReconstructLumaIntraHalfMB_H264_16s8u_C1R(Vek16s** ppSrcCoeff, Vek8u* pSrcDstY,
+                                                                  Vek32s srcDstStep, const Vek32s* pMBIntraTypes,
+                                                                  Vek32u cbp4x4, Vek32u QP, Vek8u edgeType);
+/* Chroma residual: the DC blocks transformed in place, then all four blocks
+ * of each plane. */
+VEKVC_API VekStatus vekiReconstructChromaInterMB_H264_16s8u_P2R(Vek16s** ppSrcCoeff, Vek8u* pSrcDstU,
+                                                                Vek8u* pSrcDstV, Vek32s srcDstStep,
+                                                                Vek32u cbp4x4, Vek32u chromaQP);
+/* Predicts both planes (0 DC, 1 horizontal, 2 vertical, 3 plane), then as above. */
+VEKVC_API VekStatus vekiReconstructChromaIntraMB_H264_16s8u_P2R(Vek16s** ppSrcCoeff, Vek8u* pSrcDstU,
+                                                                Vek8u* pSrcDstV, Vek32s srcDstStep,
+                                                                Vek32u intraChromaPredMode, Vek32u cbp4x4,
+                                                                Vek32u chromaQP, Vek8u edgeType);
+/* Chroma intra whose upper and lower halves may have different left
+ * neighbours (edgeTypeTop, edgeTypeBottom); DC and vertical only, any other
+ * mode gives vekStsNeighbourUnavailableErr. chromaQP above 51 is refused at
+ * once, 40 to 51 after the prediction is written. The Halves name is the same
+ * function. */
+VEKVC_API VekStatus vekiReconstructChromaIntraHalfsMB_H264_16s8u_P2R(Vek16s** ppSrcCoeff, Vek8u* pSrcDstU,
+                                                                     Vek8u* pSrcDstV, Vek32s srcDstStep,
+                                                                     Vek32u intraChromaPredMode, Vek32u cbp4x4,
+                                                                     Vek32u chromaQP, Vek8u edgeTypeTop,
+                                                                     Vek8u edgeTypeBottom);
+VEKVC_API VekStatus vekiReconstructChromaIntraHalvesMB_H264_16s8u_P2R(Vek16s** ppSrcCoeff, Vek8u* pSrcDstU,
+                                                                      Vek8u* pSrcDstV, Vek32s srcDstStep,
+                                                                      Vek32u intraChromaPredMode, Vek32u cbp4x4,
+                                                                      Vek32u chromaQP, Vek8u edgeTypeTop,
+                                                                      Vek8u edgeTypeBottom);
+
 /* ---- H.264 High macroblock reconstruction ------------------------------ */
 
 /* ---- H.264 forward transform, quantisation and CAVLC encoding ---------- */
