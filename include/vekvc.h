@@ -490,6 +490,44 @@ VEKVC_API VekStatus vekiInterpolateLumaBlock_H264_16u_P1R(const VekInterpolation
 
 /* ---- H.264 chroma interpolation ---------------------------------------- */
 
+/* Eighth-sample chroma prediction by the bilinear formula; dx, dy 0 to 7. The
+ * 8-bit kernels have fixed widths chosen by width & 12 (2; 4 for 4 and 6; 8 for
+ * 8 to 14), heights must be even; 16-wide blocks are refused. The source must
+ * be readable one column right when dx != 0 and one row below when dy != 0. */
+VEKVC_API VekStatus vekiInterpolateChroma_H264_8u_C1R(const Vek8u* pSrc, Vek32s srcStep, Vek8u* pDst,
+                                                      Vek32s dstStep, Vek32s dx, Vek32s dy, VekRoi roi);
+/* Interleaved (NV12) source pairs, split into two destination planes. */
+VEKVC_API VekStatus vekiInterpolateChroma_H264_8u_C2P2R(const Vek8u* pSrc, Vek32s srcStep, Vek8u* pDstFirst,
+                                                        Vek8u* pDstSecond, Vek32s dstStep, Vek32s dx, Vek32s dy,
+                                                        VekRoi roi);
+/* Blocks leaving the picture at the top or bottom: rows are taken through a
+ * temporary block; with dx != 0 each row copies width + 4 source samples.
+ * Top: row i is source row max(i, outPixels) for outPixels > 0, else
+ * i + outPixels (the block moves up). Bottom: min(i, height - 1 - outPixels). */
+VEKVC_API VekStatus vekiInterpolateChromaTop_H264_8u_C1R(const Vek8u* pSrc, Vek32s srcStep, Vek8u* pDst,
+                                                         Vek32s dstStep, Vek32s dx, Vek32s dy, Vek32s outPixels,
+                                                         VekRoi roi);
+VEKVC_API VekStatus vekiInterpolateChromaBottom_H264_8u_C1R(const Vek8u* pSrc, Vek32s srcStep, Vek8u* pDst,
+                                                            Vek32s dstStep, Vek32s dx, Vek32s dy, Vek32s outPixels,
+                                                            VekRoi roi);
+/* 16-bit, record with eighth-sample dx, dy: always the four-tap formula, so
+ * the column right of and the row below the block are read. Steps (elements)
+ * below 8: vekStsStepErr; sizes 2, 4, 8, 16. */
+VEKVC_API VekStatus vekiInterpolateChroma_H264_16u_C1R(const VekInterpolationLuma_16u* pParams);
+/* Top and Bottom in 16 bits copy the luma window and follow the luma row rules. */
+VEKVC_API VekStatus vekiInterpolateChromaTop_H264_16u_C1R(const VekInterpolationLuma_16u* pParams,
+                                                          Vek32s outPixels);
+VEKVC_API VekStatus vekiInterpolateChromaBottom_H264_16u_C1R(const VekInterpolationLuma_16u* pParams,
+                                                             Vek32s outPixels);
+/* Both chroma planes of a block at blockPos moved by an eighth-sample vector,
+ * reading through the picture's edges as if it were padded without limit. A
+ * zero vector copies the block where it stands, without any edge check. */
+VEKVC_API VekStatus vekiInterpolateChromaBlock_H264_8u_P2R(const VekInterpolationBlock_8u* pParams);
+VEKVC_API VekStatus vekiInterpolateChromaBlock_H264_16u_P2R(const VekInterpolationBlock_16u* pParams);
+/* Interleaved reference in pSrc[0] (positions and frame width in pairs), split
+ * into pDst[0] (even bytes) and pDst[1] (odd bytes). */
+VEKVC_API VekStatus vekiInterpolateChromaBlock_H264_8u_C2P2R(const VekInterpolationBlock_8u* pParams);
+
 /* ---- H.264 weighted prediction and block averaging --------------------- */
 
 /* The two sources and the destination of the 16-bit two-source functions;

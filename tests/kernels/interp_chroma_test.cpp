@@ -1,0 +1,102 @@
+// Differential tests of the chroma interpolation tables: every slot a level
+// overrides against the reference, for every fraction, several heights and
+// layouts, with the source limited to exactly what the kind may read and the
+// destination inside a guard band.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "h264/interp_chroma.h"
+#include "harness.h"
+
+namespace {
+
+using namespace vek::h264;
+using namespace vek::test;
+
+class ChromaInterp : public ::testing::TestWithParam<Level> {};
+
+constexpr int kHeights[] = {1, 2, 4, 7, 8, 16};
+
+TEST_P(ChromaInterp, Kernels8uMatchReference) {
+    const Level level = GetParam();
+    const ChromaInterpTable ref = make_chroma_interp_table(vek::kCpuNone);
+    const ChromaInterpTable below = make_chroma_interp_table(level_below(level).flags);
+    const ChromaInterpTable tested = make_chroma_interp_table(level.flags);
+    Rng rng = Rng::for_test("chroma_8u");
+    for (int index = 0; index < 16; ++index) {
+        if (tested.chroma_8u[index] == below.chroma_8u[index]) continue;
+        const int kind = index & 3, w = chroma_class_width(index & 12);
+        for (int f = 0; f < 8; ++f) {
+            const int dx = (kind & 1) ? (f ? f : 4) : f, dy = (kind & 2) ? (f ? 8 - f : 3) : 0;
+            for (int h : kHeights) {
+                for (const PatternPair pp : kHostilePairs) {
+                    GuardedPlane<Vek8u> src(w + (kind & 1), h + (kind >> 1), 19 + (f & 3) * 16, f);
+                    src.fill(pp.first, 255, rng);
+                    GuardedPlane<Vek8u> a(w, h, 24), b(w, h, 24);
+                    ref.chroma_8u[index](src.data(), src.step(), a.data(), a.step(), dx, dy, h);
+                    tested.chroma_8u[index](src.data(), src.step(), b.data(), b.step(), dx, dy, h);
+                    for (int y = 0; y < h; ++y)
+                        for (int x = 0; x < w; ++x)
+                            ASSERT_EQ(a.get(x, y), b.get(x, y)) << "index " << index << " dx " << dx << " dy " << dy
+                                                                << " h " << h << " at " << x << "," << y;
+                    ASSERT_TRUE(b.guard_intact()) << "index " << index;
+                }
+            }
+        }
+    }
+}
+
+TEST_P(ChromaInterp, Nv12SplittersMatchReference) {
+    const Level level = GetParam();
+    const ChromaInterpTable ref = make_chroma_interp_table(vek::kCpuNone);
+    const ChromaInterpTable tested = make_chroma_interp_table(level.flags);
+    Rng rng = Rng::for_test("chroma_nv12");
+    for (int index = 0; index < 16; ++index) {
+        const int kind = index & 3, w = chroma_class_width(index & 12);
+        for (int h : {1, 2, 8, 16}) {
+            GuardedPlane<Vek8u> src(2 * (w + (kind & 1)), h + (kind >> 1), 37, h & 7);
+            src.fill(Pattern::kRandom, 255, rng);
+            std::vector<Vek8u> a(2 * kSplitSecond, 0x5A), b(2 * kSplitSecond, 0x5A);
+            ref.nv12touv_8u[index](src.data(), src.step(), a.data(), h);
+            tested.nv12touv_8u[index](src.data(), src.step(), b.data(), h);
+            ASSERT_EQ(a, b) << "index " << index << " h " << h;
+        }
+    }
+}
+
+TEST_P(ChromaInterp, Kernels16uMatchReference) {
+    const Level level = GetParam();
+    const ChromaInterpTable ref = make_chroma_interp_table(vek::kCpuNone);
+    const ChromaInterpTable tested = make_chroma_interp_table(level.flags);
+    Rng rng = Rng::for_test("chroma_16u");
+    for (int kind = 0; kind <= kChromaKinds; ++kind) {  // kChromaKinds stands for the full-formula kernel
+        const bool full = kind == kChromaKinds;
+        auto* r = full ? ref.chroma_16u_full : ref.chroma_16u[kind];
+        auto* t = full ? tested.chroma_16u_full : tested.chroma_16u[kind];
+        const int reads = full ? 3 : kind;
+        for (int w : {2, 4, 8, 12, 16}) {
+            for (int h : {2, 8, 16}) {
+                for (const PatternPair pp : kHostilePairs) {
+                    const int dx = (reads & 1) ? 1 + static_cast<int>(rng.uniform(0, 6)) : 0;
+                    const int dy = (reads & 2) ? 1 + static_cast<int>(rng.uniform(0, 6)) : 0;
+                    GuardedPlane<Vek16u> src(w + (reads & 1), h + (reads >> 1), 2 * (w + 3), 2);
+                    src.fill(pp.first, 65535, rng);
+                    GuardedPlane<Vek16u> a(w, h, 2 * w), b(w, h, 2 * w);
+                    r(src.data(), src.step() / 2, a.data(), a.step() / 2, dx, dy, w, h);
+                    t(src.data(), src.step() / 2, b.data(), b.step() / 2, dx, dy, w, h);
+                    for (int y = 0; y < h; ++y)
+                        for (int x = 0; x < w; ++x)
+                            ASSERT_EQ(a.get(x, y), b.get(x, y)) << "kind " << kind << " " << w << "x" << h;
+                    ASSERT_TRUE(b.guard_intact());
+                }
+            }
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(SSE41, ChromaInterp, ::testing::Values(kLevelSse41), LevelName());
+INSTANTIATE_TEST_SUITE_P(AVX2, ChromaInterp, ::testing::Values(kLevelAvx2), LevelName());
+
+}  // namespace
