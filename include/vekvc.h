@@ -797,6 +797,132 @@ VEKVC_API VekStatus vekiDecodeDCIntra_MPEG4_1u16s(Vek8u** ppBitStream, Vek32s* p
 /* ---- AVS --------------------------------------------------------------- */
 
 /* ---- DV ---------------------------------------------------------------- */
+/* A segment is 400 bytes: five compressed macroblocks of 80 bytes, the low 4 bits
+ * of each macroblock's byte 3 its quantisation number. Blocks that overflow their
+ * space continue in spare bits of their macroblock, then of the segment. Decoding
+ * writes the DC (9 bits times 128) and each decoded AC level (times 64) at its
+ * raster place; the caller clears pDst. Parameter word of a block: bit 0 end of
+ * block seen, bits 4-6 DCT mode and class as in the stream, bits 8-15 the final
+ * position less 64 (8 bits), bits 16-19 the quantisation number. The table
+ * arguments are ignored (null is fine); only pStream, pDst, pParam are checked. */
+
+/* 30 blocks of 64 coefficients and 30 parameter words. A corrupt stream still
+ * returns vekStsOk: its unfinished blocks lack the end-of-block bit. */
+VEKVC_API VekStatus vekiHuffmanDecodeSegment_DV_8u16s(const Vek8u* pStream, const Vek32u* pZigzagTables,
+                                                      const Vek32u* pHuffTable, Vek16s* pDst,
+                                                      Vek32u* pParam);
+/* As above with no lending: each block decodes in its own space only. */
+VEKVC_API VekStatus vekiHuffmanDecodeSegmentOnePass_DV_8u16s(const Vek8u* pStream,
+                                                             const Vek32u* pZigzagTables,
+                                                             const Vek32u* pHuffTable, Vek16s* pDst,
+                                                             Vek32u* pParam);
+/* 100 Mbit/s segments: eight blocks a macroblock (four luma, two Cr, two Cb) at bytes
+ * 4, 14, ..., 54 (80 bits each), 64 and 72 (64 bits each); 40 blocks, 40 words. */
+VEKVC_API VekStatus vekiHuffmanDecodeSegment_DV100_8u16s(const Vek8u* pStream, const Vek32u* pZigzagTables,
+                                                         const Vek32u* pHuffTable, Vek16s* pDst,
+                                                         Vek32u* pParam);
+/* Two lookup tables from lists [width 1..16, count, (length, code, value) x count]:
+ * result [w1, w2, 2^w1 entries, 2^w2 entries], entry value << 8 | length, 0 where no
+ * code starts. vekStsNullPtrErr, vekStsBadArgErr for a malformed list, vekStsNoMemErr. */
+VEKVC_API VekStatus vekiInitAllocHuffmanTable_DV_32u(const Vek32s* pSrcTable1, const Vek32s* pSrcTable2,
+                                                     Vek32u** ppHuffTable);
+/* Releases such a table; vekStsNullPtrErr for null. */
+VEKVC_API VekStatus vekiFreeHuffmanTable_DV_32u(Vek32u* pHuffTable);
+
+/* Output conversion to interleaved 4:2:2, bytes Y Cb Y Cr, dstStep in bytes. Source
+ * blocks are 64 Vek16s in raster order, samples less 128, consecutive in a macroblock:
+ * luma 0-3, Cr 4, Cb 5 (4:2:2: luma 0 and 2; blocks 1 and 3 are not read). A byte is
+ * the sample saturated to -128..127 plus 128. Segment forms take five macroblock and
+ * five destination pointers, single (Edge, 8x8MB) forms one macroblock. Sizes below
+ * are one macroblock's output in pixels. Null pSrc or pDst: vekStsNullPtrErr, except
+ * for the 4:2:2 _5MBDV and ZoomOut forms, which take their arrays as given. */
+
+/* 4:1:1. Chroma is spread 8 -> 16: odd samples are (c[i] + c[i+1]) >> 1, saturating,
+ * the last repeated (Edge: within each group of four; elements 0-3 of a chroma row
+ * serve the upper half, 4-7 the lower). Luma reductions sum 2x2 with saturating
+ * 16-bit additions then >> 2, or 4x4 then >> 4; chroma halves two rows (>> 1) or sums
+ * four rows by two columns (>> 3). _5MBDV, ZoomOut2 and ZoomOut4: a null source entry
+ * ends the work with vekStsOk. ZoomOut8 _5MBDV: a null destination entry is skipped. */
+/* 32x8. */
+VEKVC_API VekStatus vekiYCrCb411ToYCbCr422_5MBDV_16s8u_P3C2R(const Vek16s* const* pSrc, Vek8u* const* pDst,
+                                                             Vek32s dstStep);
+/* 16x16: blocks 0 1 above 2 3. */
+VEKVC_API VekStatus vekiYCrCb411ToYCbCr422_EdgeDV_16s8u_P3C2R(const Vek16s* pSrc, Vek8u* pDst,
+                                                              Vek32s dstStep);
+/* 16x4. */
+VEKVC_API VekStatus vekiYCrCb411ToYCbCr422_ZoomOut2_5MBDV_16s8u_P3C2R(const Vek16s* const* pSrc, Vek8u* const* pDst,
+                                                                      Vek32s dstStep);
+/* 8x8. */
+VEKVC_API VekStatus vekiYCrCb411ToYCbCr422_ZoomOut2_EdgeDV_16s8u_P3C2R(const Vek16s* pSrc, Vek8u* pDst,
+                                                                       Vek32s dstStep);
+/* 8x2. */
+VEKVC_API VekStatus vekiYCrCb411ToYCbCr422_ZoomOut4_5MBDV_16s8u_P3C2R(const Vek16s* const* pSrc, Vek8u* const* pDst,
+                                                                      Vek32s dstStep);
+/* 4x4. */
+VEKVC_API VekStatus vekiYCrCb411ToYCbCr422_ZoomOut4_EdgeDV_16s8u_P3C2R(const Vek16s* pSrc, Vek8u* pDst,
+                                                                       Vek32s dstStep);
+/* 4x1 from element 0 of each block: Y0 Cb Y1 Cr Y2 Cb Y3 Cr. */
+VEKVC_API VekStatus vekiYCrCb411ToYCbCr422_ZoomOut8_5MBDV_16s8u_P3C2R(const Vek16s* const* pSrc, Vek8u* const* pDst,
+                                                                      Vek32s dstStep);
+/* 2x2 from element 0 of each block. */
+VEKVC_API VekStatus vekiYCrCb411ToYCbCr422_ZoomOut8_EdgeDV_16s8u_P3C2R(const Vek16s* pSrc, Vek8u* pDst,
+                                                                       Vek32s dstStep);
+
+/* 4:2:0, 16x16: chroma row 2 (y / 4) + y % 2 serves output row y, not interpolated.
+ * ZoomOut2 and ZoomOut4 as 4:1:1 for luma; chroma 2x2 (>> 2) or 4x4 (>> 4), each
+ * chroma result serving two output rows. Entries of the arrays are not tested. */
+/* 16x16. */
+VEKVC_API VekStatus vekiYCrCb420ToYCbCr422_5MBDV_16s8u_P3C2R(const Vek16s* const* pSrc, Vek8u* const* pDst,
+                                                             Vek32s dstStep);
+/* 8x8. */
+VEKVC_API VekStatus vekiYCrCb420ToYCbCr422_ZoomOut2_5MBDV_16s8u_P3C2R(const Vek16s* const* pSrc, Vek8u* const* pDst,
+                                                                      Vek32s dstStep);
+/* 4x4. */
+VEKVC_API VekStatus vekiYCrCb420ToYCbCr422_ZoomOut4_5MBDV_16s8u_P3C2R(const Vek16s* const* pSrc, Vek8u* const* pDst,
+                                                                      Vek32s dstStep);
+/* 2x2 from element 0 of each block. */
+VEKVC_API VekStatus vekiYCrCb420ToYCbCr422_ZoomOut8_5MBDV_16s8u_P3C2R(const Vek16s* const* pSrc, Vek8u* const* pDst,
+                                                                      Vek32s dstStep);
+
+/* 4:2:2, luma blocks 0 | 2, chroma element i to pixel pair i. Reductions sum 2x2 or
+ * 4x4 in 32 bits and divide with truncation toward zero (unlike 4:1:1 and 4:2:0, whose
+ * shifts round negative sums down). A null source or destination entry ends the work
+ * with vekStsNullPtrErr; macroblocks before it stay written. */
+/* 16x8. */
+VEKVC_API VekStatus vekiYCrCb422ToYCbCr422_5MBDV_16s8u_P3C2R(const Vek16s* const* pSrc, Vek8u* const* pDst,
+                                                             Vek32s dstStep);
+/* 8x4. */
+VEKVC_API VekStatus vekiYCrCb422ToYCbCr422_ZoomOut2_5MBDV_16s8u_P3C2R(const Vek16s* const* pSrc, Vek8u* const* pDst,
+                                                                      Vek32s dstStep);
+/* 4x2. */
+VEKVC_API VekStatus vekiYCrCb422ToYCbCr422_ZoomOut4_5MBDV_16s8u_P3C2R(const Vek16s* const* pSrc, Vek8u* const* pDst,
+                                                                      Vek32s dstStep);
+/* 2x1: block 0, Cb, block 2, Cr. */
+VEKVC_API VekStatus vekiYCrCb422ToYCbCr422_ZoomOut8_5MBDV_16s8u_P3C2R(const Vek16s* const* pSrc, Vek8u* const* pDst,
+                                                                      Vek32s dstStep);
+
+/* Blocks reduced to 4x4 (the first 16 elements, four rows of four); chroma repeated,
+ * not interpolated. 16x4x5MB: a null source entry ends the work with vekStsOk; the
+ * 8x8x5MB and 8x4x5MB entries are not tested. */
+/* 16x4: blocks 0-3 side by side, each chroma sample two pairs. */
+VEKVC_API VekStatus vekiYCrCb411ToYCbCr422_16x4x5MB_DV_16s8u_P3C2R(const Vek16s* const* pSrc, Vek8u* const* pDst,
+                                                                   Vek32s dstStep);
+/* 8x8: chroma columns 0-1 serve rows 0-3, columns 2-3 rows 4-7. */
+VEKVC_API VekStatus vekiYCrCb411ToYCbCr422_8x8MB_DV_16s8u_P3C2R(const Vek16s* pSrc, Vek8u* pDst,
+                                                                Vek32s dstStep);
+/* 8x8: chroma row i serves output rows 2i and 2i + 1. */
+VEKVC_API VekStatus vekiYCrCb420ToYCbCr422_8x8x5MB_DV_16s8u_P3C2R(const Vek16s* const* pSrc, Vek8u* const* pDst,
+                                                                  Vek32s dstStep);
+/* 8x4: blocks 0 | 2, chroma row r to output row r. */
+VEKVC_API VekStatus vekiYCrCb422ToYCbCr422_8x4x5MB_DV_16s8u_P3C2R(const Vek16s* const* pSrc, Vek8u* const* pDst,
+                                                                  Vek32s dstStep);
+
+/* 100 Mbit/s: pSrc holds five macroblocks of eight blocks (luma 0-3, Cr 4-5, Cb 6-7);
+ * pDst ten pointers, two 16x8 halves a macroblock: blocks 0 | 1 with Cb 6, Cr 4, then
+ * blocks 2 | 3 with Cb 7, Cr 5. Entries are not tested. */
+VEKVC_API VekStatus vekiYCrCb422ToYCbCr422_10HalvesMB16x8_DV100_16s8u_P3C2R(const Vek16s* pSrc,
+                                                                           Vek8u* const* pDst,
+                                                                           Vek32s dstStep);
 
 /* ---- Deinterlacing ----------------------------------------------------- */
 /* Planes of 8-bit samples. One row parity is kept, the other is computed; the

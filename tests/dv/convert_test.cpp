@@ -1,0 +1,263 @@
+// DV output conversion: geometry and element operation of all 21 functions,
+// the treatment of null arrays and null entries, and known answers for the
+// arithmetic of each family on small hand-made blocks.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <vector>
+
+#include "vekvc.h"
+
+namespace {
+
+using SegFn = VekStatus(const Vek16s* const*, Vek8u* const*, Vek32s);
+using OneFn = VekStatus(const Vek16s*, Vek8u*, Vek32s);
+using Dv100Fn = VekStatus(const Vek16s*, Vek8u* const*, Vek32s);
+
+enum class Entries { kStopOk, kSkipNullDst, kStopErr, kUntested };
+
+struct Conv {
+    const char* name;
+    SegFn* seg;
+    OneFn* one;
+    Dv100Fn* dv100;
+    int width, height;   // output pixels of one macroblock (DV100: of one half)
+    bool checks_arrays;  // null pSrc / pDst give vekStsNullPtrErr
+    Entries entries;
+};
+
+#define SEG(f, w, h, arrays, entries) {#f, f, nullptr, nullptr, w, h, arrays, entries}
+#define ONE(f, w, h) {#f, nullptr, f, nullptr, w, h, true, Entries::kUntested}
+
+const Conv kConvs[] = {
+    SEG(vekiYCrCb411ToYCbCr422_5MBDV_16s8u_P3C2R, 32, 8, true, Entries::kStopOk),
+    ONE(vekiYCrCb411ToYCbCr422_EdgeDV_16s8u_P3C2R, 16, 16),
+    SEG(vekiYCrCb411ToYCbCr422_ZoomOut2_5MBDV_16s8u_P3C2R, 16, 4, true, Entries::kStopOk),
+    ONE(vekiYCrCb411ToYCbCr422_ZoomOut2_EdgeDV_16s8u_P3C2R, 8, 8),
+    SEG(vekiYCrCb411ToYCbCr422_ZoomOut4_5MBDV_16s8u_P3C2R, 8, 2, true, Entries::kStopOk),
+    ONE(vekiYCrCb411ToYCbCr422_ZoomOut4_EdgeDV_16s8u_P3C2R, 4, 4),
+    SEG(vekiYCrCb411ToYCbCr422_ZoomOut8_5MBDV_16s8u_P3C2R, 4, 1, true, Entries::kSkipNullDst),
+    ONE(vekiYCrCb411ToYCbCr422_ZoomOut8_EdgeDV_16s8u_P3C2R, 2, 2),
+    SEG(vekiYCrCb420ToYCbCr422_5MBDV_16s8u_P3C2R, 16, 16, true, Entries::kUntested),
+    SEG(vekiYCrCb420ToYCbCr422_ZoomOut2_5MBDV_16s8u_P3C2R, 8, 8, true, Entries::kUntested),
+    SEG(vekiYCrCb420ToYCbCr422_ZoomOut4_5MBDV_16s8u_P3C2R, 4, 4, true, Entries::kUntested),
+    SEG(vekiYCrCb420ToYCbCr422_ZoomOut8_5MBDV_16s8u_P3C2R, 2, 2, true, Entries::kUntested),
+    SEG(vekiYCrCb422ToYCbCr422_5MBDV_16s8u_P3C2R, 16, 8, false, Entries::kStopErr),
+    SEG(vekiYCrCb422ToYCbCr422_ZoomOut2_5MBDV_16s8u_P3C2R, 8, 4, false, Entries::kStopErr),
+    SEG(vekiYCrCb422ToYCbCr422_ZoomOut4_5MBDV_16s8u_P3C2R, 4, 2, false, Entries::kStopErr),
+    SEG(vekiYCrCb422ToYCbCr422_ZoomOut8_5MBDV_16s8u_P3C2R, 2, 1, false, Entries::kStopErr),
+    SEG(vekiYCrCb411ToYCbCr422_16x4x5MB_DV_16s8u_P3C2R, 16, 4, true, Entries::kStopOk),
+    ONE(vekiYCrCb411ToYCbCr422_8x8MB_DV_16s8u_P3C2R, 8, 8),
+    SEG(vekiYCrCb420ToYCbCr422_8x8x5MB_DV_16s8u_P3C2R, 8, 8, true, Entries::kUntested),
+    SEG(vekiYCrCb422ToYCbCr422_8x4x5MB_DV_16s8u_P3C2R, 8, 4, true, Entries::kUntested),
+    {"vekiYCrCb422ToYCbCr422_10HalvesMB16x8_DV100_16s8u_P3C2R", nullptr, nullptr,
+     vekiYCrCb422ToYCbCr422_10HalvesMB16x8_DV100_16s8u_P3C2R, 16, 8, true, Entries::kUntested},
+};
+
+constexpr int kStep = 80, kRows = 17;
+constexpr Vek8u kSentinel = 0xEE;
+
+// Five macroblocks of eight blocks, contiguous, and ten destination pictures.
+struct Rig {
+    std::vector<Vek16s> src = std::vector<Vek16s>(5 * 8 * 64);
+    std::array<std::vector<Vek8u>, 10> dst;
+    Rig() {
+        for (auto& d : dst) d.assign(kStep * kRows, kSentinel);
+    }
+    Vek16s* mb(int m) { return src.data() + m * 8 * 64; }
+    Vek16s* block(int m, int k) { return mb(m) + 64 * k; }
+    int destinations(const Conv& c) const { return c.dv100 ? 10 : c.one ? 1 : 5; }
+
+    VekStatus run(const Conv& c, const Vek16s* const* srcs, Vek8u* const* dsts) {
+        if (c.seg) return c.seg(srcs, dsts, kStep);
+        if (c.one) return c.one(srcs ? srcs[0] : nullptr, dsts ? dsts[0] : nullptr, kStep);
+        return c.dv100(srcs ? srcs[0] : nullptr, dsts, kStep);
+    }
+    VekStatus run(const Conv& c) {
+        const std::array<const Vek16s*, 5> s = {mb(0), mb(1), mb(2), mb(3), mb(4)};
+        std::array<Vek8u*, 10> d;
+        for (int i = 0; i < 10; ++i) d[std::size_t(i)] = dst[std::size_t(i)].data();
+        return run(c, s.data(), d.data());
+    }
+    // True when destination i holds `value` exactly in the output area and
+    // the sentinel everywhere else.
+    bool written(const Conv& c, int i, int value = -1) const {
+        for (int y = 0; y < kRows; ++y)
+            for (int x = 0; x < kStep; ++x) {
+                const Vek8u b = dst[std::size_t(i)][std::size_t(y * kStep + x)];
+                const bool inside = y < c.height && x < 2 * c.width;
+                if (!inside && b != kSentinel) return false;
+                if (inside && (value < 0 ? b == kSentinel : b != value)) return false;
+            }
+        return true;
+    }
+    bool untouched(int i) const {
+        return std::all_of(dst[std::size_t(i)].begin(), dst[std::size_t(i)].end(), [](Vek8u b) { return b == kSentinel; });
+    }
+};
+
+// Every sample x stores as x saturated to -128..127 plus 128, whatever the
+// family's arithmetic, and exactly the output area is written.
+TEST(DvConvert, UniformBlocksGiveTheElementOperation) {
+    const int values[] = {200, -200, 0, -1, 127, -128, 128, -129, 32767, -32768};
+    for (const Conv& c : kConvs)
+        for (const int v : values) {
+            Rig s;
+            std::fill(s.src.begin(), s.src.end(), Vek16s(v));
+            ASSERT_EQ(s.run(c), vekStsOk) << c.name;
+            const int want = std::clamp(v, -128, 127) + 128;
+            for (int i = 0; i < s.destinations(c); ++i) EXPECT_TRUE(s.written(c, i, want)) << c.name << " " << v << " dst " << i;
+        }
+}
+
+TEST(DvConvert, NullArraysAndEntries) {
+    for (const Conv& c : kConvs) {
+        Rig s;
+        const std::array<const Vek16s*, 5> srcs = {s.mb(0), s.mb(1), s.mb(2), s.mb(3), s.mb(4)};
+        std::array<Vek8u*, 10> dsts;
+        for (int i = 0; i < 10; ++i) dsts[std::size_t(i)] = s.dst[std::size_t(i)].data();
+        if (c.checks_arrays) {
+            EXPECT_EQ(s.run(c, nullptr, dsts.data()), vekStsNullPtrErr) << c.name;
+            EXPECT_EQ(s.run(c, srcs.data(), nullptr), vekStsNullPtrErr) << c.name;
+            for (int i = 0; i < 10; ++i) EXPECT_TRUE(s.untouched(i)) << c.name;
+        }
+        for (const bool null_src : {true, false}) {
+            Rig t;
+            auto ss = srcs;
+            auto dd = dsts;
+            for (int i = 0; i < 10; ++i) dd[std::size_t(i)] = t.dst[std::size_t(i)].data();
+            (null_src ? ss[2] : ss[0]) = nullptr;  // a null source entry never has its destination used
+            if (!null_src) dd[2] = nullptr;
+            switch (c.entries) {
+            case Entries::kStopOk:
+                if (!null_src) continue;
+                EXPECT_EQ(t.run(c, ss.data(), dd.data()), vekStsOk) << c.name;
+                EXPECT_TRUE(t.written(c, 0) && t.written(c, 1) && t.untouched(2) && t.untouched(3)) << c.name;
+                break;
+            case Entries::kSkipNullDst:
+                if (null_src) continue;
+                ss[0] = s.mb(0);
+                EXPECT_EQ(t.run(c, ss.data(), dd.data()), vekStsOk) << c.name;
+                EXPECT_TRUE(t.written(c, 0) && t.written(c, 1) && t.written(c, 3) && t.written(c, 4)) << c.name;
+                break;
+            case Entries::kStopErr:
+                if (!null_src) ss[0] = s.mb(0);
+                EXPECT_EQ(t.run(c, ss.data(), dd.data()), vekStsNullPtrErr) << c.name;
+                EXPECT_TRUE(t.written(c, 0) && t.written(c, 1) && t.untouched(3) && t.untouched(4)) << c.name;
+                break;
+            case Entries::kUntested:
+                break;
+            }
+        }
+    }
+}
+
+const Conv& conv(const char* name) {
+    for (const Conv& c : kConvs)
+        if (std::string(c.name) == name) return c;
+    throw 0;
+}
+
+// Byte `byte` of row `row` of destination `dst` after running `fn` on blocks
+// filled by `fill`.
+struct Probe {
+    int dst, row, byte, want;
+};
+
+struct KnownCase {
+    const char* what;
+    const char* fn;
+    void (*fill)(Rig&);
+    std::vector<Probe> probes;
+};
+
+// Chroma row 0 of Cb (block 5) = 0 10 20 ... 70; row 1 starts with 100.
+void ramp_cb(Rig& s) {
+    for (int i = 0; i < 8; ++i) s.block(0, 5)[i] = Vek16s(10 * i);
+    s.block(0, 5)[8] = 100;
+}
+
+constexpr int Cb(int pair) { return 4 * pair + 1; }
+constexpr int Cr(int pair) { return 4 * pair + 3; }
+constexpr int Y(int pixel) { return 2 * pixel; }
+
+const KnownCase kKnown[] = {
+    {"411 spreads chroma, c[7] repeats within its row", "vekiYCrCb411ToYCbCr422_5MBDV_16s8u_P3C2R", ramp_cb,
+     {{0, 0, Cb(0), 128}, {0, 0, Cb(1), 133}, {0, 0, Cb(2), 138}, {0, 0, Cb(13), 193}, {0, 0, Cb(14), 198},
+      {0, 0, Cb(15), 198}, {0, 1, Cb(0), 228}}},
+    {"411 chroma sum saturates before the shift", "vekiYCrCb411ToYCbCr422_5MBDV_16s8u_P3C2R",
+     [](Rig& s) { s.block(0, 4)[0] = 32767, s.block(0, 4)[1] = 1; },
+     {{0, 0, Cr(0), 255}, {0, 0, Cr(1), 255}, {0, 0, Cr(2), 129}}},
+    {"411 edge spreads each group of four", "vekiYCrCb411ToYCbCr422_EdgeDV_16s8u_P3C2R", ramp_cb,
+     {{0, 0, Cb(3), 143}, {0, 0, Cb(6), 158}, {0, 0, Cb(7), 158}, {0, 8, Cb(0), 168}, {0, 8, Cb(7), 198},
+      {0, 1, Cb(0), 228}}},
+    {"420 chroma rows 0 1 0 1 2 3 2 3 ...", "vekiYCrCb420ToYCbCr422_5MBDV_16s8u_P3C2R",
+     [](Rig& s) { for (int r = 0; r < 8; ++r) s.block(0, 5)[8 * r] = Vek16s(r); },
+     {{0, 0, Cb(0), 128}, {0, 1, Cb(0), 129}, {0, 2, Cb(0), 128}, {0, 3, Cb(0), 129}, {0, 4, Cb(0), 130},
+      {0, 7, Cb(0), 131}, {0, 13, Cb(0), 135}, {0, 14, Cb(0), 134}}},
+    // -1 -1 / -1 0: the shift gives -1, the truncating division 0.
+    {"411 zoom 2 shifts", "vekiYCrCb411ToYCbCr422_ZoomOut2_5MBDV_16s8u_P3C2R",
+     [](Rig& s) { s.block(0, 0)[0] = s.block(0, 0)[1] = s.block(0, 0)[8] = -1; }, {{0, 0, Y(0), 127}, {0, 0, Y(1), 128}}},
+    {"422 zoom 2 truncates", "vekiYCrCb422ToYCbCr422_ZoomOut2_5MBDV_16s8u_P3C2R",
+     [](Rig& s) { s.block(0, 0)[0] = s.block(0, 0)[1] = s.block(0, 0)[8] = -1; }, {{0, 0, Y(0), 128}}},
+    // Rows first, each addition saturating: 32767 + (-32668) = 99, >> 2 = 24.
+    {"411 zoom 2 saturates the luma sums row by row", "vekiYCrCb411ToYCbCr422_ZoomOut2_5MBDV_16s8u_P3C2R",
+     [](Rig& s) { s.block(0, 0)[0] = s.block(0, 0)[1] = 32767, s.block(0, 0)[8] = -32768, s.block(0, 0)[9] = 100; },
+     {{0, 0, Y(0), 152}}},
+    {"411 zoom 2 chroma: two rows", "vekiYCrCb411ToYCbCr422_ZoomOut2_5MBDV_16s8u_P3C2R",
+     [](Rig& s) { s.block(0, 5)[8 * 2 + 3] = 10, s.block(0, 5)[8 * 3 + 3] = 3; }, {{0, 1, Cb(3), 134}}},
+    {"411 zoom 4 chroma: four rows by two columns >> 3", "vekiYCrCb411ToYCbCr422_ZoomOut4_5MBDV_16s8u_P3C2R",
+     [](Rig& s) { for (int r = 4; r < 8; ++r) s.block(0, 4)[8 * r + 6] = 6, s.block(0, 4)[8 * r + 7] = 5; },
+     {{0, 1, Cr(3), 128 + 44 / 8}, {0, 0, Cr(3), 128}}},
+    {"422 zoom 4 divides by 16 toward zero", "vekiYCrCb422ToYCbCr422_ZoomOut4_5MBDV_16s8u_P3C2R",
+     [](Rig& s) { for (int i = 0; i < 15; ++i) s.block(0, 2)[8 * (i / 4) + i % 4] = -2; },
+     {{0, 0, Y(2), 127}, {0, 0, Y(0), 128}}},
+    {"411 edge zoom 2: lower rows take chroma elements 4-7", "vekiYCrCb411ToYCbCr422_ZoomOut2_EdgeDV_16s8u_P3C2R",
+     [](Rig& s) { s.block(0, 5)[4] = 20, s.block(0, 5)[12] = 2, s.block(0, 5)[0] = 50; },
+     {{0, 4, Cb(0), 139}, {0, 0, Cb(0), 153}}},
+    {"411 edge zoom 4: lower rows take chroma columns 4-7", "vekiYCrCb411ToYCbCr422_ZoomOut4_EdgeDV_16s8u_P3C2R",
+     [](Rig& s) { s.block(0, 4)[8 * 5 + 7] = 80; }, {{0, 3, Cr(1), 138}, {0, 1, Cr(1), 128}}},
+    {"420 zoom 4 chroma 4x4 >> 4", "vekiYCrCb420ToYCbCr422_ZoomOut4_5MBDV_16s8u_P3C2R",
+     [](Rig& s) { s.block(0, 5)[8 * 7 + 7] = -17; }, {{0, 2, Cb(1), 126}, {0, 3, Cb(1), 126}, {0, 1, Cb(1), 128}}},
+    {"411 zoom 8: Y0 Cb Y1 Cr Y2 Cb Y3 Cr", "vekiYCrCb411ToYCbCr422_ZoomOut8_5MBDV_16s8u_P3C2R",
+     [](Rig& s) { for (int k = 0; k < 6; ++k) s.block(0, k)[0] = Vek16s(k + 1); },
+     {{0, 0, 0, 129}, {0, 0, 1, 134}, {0, 0, 2, 130}, {0, 0, 3, 133}, {0, 0, 4, 131}, {0, 0, 5, 134}, {0, 0, 6, 132}}},
+    {"420 zoom 8: two rows", "vekiYCrCb420ToYCbCr422_ZoomOut8_5MBDV_16s8u_P3C2R",
+     [](Rig& s) { for (int k = 0; k < 6; ++k) s.block(0, k)[0] = Vek16s(k + 1); },
+     {{0, 0, 2, 130}, {0, 1, 0, 131}, {0, 1, 1, 134}, {0, 1, 2, 132}, {0, 1, 3, 133}}},
+    {"422 zoom 8: blocks 0 and 2", "vekiYCrCb422ToYCbCr422_ZoomOut8_5MBDV_16s8u_P3C2R",
+     [](Rig& s) { for (int k = 0; k < 6; ++k) s.block(0, k)[0] = Vek16s(k + 1); },
+     {{0, 0, 0, 129}, {0, 0, 1, 134}, {0, 0, 2, 131}, {0, 0, 3, 133}}},
+    {"422 never reads blocks 1 and 3", "vekiYCrCb422ToYCbCr422_5MBDV_16s8u_P3C2R",
+     [](Rig& s) { std::fill(s.block(0, 1), s.block(0, 2), Vek16s(99)), std::fill(s.block(0, 3), s.block(0, 4), Vek16s(99)), s.block(0, 2)[0] = 5; },
+     {{0, 0, Y(0), 128}, {0, 0, Y(8), 133}, {0, 7, Y(15), 128}}},
+    {"16x4: chroma samples repeat", "vekiYCrCb411ToYCbCr422_16x4x5MB_DV_16s8u_P3C2R",
+     [](Rig& s) { s.block(0, 5)[4 + 3] = 9, s.block(0, 1)[4 * 2 + 1] = 7; },
+     {{0, 1, Cb(6), 137}, {0, 1, Cb(7), 137}, {0, 1, Cb(5), 128}, {0, 2, Y(5), 135}}},
+    {"8x8MB: chroma columns 2-3 serve rows 4-7", "vekiYCrCb411ToYCbCr422_8x8MB_DV_16s8u_P3C2R",
+     [](Rig& s) { s.block(0, 4)[4 * 1 + 2] = 9, s.block(0, 3)[0] = 4; },
+     {{0, 5, Cr(0), 137}, {0, 5, Cr(1), 137}, {0, 1, Cr(0), 128}, {0, 4, Y(4), 132}}},
+    {"8x8x5MB: chroma row i serves rows 2i and 2i+1", "vekiYCrCb420ToYCbCr422_8x8x5MB_DV_16s8u_P3C2R",
+     [](Rig& s) { s.block(0, 5)[4 * 3 + 2] = 9; }, {{0, 6, Cb(2), 137}, {0, 7, Cb(2), 137}, {0, 5, Cb(2), 128}}},
+    {"8x4x5MB: blocks 0 and 2", "vekiYCrCb422ToYCbCr422_8x4x5MB_DV_16s8u_P3C2R",
+     [](Rig& s) { s.block(0, 2)[4 * 3 + 3] = 9, s.block(0, 4)[4 * 3 + 3] = 1; },
+     {{0, 3, Y(7), 137}, {0, 3, Cr(3), 129}}},
+    {"DV100 halves", "vekiYCrCb422ToYCbCr422_10HalvesMB16x8_DV100_16s8u_P3C2R",
+     [](Rig& s) { for (int k = 0; k < 8; ++k) s.block(1, k)[8 * 7 + 7] = Vek16s(k + 1); },
+     {{2, 7, Y(7), 129}, {2, 7, Y(15), 130}, {2, 7, Cb(7), 135}, {2, 7, Cr(7), 133},
+      {3, 7, Y(7), 131}, {3, 7, Y(15), 132}, {3, 7, Cb(7), 136}, {3, 7, Cr(7), 134}}},
+};
+
+TEST(DvConvert, KnownAnswers) {
+    for (const KnownCase& k : kKnown) {
+        Rig s;
+        k.fill(s);
+        ASSERT_EQ(s.run(conv(k.fn)), vekStsOk) << k.what;
+        for (const Probe& p : k.probes)
+            EXPECT_EQ(s.dst[std::size_t(p.dst)][std::size_t(p.row * kStep + p.byte)], p.want)
+                << k.what << ": dst " << p.dst << " row " << p.row << " byte " << p.byte;
+    }
+}
+
+}  // namespace

@@ -1,0 +1,284 @@
+// DV segment decoding: contracts, single codes against the code listing,
+// segments written with lending inside the macroblock and across the segment
+// and decoded back exactly, and the segments of real DV frames.
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <random>
+#include <vector>
+
+#include "dv/huffman.h"
+#include "dv_writer.h"
+#include "vekvc.h"
+
+namespace {
+
+using namespace vek::dv;
+using namespace vek::dv::test;
+
+using DecodeFn = VekStatus(const Vek8u*, const Vek32u*, const Vek32u*, Vek16s*, Vek32u*);
+
+struct Decoded {
+    std::vector<Vek16s> coef;
+    std::vector<Vek32u> param;
+};
+
+Decoded decode(DecodeFn* fn, const std::vector<std::uint8_t>& seg, int blocks) {
+    Decoded d{std::vector<Vek16s>(std::size_t(64 * blocks)), std::vector<Vek32u>(std::size_t(blocks))};
+    EXPECT_EQ(fn(seg.data(), nullptr, nullptr, d.coef.data(), d.param.data()), vekStsOk);
+    return d;
+}
+
+TEST(DvSegment, NullPointers) {
+    std::vector<std::uint8_t> seg(400);
+    std::vector<Vek16s> coef(64 * 40);
+    std::vector<Vek32u> param(40, 7);
+    for (DecodeFn* fn : {&vekiHuffmanDecodeSegment_DV_8u16s, &vekiHuffmanDecodeSegmentOnePass_DV_8u16s,
+                         &vekiHuffmanDecodeSegment_DV100_8u16s}) {
+        EXPECT_EQ(fn(nullptr, nullptr, nullptr, coef.data(), param.data()), vekStsNullPtrErr);
+        EXPECT_EQ(fn(seg.data(), nullptr, nullptr, nullptr, param.data()), vekStsNullPtrErr);
+        EXPECT_EQ(fn(seg.data(), nullptr, nullptr, coef.data(), nullptr), vekStsNullPtrErr);
+        EXPECT_EQ(param[0], 7u);
+    }
+}
+
+// One code in block 0 behind DC 0; every other block is empty.
+struct CodeCase {
+    const char* bits;
+    int position;  // raster place written, -1 none
+    int value;
+    bool eob;      // the block ended with end of block
+    int counter;   // final position less 64
+};
+
+TEST(DvSegment, CodesOfTheListing) {
+    const CodeCase cases[] = {
+        {"000", 1, 64, true, -62},                       // 0/1, 3 bits
+        {"001", 1, -64, true, -62},
+        {"01110", 8, 64, true, -61},                     // 1/1: scan position 2 is raster 8
+        {"10011", 1, -4 * 64, true, -62},                // 0/4 negative
+        {"111011110", 1, 17 * 64, true, -62},            // 0/17, last 9-bit code
+        {"1111011111", 1, -22 * 64, true, -62},          // 0/22, last 10-bit code
+        {"11111000000", 3, 3 * 64, true, -57},          // 5/3, first 11-bit code: position 6 is raster 3
+        {"11111001111" "000", 16, 64, true, -60},        // z2 then 0/1 at position 3 (raster 16)
+        {"111110100000", 10, 3 * 64, true, -56},         // 6/3: position 7 is raster 10
+        {"1111101100000", 17, 2 * 64, true, -55},        // 7/2, first 13-bit code: position 8
+        {"1111110000000" "000", 8, 64, true, -61},       // 13-bit z1, then 0/1 at position 2
+        {"1111110111110", -1, 0, true, 0},               // z63 fills position 63; the end of block still counts
+        {"1111110111111", -1, 0, false, -63},            // z64 goes past 63: the block ends without end of block
+        {"1111111" "11111111" "1", 1, -255 * 64, true, -62},  // escape
+        {"1111111" "00000011" "0", 1, 3 * 64, true, -62},
+    };
+    for (const CodeCase& c : cases) {
+        std::vector<TestBlock> blocks(30);
+        int qno[5] = {1, 2, 3, 4, 5};
+        std::vector<std::uint8_t> seg;
+        ASSERT_TRUE(write_segment(kLayoutDV25, blocks, qno, seg));
+        // Block 0 holds 100 AC bits from bit 44; overwrite its end of block.
+        std::string bits = std::string(c.bits) + "0110";
+        for (std::size_t i = 0; i < 100; ++i) {
+            const std::size_t at = 44 + i;
+            const bool one = i < bits.size() && bits[i] == '1';
+            seg[at >> 3] = std::uint8_t((seg[at >> 3] & ~(0x80 >> (at & 7))) | (one ? 0x80 >> (at & 7) : 0));
+        }
+        const Decoded d = decode(&vekiHuffmanDecodeSegment_DV_8u16s, seg, 30);
+        std::vector<Vek16s> want(64);
+        if (c.position >= 0) want[std::size_t(c.position)] = Vek16s(c.value);
+        EXPECT_EQ(std::vector<Vek16s>(d.coef.begin(), d.coef.begin() + 64), want) << c.bits;
+        EXPECT_EQ(d.param[0], Vek32u(c.eob) | (Vek32u(c.counter) & 0xFF) << 8 | 1u << 16) << c.bits;
+    }
+}
+
+// Empty blocks: DC-only, each with end of block, position counter -63.
+TEST(DvSegment, EmptyBlocksKeepHeaderFields) {
+    std::vector<TestBlock> blocks(30);
+    for (int b = 0; b < 30; ++b) blocks[std::size_t(b)] = {b * 17 % 512 - 256, b & 1, b % 4, {}};
+    const int qno[5] = {0, 15, 7, 8, 3};
+    std::vector<std::uint8_t> seg;
+    ASSERT_TRUE(write_segment(kLayoutDV25, blocks, qno, seg));
+    for (DecodeFn* fn : {&vekiHuffmanDecodeSegment_DV_8u16s, &vekiHuffmanDecodeSegmentOnePass_DV_8u16s}) {
+        const Decoded d = decode(fn, seg, 30);
+        for (int b = 0; b < 30; ++b) {
+            const TestBlock& t = blocks[std::size_t(b)];
+            EXPECT_EQ(d.coef[std::size_t(64 * b)], Vek16s(t.dc * 128)) << b;
+            EXPECT_EQ(d.param[std::size_t(b)], 1u | Vek32u(t.mode << 6 | t.cls << 4) | 0xC1u << 8 |
+                                                   Vek32u(qno[b / 6]) << 16) << b;
+        }
+    }
+}
+
+// Random blocks with the requested bit budget per block; levels mostly small,
+// with long runs and escapes among them. Position 63 stays empty: a block
+// that fills it ends there, and an end of block behind it is read only
+// from the block's own space.
+TestBlock random_block(std::mt19937& rng, int target_bits) {
+    TestBlock b;
+    b.dc = int(rng() % 512) - 256;
+    b.mode = int(rng() & 1);
+    b.cls = int(rng() % 4);
+    int pos = 0;
+    while (int(code_block(b).size()) < target_bits) {
+        const int step = (rng() % 4 == 0) ? 1 + int(rng() % 20) : 1 + int(rng() % 3);
+        if (pos + step > 62) break;
+        pos += step;
+        const int mag = (rng() % 8 == 0) ? 1 + int(rng() % 255) : 1 + int(rng() % 6);
+        b.ac.push_back({pos, (rng() & 1) ? mag : -mag});
+    }
+    return b;
+}
+
+std::vector<Vek16s> expected_coefs(const TestBlock& b) {
+    std::vector<Vek16s> c(64);
+    c[0] = Vek16s(b.dc * 128);
+    for (const auto& [pos, level] : b.ac) c[_const_table.scan[b.mode][pos]] = Vek16s(level * 64);
+    return c;
+}
+
+struct LendCase {
+    const char* name;
+    // Bit budget of block k of macroblock m (own space: 100 luma, 68 chroma).
+    int (*budget)(int m, int k, std::mt19937& rng);
+    bool borrows;
+};
+
+TEST(DvSegment, WrittenSegmentsDecodeBack) {
+    const LendCase cases[] = {
+        {"all fit", [](int, int k, std::mt19937& r) { return int(r() % (k < 4 ? 70 : 40)); }, false},
+        // Luma overflows into the chroma blocks of the same macroblock.
+        {"inside macroblock", [](int, int k, std::mt19937& r) { return k < 4 ? 100 + int(r() % 20) : 4; }, true},
+        // Macroblocks 0 and 1 overflow everything; 2 to 4 are nearly empty.
+        {"across segment", [](int m, int k, std::mt19937& r) { return m < 2 ? (k < 4 ? 150 : 90) + int(r() % 30) : 4; },
+         true},
+        {"mixed", [](int m, int, std::mt19937& r) { return int(r() % (m == 3 ? 200 : 110)); }, true},
+    };
+    int qno[5] = {3, 9, 0, 15, 6};
+    for (const LendCase& c : cases) {
+        std::mt19937 rng(1234);
+        int written = 0, borrowers = 0;
+        for (int trial = 0; trial < 50; ++trial) {
+            std::vector<TestBlock> blocks;
+            for (int m = 0; m < 5; ++m)
+                for (int k = 0; k < 6; ++k) blocks.push_back(random_block(rng, c.budget(m, k, rng)));
+            std::vector<std::uint8_t> seg;
+            if (!write_segment(kLayoutDV25, blocks, qno, seg)) continue;
+            ++written;
+            const Decoded full = decode(&vekiHuffmanDecodeSegment_DV_8u16s, seg, 30);
+            const Decoded one = decode(&vekiHuffmanDecodeSegmentOnePass_DV_8u16s, seg, 30);
+            for (int b = 0; b < 30; ++b) {
+                const TestBlock& t = blocks[std::size_t(b)];
+                const int last = t.ac.empty() ? 0 : t.ac.back().first;
+                ASSERT_EQ(std::vector<Vek16s>(full.coef.begin() + 64 * b, full.coef.begin() + 64 * b + 64),
+                          expected_coefs(t)) << c.name << " trial " << trial << " block " << b;
+                ASSERT_EQ(full.param[std::size_t(b)], 1u | Vek32u(t.mode << 6 | t.cls << 4) |
+                                                          (Vek32u(last - 63) & 0xFF) << 8 | Vek32u(qno[b / 6]) << 16)
+                    << c.name << " trial " << trial << " block " << b;
+                // Without lending a block that overflows its space has no end of block.
+                const bool fits = int(code_block(t).size()) <= (b % 6 < 4 ? 100 : 68);
+                EXPECT_EQ(one.param[std::size_t(b)] & 1, fits ? 1u : 0u) << c.name << " block " << b;
+                borrowers += !fits;
+            }
+        }
+        EXPECT_GT(written, 10) << c.name;
+        EXPECT_EQ(borrowers > 0, c.borrows) << c.name;
+    }
+}
+
+// A block that fills its space exactly neither lends nor borrows: its
+// neighbour's overflow must come from the next lender.
+TEST(DvSegment, ExactFitDoesNotLend) {
+    std::mt19937 rng(99);
+    int found = 0;
+    for (int trial = 0; trial < 4000 && found < 10; ++trial) {
+        std::vector<TestBlock> blocks(30);
+        blocks[0] = random_block(rng, 100 + int(rng() % 40));
+        blocks[1] = random_block(rng, 100);
+        if (code_block(blocks[1]).size() != 100 || code_block(blocks[0]).size() <= 100) continue;
+        ++found;
+        const int qno[5] = {};
+        std::vector<std::uint8_t> seg;
+        ASSERT_TRUE(write_segment(kLayoutDV25, blocks, qno, seg));
+        const Decoded d = decode(&vekiHuffmanDecodeSegment_DV_8u16s, seg, 30);
+        for (int b = 0; b < 2; ++b)
+            EXPECT_EQ(std::vector<Vek16s>(d.coef.begin() + 64 * b, d.coef.begin() + 64 * b + 64),
+                      expected_coefs(blocks[std::size_t(b)]));
+    }
+    EXPECT_GT(found, 0);
+}
+
+TEST(DvSegment, Dv100WrittenSegmentsDecodeBack) {
+    std::mt19937 rng(7);
+    int qno[5] = {1, 2, 3, 4, 5};
+    for (int trial = 0; trial < 100; ++trial) {
+        std::vector<TestBlock> blocks;
+        for (int b = 0; b < 40; ++b) blocks.push_back(random_block(rng, int(rng() % 110)));
+        std::vector<std::uint8_t> seg;
+        if (!write_segment(kLayoutDV100, blocks, qno, seg)) continue;
+        const Decoded d = decode(&vekiHuffmanDecodeSegment_DV100_8u16s, seg, 40);
+        for (int b = 0; b < 40; ++b) {
+            ASSERT_EQ(std::vector<Vek16s>(d.coef.begin() + 64 * b, d.coef.begin() + 64 * b + 64),
+                      expected_coefs(blocks[std::size_t(b)])) << trial << " " << b;
+            ASSERT_EQ(d.param[std::size_t(b)] & 0xF0001u, 1u | Vek32u(qno[b / 8]) << 16);
+        }
+    }
+}
+
+}  // namespace
+
+namespace {
+
+// ---- Real frames (tests/data/dv, written by a DV encoder) ---------------------
+
+std::vector<std::uint8_t> read_file(const char* name) {
+    const auto path = std::filesystem::path(__FILE__).parent_path() / ".." / "data" / "dv" / name;
+    std::ifstream in(path, std::ios::binary);
+    EXPECT_TRUE(in.good()) << path;
+    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+// The video segments of a frame: its video DIF blocks (section type 4) in
+// order, five to a segment.
+std::vector<std::vector<std::uint8_t>> video_segments(const std::vector<std::uint8_t>& frame) {
+    std::vector<std::uint8_t> video;
+    for (std::size_t at = 0; at + 80 <= frame.size(); at += 80)
+        if ((frame[at] >> 5) == 4) video.insert(video.end(), frame.begin() + long(at), frame.begin() + long(at) + 80);
+    std::vector<std::vector<std::uint8_t>> segs;
+    for (std::size_t at = 0; at + 400 <= video.size(); at += 400)
+        segs.emplace_back(video.begin() + long(at), video.begin() + long(at) + 400);
+    return segs;
+}
+
+struct FrameCase {
+    const char* file;
+    DecodeFn* fn;
+    int blocks;
+    std::size_t segments;
+};
+
+TEST(DvSegment, RealFramesEndEveryBlock) {
+    const FrameCase cases[] = {
+        {"ntsc_411.dv", &vekiHuffmanDecodeSegment_DV_8u16s, 30, 270},
+        {"pal_420.dv", &vekiHuffmanDecodeSegment_DV_8u16s, 30, 324},
+        {"dvcprohd_720p.dv", &vekiHuffmanDecodeSegment_DV100_8u16s, 40, 540},
+    };
+    for (const FrameCase& c : cases) {
+        const auto segs = video_segments(read_file(c.file));
+        ASSERT_EQ(segs.size(), c.segments) << c.file;
+        int borrowed = 0;
+        for (std::size_t s = 0; s < segs.size(); ++s) {
+            const Decoded d = decode(c.fn, segs[s], c.blocks);
+            for (int b = 0; b < c.blocks; ++b) ASSERT_EQ(d.param[std::size_t(b)] & 1, 1u) << c.file << " segment " << s << " block " << b;
+            if (c.fn == &vekiHuffmanDecodeSegment_DV_8u16s) {
+                const Decoded one = decode(&vekiHuffmanDecodeSegmentOnePass_DV_8u16s, segs[s], c.blocks);
+                for (int b = 0; b < c.blocks; ++b) borrowed += !(one.param[std::size_t(b)] & 1);
+            }
+        }
+        if (c.fn == &vekiHuffmanDecodeSegment_DV_8u16s) {
+            EXPECT_GT(borrowed, 0) << c.file;
+        }
+    }
+}
+
+}  // namespace
