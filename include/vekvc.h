@@ -789,8 +789,101 @@ VEKVC_API VekStatus vekiDecodeDCIntra_MPEG4_1u16s(Vek8u** ppBitStream, Vek32s* p
                                                   Vek16s* pDC, Vek32s blockType);
 
 /* ---- MPEG-4 global motion and sprite warping --------------------------- */
+/* Block copies of 8x8 and 16x16 samples. The HP forms take acc (bit 0: half a sample to the
+ * right, bit 1: half a sample down) and rounding (0 or 1): two samples give (a + b + 1 - rounding)
+ * >> 1, four give (a + b + c + d + 2 - rounding) >> 2; they read one more column or row. Null
+ * pointers give vekStsNullPtrErr; acc and rounding are not checked. */
+VEKVC_API VekStatus vekiCopy8x8_8u_C1R(const Vek8u* pSrc, Vek32s srcStep, Vek8u* pDst, Vek32s dstStep);
+VEKVC_API VekStatus vekiCopy16x16_8u_C1R(const Vek8u* pSrc, Vek32s srcStep, Vek8u* pDst, Vek32s dstStep);
+VEKVC_API VekStatus vekiCopy8x8HP_8u_C1R(const Vek8u* pSrc, Vek32s srcStep, Vek8u* pDst, Vek32s dstStep,
+                                         Vek32s acc, Vek32s rounding);
+VEKVC_API VekStatus vekiCopy16x16HP_8u_C1R(const Vek8u* pSrc, Vek32s srcStep, Vek8u* pDst,
+                                           Vek32s dstStep, Vek32s acc, Vek32s rounding);
+
+/* Private warp record, placed in caller memory of the reported size (used from its first
+ * 16-byte aligned address) and set up once per plane by vekiWarpInit_MPEG4. */
+typedef struct VekiWarpSpec_MPEG4 VekiWarpSpec_MPEG4;
+/* Reports the record size in *pSize; vekStsNullPtrErr for null. */
+VEKVC_API VekStatus vekiWarpGetSize_MPEG4(Vek32s* pSize);
+/* Sets up the record from the differential trajectories pDU, pDV (half samples). Checks: pSpec
+ * null; numWarpingPoints outside 0..4, 4 points without spriteType 1, warpingAccuracy outside
+ * 0..3 or fcode outside 1..7 (vekStsOutOfRangeErr); a rectangle side below 1 (vekStsSizeErr).
+ * With points but a null pDU or pDV: vekStsNullPtrErr, the record tagged but half filled. */
+VEKVC_API VekStatus vekiWarpInit_MPEG4(VekiWarpSpec_MPEG4* pSpec, const Vek32s* pDU, const Vek32s* pDV,
+                                       Vek32s numWarpingPoints, Vek32s spriteType,
+                                       Vek32s warpingAccuracy, Vek32s roundingType,
+                                       Vek32s quarterSample, Vek32s fcode,
+                                       const VekRect* pSpriteRect, const VekRect* pVopRect);
+/* Warped block at pDstRect (plane coordinates) from the sprite whose origin sample is pSrc;
+ * positions outside the sprite take its edge samples. vekStsNullPtrErr, then
+ * vekStsContextMismatchErr for a record that was not set up. */
+VEKVC_API VekStatus vekiWarpLuma_MPEG4_8u_C1R(const Vek8u* pSrc, Vek32s srcStep, Vek8u* pDst,
+                                              Vek32s dstStep, const VekRect* pDstRect,
+                                              const VekiWarpSpec_MPEG4* pSpec);
+VEKVC_API VekStatus vekiWarpChroma_MPEG4_8u_P2R(const Vek8u* pSrcCb, Vek32s srcStepCb,
+                                                const Vek8u* pSrcCr, Vek32s srcStepCr,
+                                                Vek8u* pDstCb, Vek32s dstStepCb, Vek8u* pDstCr,
+                                                Vek32s dstStepCr, const VekRect* pDstRect,
+                                                const VekiWarpSpec_MPEG4* pSpec);
+/* Global motion vector of the 16x16 macroblock at (xOffset, yOffset), clipped to the fcode
+ * range. vekStsNullPtrErr, then vekStsContextMismatchErr. */
+VEKVC_API VekStatus vekiCalcGlobalMV_MPEG4(Vek32s xOffset, Vek32s yOffset, VekMotionVector* pGMV,
+                                           const VekiWarpSpec_MPEG4* pSpec);
+/* Scales every sample by (1 + brightnessChange / 100), clipped to 0..255. vekStsNullPtrErr,
+ * then vekStsOutOfRangeErr outside -112..1648; 0 changes nothing. */
+VEKVC_API VekStatus vekiChangeSpriteBrightness_MPEG4_8u_C1IR(Vek8u* pSrcDst, Vek32s srcDstStep,
+                                                             Vek32s width, Vek32s height,
+                                                             Vek32s brightnessChange);
 
 /* ---- H.263 filters, PB prediction and resampling ----------------------- */
+/* Edge filters, in place. pSrcDst is the first sample after the edge (the row below a
+ * horizontal edge, the column right of a vertical one). The 8x8 forms filter 8 positions with the
+ * strength of QP (vekStsNullPtrErr, then vekStsQpRangeErr outside 1..31); the 16x16 forms filter
+ * 16 positions without a strength; the block boundary forms smooth the two nearest samples. */
+VEKVC_API VekStatus vekiFilterDeblocking8x8HorEdge_H263_8u_C1IR(Vek8u* pSrcDst, Vek32s srcDstStep,
+                                                                Vek32s QP);
+VEKVC_API VekStatus vekiFilterDeblocking8x8VerEdge_H263_8u_C1IR(Vek8u* pSrcDst, Vek32s srcDstStep,
+                                                                Vek32s QP);
+VEKVC_API VekStatus vekiFilterDeblocking16x16HorEdge_H263_8u_C1IR(Vek8u* pSrcDst, Vek32s srcDstStep);
+VEKVC_API VekStatus vekiFilterDeblocking16x16VerEdge_H263_8u_C1IR(Vek8u* pSrcDst, Vek32s srcDstStep);
+VEKVC_API VekStatus vekiFilterBlockBoundaryHorEdge_H263_8u_C1IR(Vek8u* pSrcDst, Vek32s srcDstStep);
+VEKVC_API VekStatus vekiFilterBlockBoundaryVerEdge_H263_8u_C1IR(Vek8u* pSrcDst, Vek32s srcDstStep);
+/* PB frames: averages the backward prediction from pSrc (mcType 0..3, bit 0 half a sample right,
+ * bit 1 half down; not checked) into the forward prediction at pSrcDst, truncating.
+ * vekStsNullPtrErr, then vekStsSizeErr for a side below 1. */
+VEKVC_API VekStatus vekiAddBackPredPB_H263_8u_C1R(const Vek8u* pSrc, Vek32s srcStep, VekRoi roi,
+                                                  Vek8u* pSrcDst, Vek32s srcDstStep, Vek32s mcType);
+/* Reference picture resampling of three planes (chroma half the luma sizes) by eight warp
+ * parameters in half samples; wda non-zero selects 1/16 accuracy. fillMode 0 takes three colours
+ * from pFillColor, 1 and 2 fixed colours, others repeat the edges. Checks: seven pointers
+ * (vekStsNullPtrErr), sizes below 4 or odd (vekStsSizeErr), fillMode 0 with no colours. */
+VEKVC_API VekStatus vekiResample_H263_8u_P3R(const Vek8u* pSrcY, Vek32s srcYStep, VekRoi srcRoi,
+                                             const Vek8u* pSrcCb, Vek32s srcCbStep,
+                                             const Vek8u* pSrcCr, Vek32s srcCrStep, Vek8u* pDstY,
+                                             Vek32s dstYStep, VekRoi dstRoi, Vek8u* pDstCb,
+                                             Vek32s dstCbStep, Vek8u* pDstCr, Vek32s dstCrStep,
+                                             const Vek16s* pWarpParams, Vek32s wda, Vek32s rounding,
+                                             Vek32s fillMode, const Vek32s* pFillColor);
+/* Doubles width and height with 9-3-3-1 weights; outside the source, fillColor (0 or more) or
+ * the repeated edge (negative). vekStsNullPtrErr, then vekStsSizeErr below 4 or odd. */
+VEKVC_API VekStatus vekiUpsampleFour_H263_8u_C1R(const Vek8u* pSrc, Vek32s srcStep, VekRoi srcRoi,
+                                                 Vek8u* pDst, Vek32s dstStep, Vek32s rounding,
+                                                 Vek32s fillColor);
+/* Halves width and height by 2x2 means; an odd height reads one row below the region.
+ * vekStsNullPtrErr, then vekStsSizeErr below 1. */
+VEKVC_API VekStatus vekiDownsampleFour_H263_8u_C1R(const Vek8u* pSrc, Vek32s srcStep, VekRoi srcRoi,
+                                                   Vek8u* pDst, Vek32s dstStep, Vek32s rounding);
+/* 16-bit blocks, steps in bytes: 8x8 up to 16x16 and 16x16 down to 8x8. vekStsNullPtrErr. */
+VEKVC_API VekStatus vekiUpsampleFour8x8_H263_16s_C1R(const Vek16s* pSrc, Vek32s srcStep, Vek16s* pDst,
+                                                     Vek32s dstStep);
+VEKVC_API VekStatus vekiDownsampleFour16x16_H263_16s_C1R(const Vek16s* pSrc, Vek32s srcStep,
+                                                         Vek16s* pDst, Vek32s dstStep);
+/* Scalable layers: interpolation 3 doubles both directions (as upsampling with rounding 1 and
+ * repeated edges), 2 only vertically, any other value only horizontally. vekStsNullPtrErr, then
+ * vekStsSizeErr below 4 or odd. */
+VEKVC_API VekStatus vekiSpatialInterpolation_H263_8u_C1R(const Vek8u* pSrc, Vek32s srcStep,
+                                                         VekRoi srcRoi, Vek8u* pDst, Vek32s dstStep,
+                                                         Vek32s interpolation);
 
 /* ---- VC-1 -------------------------------------------------------------- */
 
