@@ -1,0 +1,138 @@
+// Loop filter driver: boundary strengths and thresholds per macroblock edge,
+// the filtering itself in the library.
+#include <algorithm>
+#include <cstdlib>
+
+#include "decoder.h"
+
+namespace h264dec {
+
+namespace {
+
+constexpr Vek8u kAlpha[52] = {0,  0,  0,  0,  0,  0,  0,  0,  0,  0,  0,   0,   0,   0,   0,   0,   4,   4,
+                              5,  6,  7,  8,  9,  10, 12, 13, 15, 17, 20,  22,  25,  28,  32,  36,  40,  45,
+                              50, 56, 63, 71, 80, 90, 101, 113, 127, 144, 162, 182, 203, 226, 255, 255};
+constexpr Vek8u kBeta[52] = {0, 0, 0, 0, 0, 0, 0, 0, 0,  0,  0,  0,  0,  0,  0,  0,  2,  2,
+                             2, 3, 3, 3, 3, 4, 4, 4, 6,  6,  7,  7,  8,  8,  9,  9,  10, 10,
+                             11, 11, 12, 12, 13, 13, 14, 14, 15, 15, 16, 16, 17, 17, 18, 18};
+// tc0 by indexA for bS 1, 2, 3.
+constexpr Vek8u kTc0[52][3] = {
+    {0, 0, 0},   {0, 0, 0},   {0, 0, 0},   {0, 0, 0},  {0, 0, 0},  {0, 0, 0},  {0, 0, 0},  {0, 0, 0},
+    {0, 0, 0},   {0, 0, 0},   {0, 0, 0},   {0, 0, 0},  {0, 0, 0},  {0, 0, 0},  {0, 0, 0},  {0, 0, 0},
+    {0, 0, 0},   {0, 0, 1},   {0, 0, 1},   {0, 0, 1},  {0, 0, 1},  {0, 1, 1},  {0, 1, 1},  {1, 1, 1},
+    {1, 1, 1},   {1, 1, 1},   {1, 1, 1},   {1, 1, 2},  {1, 1, 2},  {1, 1, 2},  {1, 1, 2},  {1, 2, 3},
+    {1, 2, 3},   {2, 2, 3},   {2, 2, 4},   {2, 3, 4},  {2, 3, 4},  {3, 3, 5},  {3, 4, 6},  {3, 4, 6},
+    {4, 5, 7},   {4, 5, 8},   {4, 6, 9},   {5, 7, 10}, {6, 8, 11}, {6, 8, 13}, {7, 10, 14}, {8, 11, 16},
+    {9, 12, 18}, {10, 13, 20}, {11, 15, 23}, {13, 17, 25}};
+
+constexpr int kRasterTo8x8[16] = {0, 0, 1, 1, 0, 0, 1, 1, 2, 2, 3, 3, 2, 2, 3, 3};
+
+bool mv_far(const MbInfo& p, int pb, int lp, const MbInfo& q, int qb, int lq) {
+    return std::abs(p.mv[lp][pb][0] - q.mv[lq][qb][0]) >= 4 || std::abs(p.mv[lp][pb][1] - q.mv[lq][qb][1]) >= 4;
+}
+
+// Strength of the edge between block pb of p and block qb of q (raster 4x4
+// indices), both inter, neither with coefficients.
+int motion_strength(const MbInfo& p, int pb, const MbInfo& q, int qb) {
+    const int p0 = p.ref_pic[0][kRasterTo8x8[pb]], p1 = p.ref_pic[1][kRasterTo8x8[pb]];
+    const int q0 = q.ref_pic[0][kRasterTo8x8[qb]], q1 = q.ref_pic[1][kRasterTo8x8[qb]];
+    const int np = (p0 >= 0) + (p1 >= 0), nq = (q0 >= 0) + (q1 >= 0);
+    if (np != nq) return 1;
+    if (np == 1) {
+        const int pp = p0 >= 0 ? p0 : p1, qq = q0 >= 0 ? q0 : q1;
+        if (pp != qq) return 1;
+        return mv_far(p, pb, p0 >= 0 ? 0 : 1, q, qb, q0 >= 0 ? 0 : 1) ? 1 : 0;
+    }
+    // Two vectors each: the same two pictures in either order.
+    if (!((p0 == q0 && p1 == q1) || (p0 == q1 && p1 == q0))) return 1;
+    if (p0 != p1) {
+        if (p0 == q0) return (mv_far(p, pb, 0, q, qb, 0) || mv_far(p, pb, 1, q, qb, 1)) ? 1 : 0;
+        return (mv_far(p, pb, 0, q, qb, 1) || mv_far(p, pb, 1, q, qb, 0)) ? 1 : 0;
+    }
+    // Both vectors of each block name one picture: either pairing may match.
+    const bool straight = mv_far(p, pb, 0, q, qb, 0) || mv_far(p, pb, 1, q, qb, 1);
+    const bool crossed = mv_far(p, pb, 0, q, qb, 1) || mv_far(p, pb, 1, q, qb, 0);
+    return (straight && crossed) ? 1 : 0;
+}
+
+int strength(const MbInfo& p, int pb, const MbInfo& q, int qb, bool mb_edge) {
+    if (p.intra || q.intra) return mb_edge ? 4 : 3;
+    if (p.nz[pb] || q.nz[qb]) return 2;
+    return motion_strength(p, pb, q, qb);
+}
+
+}  // namespace
+
+void Decoder::deblock_picture() {
+    Picture& pic = *cur_;
+    const int mbw = sps_active_->width_mbs, mbh = sps_active_->height_mbs;
+    for (int mby = 0; mby < mbh; ++mby) {
+        for (int mbx = 0; mbx < mbw; ++mbx) {
+            const MbInfo& q = pic.mbs[static_cast<std::size_t>(mby) * mbw + mbx];
+            if (!q.decoded || q.slice < 0 || q.slice >= static_cast<int>(slices_.size())) continue;
+            const SliceHeader& sh = slices_[q.slice];
+            if (sh.disable_deblocking == 1) continue;
+            Vek8u* y = pic.y + mby * 16 * pic.stride + mbx * 16;
+            Vek8u* u = pic.u + mby * 8 * pic.cstride + mbx * 8;
+            Vek8u* v = pic.v + mby * 8 * pic.cstride + mbx * 8;
+            for (int dir = 0; dir < 2; ++dir) {  // vertical edges, then horizontal
+                const MbInfo* p = nullptr;
+                if (dir == 0 && mbx > 0) p = &pic.mbs[static_cast<std::size_t>(mby) * mbw + mbx - 1];
+                if (dir == 1 && mby > 0) p = &pic.mbs[static_cast<std::size_t>(mby - 1) * mbw + mbx];
+                if (p && (!p->decoded || (sh.disable_deblocking == 2 && p->slice != q.slice))) p = nullptr;
+                Vek8u bs[16];
+                bool any = false;
+                for (int e = 0; e < 4; ++e)
+                    for (int i = 0; i < 4; ++i) {
+                        const int qb = dir == 0 ? i * 4 + e : e * 4 + i;
+                        int s = 0;
+                        if (e > 0) {
+                            s = strength(q, dir == 0 ? qb - 1 : qb - 4, q, qb, false);
+                        } else if (p) {
+                            s = strength(*p, dir == 0 ? qb + 3 : qb + 12, q, qb, true);
+                        }
+                        bs[4 * e + i] = static_cast<Vek8u>(s);
+                        any |= s != 0;
+                    }
+                if (!any) continue;
+                // Luma thresholds: the outer edge averages the two QPs.
+                Vek8u alpha[2], beta[2], tc0[16];
+                int index_a[2];
+                for (int k = 0; k < 2; ++k) {
+                    const int qp = (k == 0 && p) ? (p->qp + q.qp + 1) >> 1 : q.qp;
+                    index_a[k] = std::clamp(qp + sh.alpha_offset, 0, 51);
+                    alpha[k] = kAlpha[index_a[k]];
+                    beta[k] = kBeta[std::clamp(qp + sh.beta_offset, 0, 51)];
+                }
+                for (int n = 0; n < 16; ++n)
+                    tc0[n] = (bs[n] > 0 && bs[n] < 4) ? kTc0[index_a[n < 4 ? 0 : 1]][bs[n] - 1] : 0;
+                if (dir == 0)
+                    vekiFilterDeblockingLuma_VerEdge_H264_8u_C1IR(y, pic.stride, alpha, beta, tc0, bs);
+                else
+                    vekiFilterDeblockingLuma_HorEdge_H264_8u_C1IR(y, pic.stride, alpha, beta, tc0, bs);
+                // Chroma edges 0 and 4 lie on luma edges 0 and 8 and share their strengths.
+                Vek8u calpha[2], cbeta[2], ctc0[8];
+                int cindex_a[2];
+                for (int k = 0; k < 2; ++k) {
+                    const int qp = (k == 0 && p) ? (p->qpc + q.qpc + 1) >> 1 : q.qpc;
+                    cindex_a[k] = std::clamp(qp + sh.alpha_offset, 0, 51);
+                    calpha[k] = kAlpha[cindex_a[k]];
+                    cbeta[k] = kBeta[std::clamp(qp + sh.beta_offset, 0, 51)];
+                }
+                for (int e = 0; e < 2; ++e)
+                    for (int i = 0; i < 4; ++i) {
+                        const int s = bs[8 * e + i];
+                        ctc0[4 * e + i] = (s > 0 && s < 4) ? kTc0[cindex_a[e]][s - 1] : 0;
+                    }
+                for (Vek8u* plane : {u, v}) {
+                    if (dir == 0)
+                        vekiFilterDeblockingChroma_VerEdge_H264_8u_C1IR(plane, pic.cstride, calpha, cbeta, ctc0, bs);
+                    else
+                        vekiFilterDeblockingChroma_HorEdge_H264_8u_C1IR(plane, pic.cstride, calpha, cbeta, ctc0, bs);
+                }
+            }
+        }
+    }
+}
+
+}  // namespace h264dec

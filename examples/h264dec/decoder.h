@@ -1,0 +1,210 @@
+// An H.264 decoder for progressive CAVLC streams (Baseline and Main, 8-bit
+// 4:2:0) written on the vekvc public interface.
+//
+// The library does every block-level step: Exp-Golomb and coefficient codes,
+// intra prediction and residual reconstruction, interpolation across picture
+// edges, weighting and the loop filter. This program does what a codec writer
+// keeps for themselves: NAL units and headers, neighbour availability, motion
+// vector prediction and direct modes, boundary strengths and filter
+// thresholds, reference lists, marking and the picture buffer.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "bitreader.h"
+#include "vekvc.h"
+
+namespace h264dec {
+
+struct Sps {
+    bool valid = false;
+    int profile_idc = 0, level_idc = 0;
+    int chroma_format_idc = 1;
+    int log2_max_frame_num = 4;
+    int poc_type = 0;
+    int log2_max_poc_lsb = 4;
+    bool delta_pic_order_always_zero = false;
+    int offset_for_non_ref_pic = 0, offset_for_top_to_bottom_field = 0;
+    std::vector<int> offset_for_ref_frame;
+    int max_num_ref_frames = 0;
+    bool gaps_allowed = false;
+    int width_mbs = 0, height_mbs = 0;
+    bool direct_8x8_inference = false;
+    int crop_left = 0, crop_right = 0, crop_top = 0, crop_bottom = 0;  // in luma samples
+    int max_dec_frame_buffering = -1;                                 // -1: not signalled
+};
+
+struct Pps {
+    bool valid = false;
+    int sps_id = 0;
+    bool bottom_field_pic_order_in_frame_present = false;
+    int num_ref_idx_default[2] = {1, 1};
+    bool weighted_pred = false;
+    int weighted_bipred_idc = 0;
+    int pic_init_qp = 26;
+    int chroma_qp_index_offset = 0;
+    bool deblocking_filter_control_present = false;
+    bool constrained_intra_pred = false;
+    bool redundant_pic_cnt_present = false;
+};
+
+// What the rest of the picture (neighbours, loop filter, later pictures'
+// direct prediction) needs to know of a decoded macroblock. Blocks are in
+// raster order inside the macroblock: index 4 * y + x in 4x4 units.
+struct MbInfo {
+    bool decoded = false;
+    bool intra = false;
+    bool pcm = false;
+    bool intra4x4 = false;
+    int slice = -1;
+    int qp = 0;           // QP of the loop filter (0 for PCM)
+    int qpc = 0;          // chroma QP of the loop filter
+    std::uint8_t nz[16];  // coefficient count per luma block
+    std::uint8_t nzc[2][4];
+    std::int8_t ipred[16];
+    std::int16_t mv[2][16][2];
+    std::int8_t ref[2][4];       // per 8x8 block, -1: list unused
+    std::int32_t ref_pic[2][4];  // serial of the picture referenced, -1: none
+};
+
+struct Picture {
+    int serial = 0;
+    int width = 0, height = 0;  // coded size, luma samples
+    int stride = 0, cstride = 0;
+    std::vector<std::uint8_t> memory;
+    std::uint8_t* y = nullptr;
+    std::uint8_t* u = nullptr;
+    std::uint8_t* v = nullptr;
+    int poc = 0;
+    int frame_num = 0;
+    int frame_num_wrap = 0;
+    int long_term_idx = 0;
+    bool ref_short = false, ref_long = false;
+    bool output_needed = false;
+    bool idr = false;
+    bool mmco5 = false;
+    std::vector<MbInfo> mbs;
+    bool is_ref() const { return ref_short || ref_long; }
+};
+
+struct Weight {
+    int w = 1, o = 0;
+    bool on = false;
+};
+
+struct SliceHeader {
+    int nal_ref_idc = 0;
+    bool idr = false;
+    int first_mb = 0;
+    int slice_type = 0;  // 0 P, 1 B, 2 I
+    int pps_id = 0;
+    int frame_num = 0;
+    int idr_pic_id = 0;
+    int poc_lsb = 0;
+    int delta_poc_bottom = 0;
+    int delta_poc[2] = {0, 0};
+    bool direct_spatial = false;
+    int num_ref_idx[2] = {0, 0};
+    int qp = 26;
+    int disable_deblocking = 0;
+    int alpha_offset = 0, beta_offset = 0;
+    // Weighted prediction (explicit tables).
+    int luma_log2_denom = 0, chroma_log2_denom = 0;
+    Weight luma_weight[2][32];
+    Weight chroma_weight[2][32][2];
+    // Reference marking.
+    bool long_term_reference = false;
+    bool adaptive_marking = false;
+    struct Mmco {
+        int op, a, b;
+    };
+    std::vector<Mmco> mmcos;
+    // Reference list modification.
+    struct Mod {
+        int idc, value;
+    };
+    std::vector<Mod> mods[2];
+};
+
+class Decoder {
+public:
+    Decoder();
+    ~Decoder();
+    Decoder(const Decoder&) = delete;
+    Decoder& operator=(const Decoder&) = delete;
+
+    // Called with every picture in output order.
+    std::function<void(const Picture&, const Sps&)> on_output;
+
+    // Decodes one NAL unit (start code removed). False on an error that makes
+    // the stream undecodable; error() says why.
+    bool decode_nal(const std::uint8_t* data, std::size_t size);
+    // Finishes the last picture and outputs everything that waits.
+    bool flush();
+    const std::string& error() const { return error_; }
+
+private:
+    friend struct SliceDecoder;
+    bool fail(const std::string& why);
+    bool parse_sps(BitReader& br);
+    bool parse_pps(BitReader& br);
+    bool decode_slice(BitReader& br, int nal_type, int nal_ref_idc);
+    bool parse_slice_header(BitReader& br, SliceHeader& sh, int nal_type, int nal_ref_idc);
+    bool start_picture(const SliceHeader& sh);
+    bool finish_picture();
+    void compute_poc(const SliceHeader& sh);
+    bool build_ref_lists(const SliceHeader& sh);
+    bool mark_references();
+    void store_and_bump();
+    void bump_one();
+    void output_all();
+    int dpb_capacity() const;
+    void deblock_picture();
+
+    std::string error_;
+    Sps sps_[32];
+    Pps pps_[256];
+    const Sps* sps_active_ = nullptr;
+    const Pps* pps_active_ = nullptr;
+
+    std::vector<std::unique_ptr<Picture>> dpb_;  // reference and waiting-for-output pictures
+    std::vector<std::unique_ptr<Picture>> free_;
+    std::unique_ptr<Picture> cur_;
+    SliceHeader first_sh_;  // first slice of the current picture
+    SliceHeader sh_;        // current slice
+    std::vector<SliceHeader> slices_;  // per slice number: what the loop filter needs
+    int slice_num_ = 0;
+    int next_serial_ = 1;
+
+    // POC state.
+    int prev_poc_msb_ = 0, prev_poc_lsb_ = 0;
+    int prev_frame_num_offset_ = 0, prev_frame_num_ = 0;
+    int prev_ref_frame_num_ = 0;
+    bool prev_ref_had_mmco5_ = false;
+    int max_long_term_idx_ = -1;  // -1: no long-term frame index allowed
+    int cur_top_minus_poc_ = 0;
+
+    std::vector<Picture*> ref_list_[2];
+    // Implicit bi-prediction weights per (refIdxL0, refIdxL1), 32 x 32.
+    std::vector<std::int8_t> implicit_w_;
+
+    // CAVLC tables built from the standard's code lists.
+    Vek32s* coeff_token_[3] = {};
+    Vek32s* coeff_token_chroma_dc_ = nullptr;
+    Vek32s* total_zeros_[16] = {};
+    Vek32s* total_zeros_chroma_dc_[4] = {};
+    Vek32s* run_before_[16] = {};
+};
+
+// Feeds an Annex B byte stream (NAL units after 00 00 01 start codes) to the
+// decoder and flushes it. False at the first error.
+bool decode_annexb(Decoder& decoder, const std::uint8_t* stream, std::size_t size);
+
+// The cropped frame as planar bytes: Y, then Cb, then Cr.
+void crop_frame(const Picture& pic, const Sps& sps, std::vector<std::uint8_t>& out, int& width, int& height);
+
+}  // namespace h264dec

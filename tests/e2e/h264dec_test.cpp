@@ -1,0 +1,136 @@
+// Whole streams through the example decoder: every frame's MD5 against the
+// reference decoder's, and damaged streams that must fail cleanly.
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <iterator>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "../../examples/h264dec/decoder.h"
+#include "../../examples/h264dec/md5.h"
+
+namespace {
+
+std::string data_dir() {
+    std::string here = __FILE__;
+    return here.substr(0, here.rfind('/')) + "/../data/h264/";
+}
+
+std::vector<std::uint8_t> read_file(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+struct Stream {
+    std::string file, features;
+    int frames = 0;
+};
+
+std::vector<Stream> manifest() {
+    std::vector<Stream> out;
+    std::ifstream in(data_dir() + "manifest.tsv");
+    std::string line;
+    std::getline(in, line);  // header
+    while (std::getline(in, line)) {
+        std::istringstream f(line);
+        Stream s;
+        std::string width, height, pix_fmt, md5;
+        f >> s.file >> width >> height >> pix_fmt >> s.frames >> md5 >> s.features;
+        if (!s.file.empty()) out.push_back(s);
+    }
+    return out;
+}
+
+// The hashes of a framemd5 file, in order.
+std::vector<std::string> reference_hashes(const std::string& path) {
+    std::vector<std::string> out;
+    std::ifstream in(path);
+    std::string line;
+    while (std::getline(in, line))
+        if (!line.empty() && line[0] != '#') out.push_back(line.substr(line.rfind(' ') + 1));
+    return out;
+}
+
+struct Result {
+    bool ok = false;
+    std::string error;
+    std::vector<std::string> hashes;
+};
+
+Result decode(const std::vector<std::uint8_t>& bytes) {
+    Result r;
+    h264dec::Decoder decoder;
+    std::vector<std::uint8_t> frame;
+    decoder.on_output = [&](const h264dec::Picture& pic, const h264dec::Sps& sps) {
+        int w = 0, h = 0;
+        h264dec::crop_frame(pic, sps, frame, w, h);
+        h264dec::Md5 md5;
+        md5.update(frame.data(), frame.size());
+        r.hashes.push_back(md5.hex());
+    };
+    r.ok = h264dec::decode_annexb(decoder, bytes.data(), bytes.size());
+    r.error = decoder.error();
+    return r;
+}
+
+// Streams within the decoder's scope: progressive CAVLC, 8-bit 4:2:0, no
+// High-profile tools.
+bool in_scope(const Stream& s) { return s.features.rfind("high", 0) != 0; }
+
+class Conformance : public ::testing::TestWithParam<Stream> {};
+
+TEST_P(Conformance, EveryFrameMatchesTheReference) {
+    const Stream& s = GetParam();
+    const Result r = decode(read_file(data_dir() + s.file));
+    if (!in_scope(s)) {
+        EXPECT_FALSE(r.ok);
+        EXPECT_NE(r.error.find("unsupported feature"), std::string::npos) << r.error;
+        return;
+    }
+    ASSERT_TRUE(r.ok) << r.error;
+    const std::string base = s.file.substr(0, s.file.rfind('.'));
+    const std::vector<std::string> expected = reference_hashes(data_dir() + base + ".framemd5");
+    ASSERT_EQ(expected.size(), static_cast<std::size_t>(s.frames));
+    ASSERT_EQ(r.hashes.size(), expected.size());
+    for (std::size_t i = 0; i < expected.size(); ++i) EXPECT_EQ(r.hashes[i], expected[i]) << "frame " << i;
+}
+
+INSTANTIATE_TEST_SUITE_P(H264, Conformance, ::testing::ValuesIn(manifest()),
+                         [](const ::testing::TestParamInfo<Stream>& info) {
+                             return info.param.file.substr(0, info.param.file.find('_'));
+                         });
+
+// Cut and damaged copies of the in-scope streams: the decoder may stop with an
+// error or give fewer frames, but must neither crash nor read or write out of
+// bounds (the sanitizer build checks that) nor hang.
+TEST(Damaged, CutAndFlippedStreamsFailCleanly) {
+    std::uint32_t rng = 12345;
+    auto next = [&rng] {
+        rng = rng * 1664525u + 1013904223u;
+        return rng >> 8;
+    };
+    int cases = 0;
+    for (const Stream& s : manifest()) {
+        if (!in_scope(s)) continue;
+        const std::vector<std::uint8_t> original = read_file(data_dir() + s.file);
+        for (int k = 0; k < 4; ++k, ++cases) {
+            std::vector<std::uint8_t> bytes = original;
+            if (k == 0) {
+                bytes.resize(next() % bytes.size());
+            } else {
+                const int flips = k == 1 ? 1 : k == 2 ? 8 : 64;
+                for (int f = 0; f < flips; ++f) bytes[200 + next() % (bytes.size() - 200)] ^= 1u << (next() % 8);
+            }
+            const Result r = decode(bytes);
+            EXPECT_LE(r.hashes.size(), static_cast<std::size_t>(s.frames) + 16) << s.file << " case " << k;
+            if (!r.ok) {
+                EXPECT_FALSE(r.error.empty());
+            }
+        }
+    }
+    EXPECT_GE(cases, 36);
+}
+
+}  // namespace
