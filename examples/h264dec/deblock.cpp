@@ -2,6 +2,7 @@
 // the filtering itself in the library.
 #include <algorithm>
 #include <cstdlib>
+#include <cstring>
 
 #include "decoder.h"
 
@@ -55,9 +56,25 @@ int motion_strength(const MbInfo& p, int pb, const MbInfo& q, int qb) {
     return (straight && crossed) ? 1 : 0;
 }
 
+// Both blocks predicted alike: same pictures, same vectors (unused lists hold
+// zero vectors and no picture), the common case inside a partition.
+bool same_motion(const MbInfo& p, int pb, const MbInfo& q, int qb) {
+    std::uint64_t pm, qm;
+    std::uint32_t p0, q0, p1, q1;
+    std::memcpy(&p0, p.mv[0][pb], 4);
+    std::memcpy(&p1, p.mv[1][pb], 4);
+    std::memcpy(&q0, q.mv[0][qb], 4);
+    std::memcpy(&q1, q.mv[1][qb], 4);
+    pm = (std::uint64_t{p0} << 32) | p1;
+    qm = (std::uint64_t{q0} << 32) | q1;
+    const int pr = kRasterTo8x8[pb], qr = kRasterTo8x8[qb];
+    return pm == qm && p.ref_pic[0][pr] == q.ref_pic[0][qr] && p.ref_pic[1][pr] == q.ref_pic[1][qr];
+}
+
 int strength(const MbInfo& p, int pb, const MbInfo& q, int qb, bool mb_edge) {
     if (p.intra || q.intra) return mb_edge ? 4 : 3;
     if (p.nz[pb] || q.nz[qb]) return 2;
+    if (same_motion(p, pb, q, qb)) return 0;
     return motion_strength(p, pb, q, qb);
 }
 
@@ -82,8 +99,16 @@ void Decoder::deblock_picture() {
                 if (p && (!p->decoded || (sh.disable_deblocking == 2 && p->slice != q.slice))) p = nullptr;
                 Vek8u bs[16];
                 bool any = false;
+                // Inside an inter macroblock with one motion and no coefficients
+                // every internal edge has strength 0.
+                bool quiet = !q.intra && q.uniform;
+                for (int n = 0; n < 16 && quiet; ++n) quiet = q.nz[n] == 0;
                 for (int e = 0; e < 4; ++e)
                     for (int i = 0; i < 4; ++i) {
+                        if (e > 0 && quiet) {
+                            bs[4 * e + i] = 0;
+                            continue;
+                        }
                         const int qb = dir == 0 ? i * 4 + e : e * 4 + i;
                         int s = 0;
                         if (e > 0) {

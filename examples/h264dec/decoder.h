@@ -60,6 +60,7 @@ struct MbInfo {
     bool intra = false;
     bool pcm = false;
     bool intra4x4 = false;
+    bool uniform = false;  // one vector and reference pair over all 16 blocks
     int slice = -1;
     int qp = 0;           // QP of the loop filter (0 for PCM)
     int qpc = 0;          // chroma QP of the loop filter

@@ -55,20 +55,22 @@ int main(int argc, char** argv) {
     long frames = 0;
     std::vector<std::uint8_t> frame;
     decoder.on_output = [&](const h264dec::Picture& pic, const h264dec::Sps& sps) {
+        ++frames;
+        if (!framemd5 && !out) return;
         int w = 0, h = 0;
         h264dec::crop_frame(pic, sps, frame, w, h);
         if (framemd5) {
-            if (frames == 0)
+            if (frames == 1)
                 std::printf("#format: frame checksums\n#version: 2\n#hash: MD5\n#tb 0: 1/25\n#media_type 0: video\n"
                             "#codec_id 0: rawvideo\n#dimensions 0: %dx%d\n#sar 0: 1/1\n"
                             "#stream#, dts,        pts, duration,     size, hash\n",
                             w, h);
             h264dec::Md5 md5;
             md5.update(frame.data(), frame.size());
-            std::printf("0, %10ld, %10ld, %8d, %8zu, %s\n", frames, frames, 1, frame.size(), md5.hex().c_str());
+            std::printf("0, %10ld, %10ld, %8d, %8zu, %s\n", frames - 1, frames - 1, 1, frame.size(),
+                        md5.hex().c_str());
         }
         if (out) std::fwrite(frame.data(), 1, frame.size(), out);
-        ++frames;
     };
 
     const auto start = std::chrono::steady_clock::now();

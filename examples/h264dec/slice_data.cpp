@@ -103,7 +103,7 @@ bool SliceDecoder::intra_available(const MbInfo* n) const {
 namespace {
 void reset_mb(MbInfo& mb, int slice) {
     mb.decoded = false;
-    mb.intra = mb.pcm = mb.intra4x4 = false;
+    mb.intra = mb.pcm = mb.intra4x4 = mb.uniform = false;
     mb.slice = slice;
     std::memset(mb.nz, 0, sizeof mb.nz);
     std::memset(mb.nzc, 0, sizeof mb.nzc);
@@ -653,7 +653,8 @@ bool SliceDecoder::predict_inter() {
                 if (!same(y4 * 4 + x4, y * 4 + x)) return false;
         return true;
     };
-    if (uniform(0, 0, 4, 4)) {
+    mb_->uniform = uniform(0, 0, 4, 4);
+    if (mb_->uniform) {
         mc_partition(0, 0, 4, 4);
     } else if (uniform(0, 0, 4, 2) && uniform(0, 2, 4, 2)) {
         mc_partition(0, 0, 4, 2);
