@@ -886,6 +886,143 @@ VEKVC_API VekStatus vekiSpatialInterpolation_H263_8u_C1R(const Vek8u* pSrc, Vek3
                                                          Vek32s interpolation);
 
 /* ---- VC-1 -------------------------------------------------------------- */
+/* Parameters of the plain quarter-sample interpolations. pSrc is the sample at
+ * the integer part of the position; the caller guarantees one sample before and
+ * two after it in each direction with a fraction. */
+typedef struct VekVCInterpolate_8u {
+    const Vek8u* pSrc;
+    Vek32s srcStep;      /* bytes */
+    Vek8u* pDst;
+    Vek32s dstStep;      /* bytes */
+    Vek32s dx;           /* quarter-sample fraction, 0 to 3 */
+    Vek32s dy;
+    VekRoi roi;          /* block size */
+    Vek32s roundControl; /* 0 or 1 */
+} VekVCInterpolate_8u;
+
+/* Parameters of the interpolations that first build the block's neighbourhood,
+ * clamped to the picture and mapped through the intensity tables. */
+typedef struct VekVCInterpolateBlockIC_8u {
+    const Vek8u* pSrc;        /* first sample of the reference plane or field */
+    Vek32s srcStep;           /* bytes between frame rows */
+    Vek8u* pDst;
+    Vek32s dstStep;
+    const Vek8u* pLUTTop;     /* 256 entries for top-field rows, or null */
+    const Vek8u* pLUTBottom;  /* 256 entries for bottom-field rows, or null */
+    VekRoi sizeFrame;         /* frame size in samples (pairs for C2R) */
+    VekRoi sizeBlock;
+    VekPoint pointBlockPos;   /* integer position in the plane or field */
+    Vek32s dx;
+    Vek32s dy;
+    Vek32s oppositePadding;   /* 1: padding rows come from the other parity */
+    Vek32s fieldPrediction;   /* 1: field reference, rows advance by 2 x srcStep */
+    Vek32s roundControl;
+    Vek32s isPredBottom;      /* 1: the reference field is the bottom one */
+} VekVCInterpolateBlockIC_8u;
+
+/* Bicubic luma prediction: 8x8, 16x8 (also for 8x16) or 16x16 by
+ * (width >> 4) + (height >> 4). vekStsNullPtrErr for a null record, pSrc or pDst. */
+VEKVC_API VekStatus vekiInterpolateQPBicubic_VC1_8u_C1R(const VekVCInterpolate_8u* pParams);
+/* Bilinear prediction, 16x16, 8x8, 8x4 or 4x4 by width (and height for 8);
+ * fractions are taken modulo 4 and roundControl & 1. Same checks. */
+VEKVC_API VekStatus vekiInterpolateQPBilinear_VC1_8u_C1R(const VekVCInterpolate_8u* pParams);
+/* Bilinear prediction of interleaved pairs, 8x8, 8x4 or 4x4 pairs; each channel on its own. */
+VEKVC_API VekStatus vekiInterpolateQPBilinear_VC1_8u_C2R(const VekVCInterpolate_8u* pParams);
+/* The same three predictions from a neighbourhood that is clamped to the picture
+ * (rows by field and padding mode) and mapped by the table of each row's parity.
+ * vekStsNullPtrErr for a null record, pSrc or pDst. */
+VEKVC_API VekStatus vekiInterpolateICBicubicBlock_VC1_8u_C1R(const VekVCInterpolateBlockIC_8u* pParams);
+VEKVC_API VekStatus vekiInterpolateICBilinearBlock_VC1_8u_C1R(const VekVCInterpolateBlockIC_8u* pParams);
+VEKVC_API VekStatus vekiInterpolateICBilinearBlock_VC1_8u_C2R(const VekVCInterpolateBlockIC_8u* pParams);
+
+/* Inverse transforms of width x height blocks of 16-bit coefficients, saturated
+ * after each pass; srcSizeNZ bounds the top-left part that may be non-zero, and
+ * below 2 in both directions takes the DC-only path. Steps in bytes.
+ * vekStsNullPtrErr for a null pointer. */
+VEKVC_API VekStatus vekiTransform8x8Inv_VC1_16s_C1IR(Vek16s* pSrcDst, Vek32s srcDstStep, VekRoi srcSizeNZ);
+VEKVC_API VekStatus vekiTransform4x8Inv_VC1_16s_C1IR(Vek16s* pSrcDst, Vek32s srcDstStep, VekRoi srcSizeNZ);
+VEKVC_API VekStatus vekiTransform8x4Inv_VC1_16s_C1IR(Vek16s* pSrcDst, Vek32s srcDstStep, VekRoi srcSizeNZ);
+VEKVC_API VekStatus vekiTransform4x4Inv_VC1_16s_C1IR(Vek16s* pSrcDst, Vek32s srcDstStep, VekRoi srcSizeNZ);
+VEKVC_API VekStatus vekiTransform8x8Inv_VC1_16s_C1R(const Vek16s* pSrc, Vek32s srcStep, Vek16s* pDst,
+                                                    Vek32s dstStep, VekRoi srcSizeNZ);
+VEKVC_API VekStatus vekiTransform4x8Inv_VC1_16s_C1R(const Vek16s* pSrc, Vek32s srcStep, Vek16s* pDst,
+                                                    Vek32s dstStep, VekRoi srcSizeNZ);
+VEKVC_API VekStatus vekiTransform8x4Inv_VC1_16s_C1R(const Vek16s* pSrc, Vek32s srcStep, Vek16s* pDst,
+                                                    Vek32s dstStep, VekRoi srcSizeNZ);
+VEKVC_API VekStatus vekiTransform4x4Inv_VC1_16s_C1R(const Vek16s* pSrc, Vek32s srcStep, Vek16s* pDst,
+                                                    Vek32s dstStep, VekRoi srcSizeNZ);
+/* Forward transforms for encoders: fixed-point row then column passes, each
+ * saturated to 16 bits. vekStsNullPtrErr for a null pointer. */
+VEKVC_API VekStatus vekiTransform8x8Fwd_VC1_16s_C1IR(Vek16s* pSrcDst, Vek32s srcDstStep);
+VEKVC_API VekStatus vekiTransform4x8Fwd_VC1_16s_C1IR(Vek16s* pSrcDst, Vek32s srcDstStep);
+VEKVC_API VekStatus vekiTransform8x4Fwd_VC1_16s_C1IR(Vek16s* pSrcDst, Vek32s srcDstStep);
+VEKVC_API VekStatus vekiTransform4x4Fwd_VC1_16s_C1IR(Vek16s* pSrcDst, Vek32s srcDstStep);
+VEKVC_API VekStatus vekiTransform8x8Fwd_VC1_16s_C1R(const Vek16s* pSrc, Vek32s srcStep, Vek16s* pDst,
+                                                    Vek32s dstStep);
+VEKVC_API VekStatus vekiTransform4x8Fwd_VC1_16s_C1R(const Vek16s* pSrc, Vek32s srcStep, Vek16s* pDst,
+                                                    Vek32s dstStep);
+VEKVC_API VekStatus vekiTransform8x4Fwd_VC1_16s_C1R(const Vek16s* pSrc, Vek32s srcStep, Vek16s* pDst,
+                                                    Vek32s dstStep);
+VEKVC_API VekStatus vekiTransform4x4Fwd_VC1_16s_C1R(const Vek16s* pSrc, Vek32s srcStep, Vek16s* pDst,
+                                                    Vek32s dstStep);
+
+/* In-loop deblocking of one edge; pSrcDst is the first sample after the edge.
+ * Luma edges are 16 lines (edgeDisabledFlag bits 0 to 3 each cut out 4 lines),
+ * chroma edges 8 lines (bit 1 cuts the first 4, bit 2 the last 4). Lines are
+ * filtered in groups of four whose third line decides. vekStsNullPtrErr for null. */
+VEKVC_API VekStatus vekiFilterDeblockingLuma_HorEdge_VC1_8u_C1IR(Vek8u* pSrcDst, Vek32s pQuant, Vek32s srcDstStep,
+                                                                 Vek32u edgeDisabledFlag);
+VEKVC_API VekStatus vekiFilterDeblockingLuma_VerEdge_VC1_8u_C1IR(Vek8u* pSrcDst, Vek32s pQuant, Vek32s srcDstStep,
+                                                                 Vek32u edgeDisabledFlag);
+VEKVC_API VekStatus vekiFilterDeblockingChroma_HorEdge_VC1_8u_C1IR(Vek8u* pSrcDst, Vek32s pQuant,
+                                                                   Vek32s srcDstStep, Vek32u edgeDisabledFlag);
+VEKVC_API VekStatus vekiFilterDeblockingChroma_VerEdge_VC1_8u_C1IR(Vek8u* pSrcDst, Vek32s pQuant,
+                                                                   Vek32s srcDstStep, Vek32u edgeDisabledFlag);
+/* Interleaved U/V chroma edges of 8 pairs; bit 1 of a channel's flag leaves that channel alone. */
+VEKVC_API VekStatus vekiFilterDeblockingChroma_HorEdge_VC1_8u_C2IR(Vek8u* pSrcDst, Vek32s pQuant,
+                                                                   Vek32s srcDstStep, Vek32u uEdgeDisabledFlag,
+                                                                   Vek32u vEdgeDisabledFlag);
+VEKVC_API VekStatus vekiFilterDeblockingChroma_VerEdge_VC1_8u_C2IR(Vek8u* pSrcDst, Vek32s pQuant,
+                                                                   Vek32s srcDstStep, Vek32u uEdgeDisabledFlag,
+                                                                   Vek32u vEdgeDisabledFlag);
+
+/* Overlap smoothing of 16-bit blocks into 8-bit samples at rows or columns -2..+1
+ * around pDst. Horizontal edges: two rows above (a, b) and two below (c, d).
+ * Luma: the first 8 columns when edgeDisabledFlag & 3, the second 8 when & 12 (a
+ * set bit means processed). vekStsNullPtrErr for a null pointer. */
+VEKVC_API VekStatus vekiSmoothingLuma_HorEdge_VC1_16s8u_C1R(const Vek16s* pSrcUpper, Vek32s srcUpperStep,
+                                                            const Vek16s* pSrcBottom, Vek32s srcBottomStep,
+                                                            Vek8u* pDst, Vek32s dstStep, Vek32u edgeDisabledFlag);
+/* Vertical edges also write the unclipped 16-bit results back to both sources.
+ * fieldNeighbourFlag 1 to 3 pairs the rows of field neighbours in two passes (both
+ * halves, whatever the flag bits); any other value means frame neighbours. */
+VEKVC_API VekStatus vekiSmoothingLuma_VerEdge_VC1_16s8u_C1R(Vek16s* pSrcLeft, Vek32s srcLeftStep,
+                                                            Vek16s* pSrcRight, Vek32s srcRightStep, Vek8u* pDst,
+                                                            Vek32s dstStep, Vek32u fieldNeighbourFlag,
+                                                            Vek32u edgeDisabledFlag);
+VEKVC_API VekStatus vekiSmoothingChroma_HorEdge_VC1_16s8u_C1R(const Vek16s* pSrcUpper, Vek32s srcUpperStep,
+                                                              const Vek16s* pSrcBottom, Vek32s srcBottomStep,
+                                                              Vek8u* pDst, Vek32s dstStep);
+VEKVC_API VekStatus vekiSmoothingChroma_VerEdge_VC1_16s8u_C1R(Vek16s* pSrcLeft, Vek32s srcLeftStep,
+                                                              Vek16s* pSrcRight, Vek32s srcRightStep, Vek8u* pDst,
+                                                              Vek32s dstStep);
+/* The chroma forms over a U and a V source pair into interleaved output; a
+ * channel is processed when its flag is non-zero. */
+VEKVC_API VekStatus vekiSmoothingChroma_HorEdge_VC1_16s8u_P2C2R(
+    const Vek16s* pSrcUpperU, Vek32s srcUpperStepU, const Vek16s* pSrcBottomU, Vek32s srcBottomStepU,
+    const Vek16s* pSrcUpperV, Vek32s srcUpperStepV, const Vek16s* pSrcBottomV, Vek32s srcBottomStepV, Vek8u* pDst,
+    Vek32s dstStep, Vek32u uEdgeDisabledFlag, Vek32u vEdgeDisabledFlag);
+VEKVC_API VekStatus vekiSmoothingChroma_VerEdge_VC1_16s8u_P2C2R(
+    Vek16s* pSrcLeftU, Vek32s srcLeftStepU, Vek16s* pSrcRightU, Vek32s srcRightStepU, Vek16s* pSrcLeftV,
+    Vek32s srcLeftStepV, Vek16s* pSrcRightV, Vek32s srcRightStepV, Vek8u* pDst, Vek32s dstStep,
+    Vek32u uEdgeDisabledFlag, Vek32u vEdgeDisabledFlag);
+
+/* Range mapping of a plane: ((p - 128) x (rangeMapParam + 9) + 4) >> 3, plus 128,
+ * clipped. vekStsNullPtrErr, then vekStsOutOfRangeErr for rangeMapParam outside
+ * 0..7; an empty roi does nothing. */
+VEKVC_API VekStatus vekiRangeMapping_VC1_8u_C1R(const Vek8u* pSrc, Vek32s srcStep, Vek8u* pDst, Vek32s dstStep,
+                                                VekRoi roi, Vek32s rangeMapParam);
+
 
 /* ---- AVS --------------------------------------------------------------- */
 

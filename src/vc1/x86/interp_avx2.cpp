@@ -1,0 +1,164 @@
+// AVX2 level of the VC-1 interpolation kernels: the 128-bit kernels in VEX
+// form, and 256-bit bicubic and bilinear blocks whose two lanes carry either
+// the two 8-column halves of a 16-wide row or two rows of an 8-wide block.
+#include "vc1/x86/interp_simd.h"
+
+namespace {
+
+using V = __m256i;
+
+// Two rows of 16 packed samples, [row y halves | row y + 1 halves] by qword
+// as packus leaves them, stored in row order.
+inline void store_rows16(Vek8u* dst, Vek32s dstStep, int y, V packed) {
+    const V rows = _mm256_permute4x64_epi64(packed, 0xD8);
+    store16(dst_row(dst, dstStep, y), lane0(rows));
+    store16(dst_row(dst, dstStep, y + 1), lane1(rows));
+}
+// Two rows of 8 samples, one in the low qword of each lane.
+inline void store_rows8(Vek8u* dst, Vek32s dstStep, int y, V packed) {
+    store8(dst_row(dst, dstStep, y), lane0(packed));
+    store8(dst_row(dst, dstStep, y + 1), lane1(packed));
+}
+
+template <int W, int H, int DX, int DY>
+void bicubic_256(const Vek8u* src, Vek32s srcStep, Vek8u* dst, Vek32s dstStep, int rc) {
+    const auto row = [&](int y) { return src_row(src, srcStep, y); };
+    if constexpr (DX == 0 && DY == 0) {
+        copy_128<W, H>(src, srcStep, dst, dstStep, rc);
+    } else if constexpr (DY == 0) {
+        const V round = splat16<V>((1 << (kHorzShift[DX] - 1)) - rc);
+        for (int y = 0; y < H; y += 2) {
+            if constexpr (W == 16) {
+                const V v0 = bicubic_h<DX>(join(unit_wide_a(row(y)), unit_wide_b(row(y))), round);
+                const V v1 = bicubic_h<DX>(join(unit_wide_a(row(y + 1)), unit_wide_b(row(y + 1))), round);
+                store_rows16(dst, dstStep, y, packus16(v0, v1));
+            } else {
+                const V v = bicubic_h<DX>(join(unit_narrow(row(y)), unit_narrow(row(y + 1))), round);
+                store_rows8(dst, dstStep, y, packus16(v, v));
+            }
+        }
+    } else if constexpr (DX == 0) {
+        const V round = splat16<V>(vround_of<0, DY>(rc));
+        // Rows r and r + 1 in the two lanes.
+        const auto pair = [&](int r) {
+            return W == 16 ? join(load16(row(r)), load16(row(r + 1))) : join(load8(row(r)), load8(row(r + 1)));
+        };
+        V r0 = pair(-1), r1 = pair(0);
+        for (int y = 0; y < H; y += 2) {
+            const V r2 = pair(y + 1), r3 = pair(y + 2);
+            const V lo = bicubic_v<DY, false>(r0, r1, r2, r3, round);
+            if constexpr (W == 16) {
+                const V rows = packus16(lo, bicubic_v<DY, true>(r0, r1, r2, r3, round));
+                store16(dst_row(dst, dstStep, y), lane0(rows));
+                store16(dst_row(dst, dstStep, y + 1), lane1(rows));
+            } else {
+                store_rows8(dst, dstStep, y, packus16(lo, lo));
+            }
+            r0 = r2, r1 = r3;
+        }
+    } else {
+        const V vround = splat16<V>(vround_of<DX, DY>(rc)), hround = splat16<V>(64 - rc + 128 * 128);
+        if constexpr (W == 16) {
+            const auto unit = [&](int r) { return join(unit_wide_a(row(r)), unit_wide_b(row(r))); };
+            // Row pairs (y - 1, y) and (y, y + 1) carry over from the pairs
+            // (y + 1, y + 2) and (y + 2, y + 3) two rows earlier.
+            V u2 = unit(1);
+            RowPair256 p01 = row_pair(unit(-1), unit(0)), p12 = row_pair(unit(0), u2);
+            for (int y = 0; y < H; y += 2) {
+                const V u3 = unit(y + 2), u4 = unit(y + 3);
+                const RowPair256 p23 = row_pair(u2, u3), p34 = row_pair(u3, u4);
+                const V v0 = bicubic_2d<DX, DY>(p01, p23, vround, hround);
+                const V v1 = bicubic_2d<DX, DY>(p12, p34, vround, hround);
+                store_rows16(dst, dstStep, y, packus16(v0, v1));
+                p01 = p23, p12 = p34, u2 = u4;
+            }
+        } else {
+            __m128i p0 = unit_narrow(row(-1)), p1 = unit_narrow(row(0)), p2 = unit_narrow(row(1));
+            for (int y = 0; y < H; y += 2) {
+                const __m128i p3 = unit_narrow(row(y + 2)), p4 = unit_narrow(row(y + 3));
+                const V v = bicubic_2d<DX, DY>(join(p0, p1), join(p1, p2), join(p2, p3), join(p3, p4), vround, hround);
+                store_rows8(dst, dstStep, y, packus16(v, v));
+                p0 = p2, p1 = p3, p2 = p4;
+            }
+        }
+    }
+}
+
+// Bilinear blocks of 16 or 8 bytes a row, two rows per register.
+template <int W, int H, int P, int DX, int DY>
+void bilinear_256(const Vek8u* src, Vek32s srcStep, Vek8u* dst, Vek32s dstStep, int rc) {
+    constexpr int bytes = W * P;
+    const auto row = [&](int y) { return src_row(src, srcStep, y); };
+    if constexpr (DX == 0 && DY == 0) {
+        copy_128<bytes, H>(src, srcStep, dst, dstStep, rc);
+    } else {
+        const V round = splat16<V>(8 - rc);
+        const V w0 = splat_pair8<V>((4 - DX) * (4 - DY), DX * (4 - DY));
+        const V w1 = splat_pair8<V>((4 - DX) * DY, DX * DY);
+        const auto rows = [&](int r, int off) {
+            return bytes == 16 ? join(load16(row(r) + off), load16(row(r + 1) + off))
+                               : join(load8(row(r) + off), load8(row(r + 1) + off));
+        };
+        // Rows r and r + 1 as (a, b) pairs, low and high halves of each lane.
+        struct Pairs {
+            V lo, hi;
+        };
+        const auto pairs = [&](int r) -> Pairs {
+            const V a = rows(r, 0);
+            const V b = DX == 0 ? _mm256_setzero_si256() : rows(r, P);
+            return {unpacklo8(a, b), unpackhi8(a, b)};
+        };
+        for (int y = 0; y < H; y += 2) {
+            const Pairs top = pairs(y);
+            V lo = maddubs(top.lo, w0), hi = maddubs(top.hi, w0);
+            if constexpr (DY != 0) {
+                const Pairs next = pairs(y + 1);
+                lo = add16(lo, maddubs(next.lo, w1));
+                hi = add16(hi, maddubs(next.hi, w1));
+            }
+            lo = srli16<4>(add16(lo, round));
+            if constexpr (bytes == 16) {
+                const V out = packus16(lo, srli16<4>(add16(hi, round)));
+                store16(dst_row(dst, dstStep, y), lane0(out));
+                store16(dst_row(dst, dstStep, y + 1), lane1(out));
+            } else {
+                store_rows8(dst, dstStep, y, packus16(lo, lo));
+            }
+        }
+    }
+}
+
+template <int W, int H>
+struct Bicubic256 {
+    template <int DX, int DY>
+    struct At {
+        static constexpr InterpFn* fn = &bicubic_256<W, H, DX, DY>;
+    };
+    static constexpr PhaseTable table = phase_table<At>(std::make_index_sequence<16>{});
+};
+
+template <int W, int H, int P>
+struct Bilinear256 {
+    template <int DX, int DY>
+    struct At {
+        static constexpr InterpFn* fn = &bilinear_256<W, H, P, DX, DY>;
+    };
+    static constexpr PhaseTable table = phase_table<At>(std::make_index_sequence<16>{});
+};
+
+}  // namespace
+
+namespace vek::vc1 {
+
+void init_interp_table_avx2(InterpTable& table) {
+    init_interp_128(table);
+    table.bicubic = {Bicubic256<8, 8>::table, Bicubic256<16, 8>::table, Bicubic256<16, 16>::table};
+    table.bilinear[kBilinear8x4] = Bilinear256<8, 4, 1>::table;
+    table.bilinear[kBilinear8x8] = Bilinear256<8, 8, 1>::table;
+    table.bilinear[kBilinear16x16] = Bilinear256<16, 16, 1>::table;
+    table.bilinear_c2[kPairs4x4] = Bilinear256<4, 4, 2>::table;
+    table.bilinear_c2[kPairs8x4] = Bilinear256<8, 4, 2>::table;
+    table.bilinear_c2[kPairs8x8] = Bilinear256<8, 8, 2>::table;
+}
+
+}  // namespace vek::vc1

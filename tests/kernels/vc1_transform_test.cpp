@@ -1,0 +1,56 @@
+// Differential tests of the VC-1 inverse transform table: every size and every
+// non-zero region a level overrides, against the reference kernels.
+#include <gtest/gtest.h>
+
+#include "harness.h"
+#include "vc1/transform.h"
+#include "vc1_diff.h"
+
+namespace {
+
+using namespace vek::vc1;
+using namespace vek::test;
+
+class Vc1TransformKernels : public ::testing::TestWithParam<Level> {};
+
+TEST_P(Vc1TransformKernels, MatchReference) {
+    const Level level = GetParam();
+    const TransformTable at = make_transform_table(level.flags), below = make_transform_table(level_below(level).flags);
+    const TransformTable ref = make_transform_table(vek::kCpuNone);
+    const int dims[kTransformSizes][2] = {{8, 8}, {4, 8}, {8, 4}, {4, 4}};
+    for (int size = 0; size < kTransformSizes; ++size) {
+        if (!changed_at(at.inverse[size], below.inverse[size])) {
+            EXPECT_EQ(level.flags, vek::kCpuNone) << "size " << size << " is left to the level below";
+            continue;
+        }
+        const int w = dims[size][0], h = dims[size][1];
+        // Separate source and destination, and the in-place form (one plane).
+        const std::vector<vc1::PlaneShape> copying = {{w, h, 0, 0, 2}, {w, h, 0, 0, 2, false}};
+        const std::vector<vc1::PlaneShape> in_place = {{w, h, 0, 0, 2, false}};
+        for (int rows = 1; rows <= h; ++rows)
+            for (int cols = 1; cols <= w; ++cols) {
+                const auto copy_call = [cols, rows](InvTransformFn* fn) {
+                    return [=](const std::vector<void*>& p, const std::vector<Vek32s>& s) {
+                        fn(static_cast<const Vek16s*>(p[0]), s[0], static_cast<Vek16s*>(p[1]), s[1], cols, rows);
+                    };
+                };
+                const auto place_call = [cols, rows](InvTransformFn* fn) {
+                    return [=](const std::vector<void*>& p, const std::vector<Vek32s>& s) {
+                        fn(static_cast<Vek16s*>(p[0]), s[0], static_cast<Vek16s*>(p[0]), s[0], cols, rows);
+                    };
+                };
+                const std::string what = std::to_string(w) + "x" + std::to_string(h) + " nz " + std::to_string(cols) +
+                                         "x" + std::to_string(rows) + "/" + level.name;
+                vc1::expect_same_effect(what, copying, copy_call(at.inverse[size]), copy_call(ref.inverse[size]));
+                if (rows == h && cols == w)
+                    vc1::expect_same_effect(what + " in place", in_place, place_call(at.inverse[size]),
+                                            place_call(ref.inverse[size]));
+            }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(C, Vc1TransformKernels, ::testing::Values(kLevelC), LevelName());
+INSTANTIATE_TEST_SUITE_P(SSE41, Vc1TransformKernels, ::testing::Values(kLevelSse41), LevelName());
+INSTANTIATE_TEST_SUITE_P(AVX2, Vc1TransformKernels, ::testing::Values(kLevelAvx2), LevelName());
+
+}  // namespace

@@ -1,0 +1,208 @@
+// Contract and known-answer tests of the VC-1 interpolations, and the IC forms
+// against a model that builds the padded neighbourhood sample by sample.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <vector>
+
+#include "vekvc.h"
+
+namespace {
+
+constexpr int kStep = 96;  // bytes; planes of 40 rows
+
+int pattern(int x, int y) { return (x * x * 7 + y * 13 + x * y * 5 + 11) & 255; }
+
+std::vector<Vek8u> pattern_plane() {
+    std::vector<Vek8u> plane(kStep * 40);
+    for (int y = 0; y < 40; ++y)
+        for (int x = 0; x < kStep; ++x) plane[y * kStep + x] = static_cast<Vek8u>(pattern(x, y));
+    return plane;
+}
+
+using PlainFn = VekStatus (*)(const VekVCInterpolate_8u*);
+using IcFn = VekStatus (*)(const VekVCInterpolateBlockIC_8u*);
+
+TEST(VC1Interp, NullPointers) {
+    Vek8u buf[64] = {};
+    for (PlainFn fn : {vekiInterpolateQPBicubic_VC1_8u_C1R, vekiInterpolateQPBilinear_VC1_8u_C1R,
+                       vekiInterpolateQPBilinear_VC1_8u_C2R}) {
+        VekVCInterpolate_8u p{buf, 8, nullptr, 8, 0, 0, {4, 4}, 0};
+        EXPECT_EQ(fn(nullptr), vekStsNullPtrErr);
+        EXPECT_EQ(fn(&p), vekStsNullPtrErr);
+        p.pDst = buf;
+        p.pSrc = nullptr;
+        EXPECT_EQ(fn(&p), vekStsNullPtrErr);
+    }
+    for (IcFn fn : {vekiInterpolateICBicubicBlock_VC1_8u_C1R, vekiInterpolateICBilinearBlock_VC1_8u_C1R,
+                    vekiInterpolateICBilinearBlock_VC1_8u_C2R}) {
+        VekVCInterpolateBlockIC_8u p{};
+        p.pSrc = buf;
+        EXPECT_EQ(fn(nullptr), vekStsNullPtrErr);
+        EXPECT_EQ(fn(&p), vekStsNullPtrErr);
+    }
+}
+
+// Sum, first and last sample of the prediction at (3, 3) of the pattern plane
+// (pairs: byte 6), from an independent model of the formulas. Bicubic cases
+// cover each shift class and both rounding senses; the bilinear ones each
+// half-sample kernel and the quarter-sample forms.
+struct KnownCase {
+    PlainFn fn;
+    int width, height, pitch, dx, dy, rc;
+    int sum, first, last;
+};
+
+constexpr PlainFn kBic = vekiInterpolateQPBicubic_VC1_8u_C1R;
+constexpr PlainFn kBil = vekiInterpolateQPBilinear_VC1_8u_C1R;
+constexpr PlainFn kBil2 = vekiInterpolateQPBilinear_VC1_8u_C2R;
+
+constexpr KnownCase kKnown[] = {
+    {kBic, 8, 8, 1, 0, 0, 0, 8144, 158, 61},       {kBic, 8, 8, 1, 1, 0, 0, 8100, 184, 33},
+    {kBic, 8, 8, 1, 2, 0, 1, 8080, 204, 14},       {kBic, 8, 8, 1, 3, 0, 1, 8053, 220, 0},
+    {kBic, 8, 8, 1, 0, 1, 1, 8128, 165, 61},       {kBic, 8, 8, 1, 0, 2, 0, 8064, 172, 76},
+    {kBic, 8, 8, 1, 0, 3, 1, 8036, 179, 96},       {kBic, 8, 8, 1, 1, 1, 0, 8076, 195, 34},
+    {kBic, 8, 8, 1, 2, 2, 1, 8017, 228, 36},       {kBic, 8, 8, 1, 2, 2, 0, 8049, 229, 37},
+    {kBic, 8, 8, 1, 3, 1, 1, 8049, 239, 2},        {kBic, 8, 8, 1, 1, 2, 0, 8051, 204, 53},
+    {kBic, 8, 8, 1, 2, 3, 1, 7999, 236, 62},       {kBic, 16, 8, 1, 1, 0, 0, 16481, 184, 189},
+    {kBic, 16, 8, 1, 0, 3, 1, 16532, 179, 118},    {kBic, 16, 8, 1, 2, 2, 0, 16505, 229, 114},
+    {kBic, 8, 16, 1, 3, 1, 1, 16444, 239, 79},  // 8x16 runs as 16x8
+    {kBic, 16, 16, 1, 1, 1, 0, 32566, 195, 65},    {kBic, 16, 16, 1, 2, 2, 1, 32656, 228, 134},
+    {kBic, 16, 16, 1, 1, 2, 0, 32721, 204, 100},   {kBic, 16, 16, 1, 2, 3, 1, 32845, 236, 172},
+    {kBic, 16, 16, 1, 0, 1, 1, 32655, 165, 47},    {kBic, 16, 16, 1, 3, 0, 1, 32441, 220, 93},
+    {kBil, 4, 4, 1, 2, 0, 1, 2164, 190, 69},       {kBil, 4, 4, 1, 0, 2, 0, 2228, 172, 31},
+    {kBil, 4, 4, 1, 2, 2, 1, 2088, 205, 92},       {kBil, 4, 4, 1, 1, 1, 1, 2202, 181, 50},
+    {kBil, 8, 4, 1, 1, 0, 1, 4168, 174, 109},      {kBil, 8, 4, 1, 0, 3, 0, 3984, 179, 112},
+    {kBil, 8, 8, 1, 3, 2, 0, 8016, 222, 50},       {kBil, 8, 8, 1, 6, 0, 1, 8080, 190, 31},  // dx 6 is 2
+    {kBil, 16, 16, 1, 2, 2, 1, 32768, 205, 136},   {kBil, 16, 16, 1, 1, 1, 1, 32672, 181, 86},
+    {kBil, 16, 16, 1, 4, 7, 0, 32896, 179, 114},  // (4, 7) is (0, 3)
+    {kBil2, 4, 4, 2, 0, 0, 0, 4088, 136, 126},     {kBil2, 4, 4, 2, 2, 2, 1, 4024, 145, 137},
+    {kBil2, 8, 4, 2, 1, 0, 1, 7696, 128, 199},     {kBil2, 8, 4, 2, 0, 2, 0, 8080, 158, 153},
+    {kBil2, 8, 8, 2, 1, 1, 1, 16336, 140, 135},    {kBil2, 8, 8, 2, 3, 2, 0, 16032, 139, 78},
+};
+
+TEST(VC1Interp, KnownAnswers) {
+    const auto plane = pattern_plane();
+    for (const KnownCase& k : kKnown) {
+        const int w = (k.fn == kBic && k.width == 8 && k.height == 16) ? 16 : k.width;
+        const int h = (k.fn == kBic && k.width == 8 && k.height == 16) ? 8 : k.height;
+        std::vector<Vek8u> out(32 * 17, 0xEE);
+        VekVCInterpolate_8u p{plane.data() + 3 * kStep + 3 * k.pitch, kStep, out.data(), 32, k.dx, k.dy,
+                              {k.width, k.height}, k.rc};
+        ASSERT_EQ(k.fn(&p), vekStsOk);
+        int sum = 0;
+        for (int y = 0; y < h; ++y)
+            for (int x = 0; x < w * k.pitch; ++x) sum += out[y * 32 + x];
+        SCOPED_TRACE(testing::Message() << k.width << "x" << k.height << " pitch " << k.pitch << " dx " << k.dx
+                                        << " dy " << k.dy << " rc " << k.rc);
+        EXPECT_EQ(sum, k.sum);
+        EXPECT_EQ(out[0], k.first);
+        EXPECT_EQ(out[(h - 1) * 32 + w * k.pitch - 1], k.last);
+        EXPECT_EQ(out[h * 32], 0xEE) << "row below the block written";
+        EXPECT_EQ(out[w * k.pitch], 0xEE) << "column after the block written";
+    }
+}
+
+// ---- IC forms -----------------------------------------------------------------
+
+constexpr int kFrameW = 40, kFrameH = 24;  // samples (pairs for C2)
+
+// The neighbourhood sample at region row j, column i, byte b, built from the
+// padding rules one sample at a time.
+int model_sample(const VekVCInterpolateBlockIC_8u& p, const Vek8u* frame, int pitch, int i, int j, int b) {
+    const bool field = p.fieldPrediction != 0, bottom = p.isPredBottom != 0;
+    const int h = field ? kFrameH / 2 : kFrameH;
+    const int r = p.pointBlockPos.y - 1 + j;
+    int frame_row;
+    const Vek8u* lut;
+    if (field) {
+        lut = bottom ? p.pLUTBottom : p.pLUTTop;
+        if (p.oppositePadding && r < 0) {
+            frame_row = 0;
+            lut = p.pLUTTop;
+        } else if (p.oppositePadding && r >= h) {
+            frame_row = kFrameH - 1;
+            lut = p.pLUTBottom;
+        } else {
+            frame_row = 2 * std::clamp(r, 0, h - 1) + (bottom ? 1 : 0);
+        }
+    } else {
+        if (r < 0) frame_row = p.oppositePadding ? (r % 2 == 0 ? 0 : 1) : 0;
+        else if (r >= h) frame_row = p.oppositePadding ? ((h - 1 - r) % 2 == 0 ? h - 1 : h - 2) : h - 1;
+        else frame_row = r;
+        lut = (r % 2 == 0) ? p.pLUTTop : p.pLUTBottom;
+    }
+    const int col = std::clamp(p.pointBlockPos.x - 1 + i, 0, kFrameW - 1);
+    const int v = frame[frame_row * kStep + col * pitch + b];
+    return lut ? lut[v] : v;
+}
+
+TEST(VC1Interp, IcFormsMatchPaddedModel) {
+    const auto frame = pattern_plane();
+    std::array<Vek8u, 256> top{}, bottom{};
+    for (int v = 0; v < 256; ++v) {
+        top[v] = static_cast<Vek8u>(255 - v);
+        bottom[v] = static_cast<Vek8u>(v / 2 + 60);
+    }
+    struct Form {
+        IcFn ic;
+        PlainFn plain;
+        int pitch, bw, bh;
+    };
+    const Form forms[] = {{vekiInterpolateICBicubicBlock_VC1_8u_C1R, kBic, 1, 16, 16},
+                          {vekiInterpolateICBicubicBlock_VC1_8u_C1R, kBic, 1, 8, 8},
+                          {vekiInterpolateICBilinearBlock_VC1_8u_C1R, kBil, 1, 8, 4},
+                          {vekiInterpolateICBilinearBlock_VC1_8u_C1R, kBil, 1, 16, 16},
+                          {vekiInterpolateICBilinearBlock_VC1_8u_C2R, kBil2, 2, 8, 8},
+                          {vekiInterpolateICBilinearBlock_VC1_8u_C2R, kBil2, 2, 4, 4}};
+    // Interior, each border and corner, wholly outside above, below, left, right.
+    const VekPoint positions[] = {{5, 4},  {0, 0},   {-3, -2}, {30, 2},  {kFrameW - 4, 20}, {10, -30},
+                                  {8, 25}, {-40, 3}, {60, 6},  {-20, 40}, {1, 1}};
+    const Vek8u* luts[][2] = {{nullptr, nullptr}, {top.data(), bottom.data()}, {nullptr, bottom.data()}};
+    int phase = 0;
+    for (const Form& f : forms)
+        for (const VekPoint pos : positions)
+            for (const auto& lut : luts)
+                for (int field = 0; field < 2; ++field)
+                    for (int opposite = 0; opposite < 2; ++opposite)
+                        for (int bot = 0; bot < 2; ++bot) {
+                            if (!field && bot) continue;
+                            ++phase;
+                            VekVCInterpolateBlockIC_8u p{};
+                            p.pSrc = frame.data() + (field && bot ? kStep : 0);
+                            p.srcStep = kStep;
+                            p.pLUTTop = lut[0];
+                            p.pLUTBottom = lut[1];
+                            p.sizeFrame = {kFrameW, kFrameH};
+                            p.sizeBlock = {f.bw, f.bh};
+                            p.pointBlockPos = pos;
+                            p.dx = phase % 4;
+                            p.dy = (phase / 4) % 4;
+                            p.oppositePadding = opposite;
+                            p.fieldPrediction = field;
+                            p.roundControl = (phase / 16) & 1;
+                            p.isPredBottom = bot;
+                            std::vector<Vek8u> got(16 * 32, 0xEE), want(16 * 32, 0xEE);
+                            p.pDst = got.data();
+                            p.dstStep = 32;
+                            ASSERT_EQ(f.ic(&p), vekStsOk);
+
+                            constexpr int kRs = 64;
+                            std::vector<Vek8u> region(kRs * 19);
+                            for (int j = 0; j < f.bh + 3; ++j)
+                                for (int i = 0; i < f.bw + 3; ++i)
+                                    for (int b = 0; b < f.pitch; ++b)
+                                        region[j * kRs + i * f.pitch + b] =
+                                            static_cast<Vek8u>(model_sample(p, frame.data(), f.pitch, i, j, b));
+                            VekVCInterpolate_8u plain{region.data() + kRs + f.pitch, kRs, want.data(), 32, p.dx, p.dy,
+                                                      p.sizeBlock, p.roundControl};
+                            ASSERT_EQ(f.plain(&plain), vekStsOk);
+                            ASSERT_EQ(got, want) << "block " << f.bw << "x" << f.bh << " pitch " << f.pitch << " at ("
+                                                 << pos.x << ", " << pos.y << ") field " << field << " opposite "
+                                                 << opposite << " bottom " << bot << " luts " << (lut[0] != nullptr)
+                                                 << (lut[1] != nullptr);
+                        }
+}
+
+}  // namespace
