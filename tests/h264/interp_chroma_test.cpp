@@ -75,7 +75,7 @@ TEST(ChromaInterpolation, ChecksInOrder) {
 
 TEST(ChromaInterpolation, KnownAnswersAndWidthClasses) {
     // Samples 0, 255 / 255, 0 at the centre fractions average to 128.
-    const Vek8u square[2 * 16] = {0, 255, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 255, 0};
+    const Vek8u square[3 * 16] = {0, 255, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 255, 0};
     Vek8u out[16 * 4] = {};
     ASSERT_EQ(vekiInterpolateChroma_H264_8u_C1R(square, 16, out, 16, 4, 4, {2, 2}), vekStsOk);
     EXPECT_EQ(out[0], (16 * 510 + 32) >> 6);
