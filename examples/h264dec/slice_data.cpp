@@ -115,13 +115,17 @@ void reset_mb(MbInfo& mb, int slice) {
 }
 }  // namespace
 
-bool SliceDecoder::decode_skip() {
+void SliceDecoder::begin_macroblock() {
     mbx_ = addr_ % mbw_;
     mby_ = addr_ / mbw_;
     mb_ = &pic_.mbs[addr_];
     reset_mb(*mb_, slice_);
     done_ = 0;
     direct_ready_ = false;
+}
+
+bool SliceDecoder::decode_skip() {
+    begin_macroblock();
     if (sh_.slice_type == 0) {
         p_skip_motion();
     } else if (!direct_motion(0, 3)) {
@@ -156,12 +160,7 @@ bool SliceDecoder::decode_pcm() {
 }
 
 bool SliceDecoder::decode_macroblock() {
-    mbx_ = addr_ % mbw_;
-    mby_ = addr_ / mbw_;
-    mb_ = &pic_.mbs[addr_];
-    reset_mb(*mb_, slice_);
-    done_ = 0;
-    direct_ready_ = false;
+    begin_macroblock();
 
     std::uint32_t mb_type = br_.ue();
     int imb = -1;  // intra type, or -1 for inter

@@ -24,6 +24,7 @@ private:
     enum Shape { kShapeOther, kShape16x8, kShape8x16 };
 
     bool fail(const char* why);
+    void begin_macroblock();
     bool decode_skip();
     bool decode_macroblock();
     bool decode_pcm();

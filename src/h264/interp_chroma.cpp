@@ -258,6 +258,31 @@ ChromaBlockGeometry chroma_geometry(const VekPoint& mv, const VekPoint& pos, con
     return g;
 }
 
+// The work record of a Block function's edge path.
+template <class Block>
+VekInterpolationParams chroma_work(const Block* b, const ChromaBlockGeometry& g, int type, const void* src_second,
+                                   void* dst_second) {
+    VekInterpolationParams w{};
+    w.pSrc = b->pSrc[0];
+    w.pSrcSecond = src_second;
+    w.srcStep = b->srcStep;
+    w.pDst = b->pDst[0];
+    w.pDstSecond = dst_second;
+    w.dstStep = b->dstStep;
+    w.hFraction = g.dx;
+    w.vFraction = g.dy;
+    w.width = b->blockSize.width;
+    w.height = b->blockSize.height;
+    w.interpolationType = type;
+    w.xPos = g.xPos;
+    w.yPos = g.yPos;
+    w.dataWidth = g.dataWidth;
+    w.dataHeight = g.dataHeight;
+    w.frameWidth = b->frameSize.width;
+    w.frameHeight = b->frameSize.height;
+    return w;
+}
+
 // Rows per pass of the boundary path's local rectangle.
 constexpr int kRectRows = 32;
 
@@ -376,24 +401,7 @@ VekStatus vekiInterpolateChromaBlock_H264_8u_P2R(const VekInterpolationBlock_8u*
         t.chroma_8u[index](pParams->pSrc[1] + off, step, pParams->pDst[1], pParams->dstStep, g.dx, g.dy, block.height);
         return vekStsOk;
     }
-    VekInterpolationParams w{};
-    w.pSrc = pParams->pSrc[0];
-    w.pSrcSecond = pParams->pSrc[1];
-    w.srcStep = step;
-    w.pDst = pParams->pDst[0];
-    w.pDstSecond = pParams->pDst[1];
-    w.dstStep = pParams->dstStep;
-    w.hFraction = g.dx;
-    w.vFraction = g.dy;
-    w.width = block.width;
-    w.height = block.height;
-    w.interpolationType = index;
-    w.xPos = g.xPos;
-    w.yPos = g.yPos;
-    w.dataWidth = g.dataWidth;
-    w.dataHeight = g.dataHeight;
-    w.frameWidth = pParams->frameSize.width;
-    w.frameHeight = pParams->frameSize.height;
+    VekInterpolationParams w = chroma_work(pParams, g, index, pParams->pSrc[1], pParams->pDst[1]);
     return vekiInterpolateBoundaryChromaBlock_H264_8u(g.mask, &w);
 }
 
@@ -420,24 +428,7 @@ VekStatus vekiInterpolateChromaBlock_H264_16u_P2R(const VekInterpolationBlock_16
                                block.width, block.height);
         return vekStsOk;
     }
-    VekInterpolationParams w{};
-    w.pSrc = pParams->pSrc[0];
-    w.pSrcSecond = pParams->pSrc[1];
-    w.srcStep = step;
-    w.pDst = pParams->pDst[0];
-    w.pDstSecond = pParams->pDst[1];
-    w.dstStep = pParams->dstStep;
-    w.hFraction = g.dx;
-    w.vFraction = g.dy;
-    w.width = block.width;
-    w.height = block.height;
-    w.interpolationType = kind;
-    w.xPos = g.xPos;
-    w.yPos = g.yPos;
-    w.dataWidth = g.dataWidth;
-    w.dataHeight = g.dataHeight;
-    w.frameWidth = pParams->frameSize.width;
-    w.frameHeight = pParams->frameSize.height;
+    VekInterpolationParams w = chroma_work(pParams, g, kind, pParams->pSrc[1], pParams->pDst[1]);
     w.bitDepth = pParams->bitDepth;
     return vekiInterpolateBoundaryChromaBlock_H264_16u(g.mask, &w);
 }
@@ -466,22 +457,6 @@ VekStatus vekiInterpolateChromaBlock_H264_8u_C2P2R(const VekInterpolationBlock_8
                                                            pParams->pDst[1], pParams->dstStep, g.dx, g.dy, block.height);
         return vekStsOk;
     }
-    VekInterpolationParams w{};
-    w.pSrc = pParams->pSrc[0];
-    w.srcStep = step;
-    w.pDst = pParams->pDst[0];
-    w.pDstSecond = pParams->pDst[1];
-    w.dstStep = pParams->dstStep;
-    w.hFraction = g.dx;
-    w.vFraction = g.dy;
-    w.width = block.width;
-    w.height = block.height;
-    w.interpolationType = index;
-    w.xPos = g.xPos;
-    w.yPos = g.yPos;
-    w.dataWidth = g.dataWidth;
-    w.dataHeight = g.dataHeight;
-    w.frameWidth = pParams->frameSize.width;
-    w.frameHeight = pParams->frameSize.height;
+    VekInterpolationParams w = chroma_work(pParams, g, index, nullptr, pParams->pDst[1]);
     return vekiInterpolateBoundaryChromaBlock_NV12_H264_C2P2_8u(g.mask, &w);
 }
