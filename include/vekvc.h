@@ -1025,6 +1025,68 @@ VEKVC_API VekStatus vekiRangeMapping_VC1_8u_C1R(const Vek8u* pSrc, Vek32s srcSte
 
 
 /* ---- AVS --------------------------------------------------------------- */
+/* One 8x8 block of run/level codes from the word cursor (offset 31 = fresh word), levels
+ * placed in raster order into pDstCoeffs, highest frequency first in the stream. *pNumCoeff
+ * is the count of scan positions used, or 63 whenever scanType is not 0. Luma takes the
+ * frame or field scan from bit 0 of scanType, chroma from scanType != 0. No end-of-buffer
+ * check. vekStsNullPtrErr for any null pointer or a null *ppBitStream; nothing else fails. */
+VEKVC_API VekStatus vekiDecodeLumaBlockIntra_AVS_1u16s(Vek32u** ppBitStream, Vek32s* pBitOffset,
+                                                       Vek32s* pNumCoeff, Vek16s* pDstCoeffs,
+                                                       Vek32s scanType);
+VEKVC_API VekStatus vekiDecodeLumaBlockInter_AVS_1u16s(Vek32u** ppBitStream, Vek32s* pBitOffset,
+                                                       Vek32s* pNumCoeff, Vek16s* pDstCoeffs,
+                                                       Vek32s scanType);
+VEKVC_API VekStatus vekiDecodeChromaBlock_AVS_1u16s(Vek32u** ppBitStream, Vek32s* pBitOffset,
+                                                    Vek32s* pNumCoeff, Vek16s* pDstCoeffs,
+                                                    Vek32s scanType);
+/* Macroblock reconstruction from packed coded blocks (64 levels each, *ppSrcCoeff moved past
+ * the blocks used). Intra blocks are predicted first (luma mode & 7, modes 5-7 fill with 128;
+ * chroma mode & 3: DC, horizontal, vertical, plane); a mode lacking neighbours leaves the
+ * picture as it was. Edge bits mark missing neighbours: 1 left, 4 above, 32 above right,
+ * 64 below left. pNumCoeff (by block) picks the inverse route: 1 DC only, 2-10 top left 4x4,
+ * else full. vekStsNullPtrErr, then vekStsOutOfRangeErr for QP above 63 (luma) or 51 (chroma). */
+VEKVC_API VekStatus vekiReconstructLumaIntra_AVS_16s8u_C1R(Vek16s** ppSrcCoeff, Vek8u* pDst,
+                                                           Vek32s dstStep, const Vek32u* pPredModes,
+                                                           const Vek32u* pNumCoeff, Vek32u cbp,
+                                                           Vek32u QP, Vek32u edges);
+VEKVC_API VekStatus vekiReconstructChromaIntra_AVS_16s8u_C1R(Vek16s** ppSrcCoeff, Vek8u* pDstU,
+                                                             Vek8u* pDstV, Vek32s dstStep,
+                                                             Vek32u predMode, const Vek32u* pNumCoeff,
+                                                             Vek32u cbp, Vek32u QP, Vek32u edges);
+VEKVC_API VekStatus vekiReconstructLumaInter_AVS_16s8u_C1R(Vek16s** ppSrcCoeff, Vek8u* pDst,
+                                                           Vek32s dstStep, const Vek32u* pNumCoeff,
+                                                           Vek32u cbp, Vek32u QP);
+/* cbp bits 0-3: U, V, U 8 rows down, V 8 rows down (the lower two for 4:2:2). */
+VEKVC_API VekStatus vekiReconstructChromaInter_AVS_16s8u_C1R(Vek16s** ppSrcCoeff, Vek8u* pDstU,
+                                                             Vek8u* pDstV, Vek32s dstStep,
+                                                             const Vek32u* pNumCoeff, Vek32u cbp,
+                                                             Vek32u QP);
+/* Difference pSrc1 - pSrc2 of two 8x8 blocks into pDst (dstStep in bytes) and its sum of
+ * absolute values into *pSAD. vekStsNullPtrErr. */
+VEKVC_API VekStatus vekiSubSAD8x8_8u16s_C1R(const Vek8u* pSrc1, Vek32s src1Step, const Vek8u* pSrc2,
+                                            Vek32s src2Step, Vek16s* pDst, Vek32s dstStep,
+                                            Vek32s* pSAD);
+/* Forward 8x8 transform and quantisation of 64 residuals (in place allowed); *pNumCoeffs is the
+ * count of non-zero levels. roundMode non-zero rounds up from 10/31 of a step (intra), zero
+ * from 10/62 (inter). vekStsNullPtrErr, then vekStsOutOfRangeErr for QP above 63. */
+VEKVC_API VekStatus vekiTransformQuant8x8Fwd_AVS_16s_C1(const Vek16s* pSrc, Vek16s* pDst,
+                                                        Vek32u* pNumCoeffs, Vek32u QP,
+                                                        Vek32s roundMode);
+/* Intra disassembly: per 8x8 block (luma) or per U/V pair (chroma) the mode of least SAD over
+ * luma modes 0-4 / chroma modes 0-3, ties to the lower mode, is predicted into pDst, its
+ * residual quantised into the packed coefficient blocks and reconstructed as the decoder
+ * will (route by frame-scan count). *ppDstCoeff moves past the coded blocks only when the
+ * pattern is non-zero; *pCbp is always written. Null checks in argument order, then QP above
+ * 63 (luma) or 51 (chroma): vekStsNullPtrErr, vekStsOutOfRangeErr. */
+VEKVC_API VekStatus vekiDisassembleLumaIntra_AVS_16s8u_C1R(const Vek8u* pSrc, Vek32s srcStep,
+                                                           Vek8u* pDst, Vek32s dstStep,
+                                                           Vek16s** ppDstCoeff, Vek32u* pPredModes,
+                                                           Vek32u* pCbp, Vek32u QP, Vek32u edges);
+VEKVC_API VekStatus vekiDisassembleChroma420Intra_AVS_16s8u_C1R(const Vek8u** ppSrc, Vek32s srcStep,
+                                                                Vek8u** ppDst, Vek32s dstStep,
+                                                                Vek16s** ppDstCoeff,
+                                                                Vek32u* pPredMode, Vek32u* pCbp,
+                                                                Vek32u QP, Vek32u edges);
 
 /* ---- DV ---------------------------------------------------------------- */
 /* A segment is 400 bytes: five compressed macroblocks of 80 bytes, the low 4 bits
