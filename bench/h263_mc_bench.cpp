@@ -73,18 +73,18 @@ const bool kKernelCases = [] {
 
 // Whole-block shells at this machine's level (their sample loops are scalar).
 const bool kShellCases = [] {
-    static std::array<Vek8u, 400> specMem{};
-    auto* spec = reinterpret_cast<VekiWarpSpec_MPEG4*>(specMem.data());
+    static std::array<Vek8u, 400> warpMem{};
+    auto* warp = reinterpret_cast<VekiWarpSpec_MPEG4*>(warpMem.data());
     const Vek32s du[4] = {3, 5, -4, 0}, dv[4] = {1, -2, 6, 0};
     const VekRect sprite{0, 0, 64, 64}, vop{0, 0, 48, 48};
     for (const Vek32s n : {1, 2, 3}) {
         const std::string name = "mpeg4_warp/luma16x16_" + std::to_string(n) + "pt/c";
         benchmark::RegisterBenchmark(name.c_str(), [=](benchmark::State& state) {
-            vekiWarpInit_MPEG4(spec, du, dv, n, 2, 3, 0, 0, 1, &sprite, &vop);
+            vekiWarpInit_MPEG4(warp, du, dv, n, 2, 3, 0, 0, 1, &sprite, &vop);
             const VekRect blk{16, 16, 16, 16};
             Planes& p = planes();
             for (auto _ : state) {
-                vekiWarpLuma_MPEG4_8u_C1R(p.a.data(), kStride, p.b.data(), kStride, &blk, spec);
+                vekiWarpLuma_MPEG4_8u_C1R(p.a.data(), kStride, p.b.data(), kStride, &blk, warp);
                 benchmark::ClobberMemory();
             }
         });
