@@ -374,6 +374,204 @@ VEKVC_API VekStatus vekiReconstructChromaIntraHalvesMB_H264_16s8u_P2R(Vek16s** p
 
 /* ---- H.264 forward transform, quantisation and CAVLC encoding ---------- */
 
+/* Forward core of one packed 4x4 block (rows, then columns): s0 + s1, 2 d0 + d1, s0 - s1,
+ * d0 - 2 d1, results cut to the destination's width. */
+VEKVC_API VekStatus vekiTransformResidual4x4Fwd_H264_16s_C1(const Vek16s* pSrc, Vek16s* pDst);
+VEKVC_API VekStatus vekiTransformResidual4x4Fwd_H264_32s_C1(const Vek32s* pSrc, Vek32s* pDst);
+/* Forward core into pDst, then each value quantised in raster order: sign times
+ * (|c| * factor + round) >> shift, shift QP / 6 + 15 with the built-in factors of QP % 6, or
+ * QP / 6 + 11 with pScaleLevels (16 factors, may be null); round is 2^shift / 3 for Intra
+ * non-zero, else / 6. *pNumLevels counts the non-zero levels and is negated when level 0 is
+ * non-zero; *pLastCoeff is the largest pScanMatrix[place] (place -> scan position) among them.
+ * Products are exact (64 bits). Null: vekStsNullPtrErr; QP outside 0-51 (0-87 for 16s32s):
+ * vekStsOutOfRangeErr. */
+VEKVC_API VekStatus vekiTransformQuantFwd4x4_H264_16s_C1(const Vek16s* pSrc, Vek16s* pDst, Vek32s QP,
+                                                         Vek32s* pNumLevels, Vek32s Intra,
+                                                         const Vek16s* pScanMatrix, Vek32s* pLastCoeff,
+                                                         const Vek16s* pScaleLevels);
+VEKVC_API VekStatus vekiTransformQuantFwd4x4_H264_16s32s_C1(const Vek16s* pSrc, Vek32s* pDst, Vek32s QP,
+                                                            Vek32s* pNumLevels, Vek32s Intra,
+                                                            const Vek16s* pScanMatrix, Vek32s* pLastCoeff,
+                                                            const Vek16s* pScaleLevels);
+/* The quantisation alone, on coefficients already transformed; *pNumLevels is never negated.
+ * QP taken as unsigned above 51 (above 87 for the 32s form): vekStsOutOfRangeErr. */
+VEKVC_API VekStatus vekiQuantizeResidual4x4Fwd_H264_16s_C1(const Vek16s* pSrc, Vek16s* pDst,
+                                                           Vek32s* pNumLevels, Vek32s* pLastCoeff,
+                                                           const Vek16s* pScaleLevels,
+                                                           const Vek16s* pScanMatrix, Vek32s QP,
+                                                           Vek32s Intra);
+VEKVC_API VekStatus vekiQuantizeResidual4x4Fwd_H264_16s32s_C1(const Vek16s* pSrc, Vek32s* pDst,
+                                                              Vek32s* pNumLevels, Vek32s* pLastCoeff,
+                                                              const Vek16s* pScaleLevels,
+                                                              const Vek16s* pScanMatrix, Vek32s QP,
+                                                              Vek32s Intra);
+VEKVC_API VekStatus vekiQuantizeResidual4x4Fwd_H264_32s_C1(const Vek32s* pSrc, Vek32s* pDst,
+                                                           Vek32s* pNumLevels, Vek32s* pLastCoeff,
+                                                           const Vek16s* pScaleLevels,
+                                                           const Vek16s* pScanMatrix, Vek32s QP,
+                                                           Vek32s Intra);
+/* Chroma DC: with NeedTransform non-zero the DC values of pSrcDst (2x2, or 2 wide by 4 tall in
+ * raster order) are Hadamard transformed into pTBlock, else pTBlock comes filled; pTBlock is then
+ * quantised into pSrcDst with the first factor, shift QP / 6 + 16 (QP / 6 + 12 with
+ * pScaleLevels) and the rounding of the 4x4 form. The 2x4 block quantises with QP + 3, the
+ * 4:2:2 DC QP. *pNumLevels is negated when level 0 is non-zero. QP outside 0-39 (0-75 for
+ * 32s): vekStsOutOfRangeErr. */
+VEKVC_API VekStatus vekiTransformQuantFwdChromaDC2x2_H264_16s_C1I(Vek16s* pSrcDst, Vek16s* pTBlock, Vek32s QP,
+                                                                  Vek32s* pNumLevels, Vek32s Intra,
+                                                                  Vek32s NeedTransform,
+                                                                  const Vek16s* pScaleLevels);
+VEKVC_API VekStatus vekiTransformQuantFwdChromaDC2x2_H264_32s_C1I(Vek32s* pSrcDst, Vek32s* pTBlock, Vek32s QP,
+                                                                  Vek32s* pNumLevels, Vek32s Intra,
+                                                                  Vek32s NeedTransform,
+                                                                  const Vek16s* pScaleLevels);
+VEKVC_API VekStatus vekiTransformQuantFwdChromaDC2x4_H264_16s_C1I(Vek16s* pSrcDst, Vek16s* pTBlock, Vek32s QP,
+                                                                  Vek32s* pNumLevels, Vek32s Intra,
+                                                                  Vek32s NeedTransform,
+                                                                  const Vek16s* pScaleLevels);
+VEKVC_API VekStatus vekiTransformQuantFwdChromaDC2x4_H264_32s_C1I(Vek32s* pSrcDst, Vek32s* pTBlock, Vek32s QP,
+                                                                  Vek32s* pNumLevels, Vek32s Intra,
+                                                                  Vek32s NeedTransform,
+                                                                  const Vek16s* pScaleLevels);
+/* Intra 16x16 luma DC: the 4x4 Hadamard (rows, columns) halved by an arithmetic shift into
+ * pTBlock when NeedTransform is non-zero, then quantised as the chroma DC with intra rounding;
+ * *pLastCoeff as in the 4x4 form. QP outside 0-51 (0-87 for 32s): vekStsOutOfRangeErr. */
+VEKVC_API VekStatus vekiTransformQuantFwdLumaDC4x4_H264_16s_C1I(Vek16s* pSrcDst, Vek16s* pTBlock, Vek32s QP,
+                                                                Vek32s* pNumLevels, Vek32s NeedTransform,
+                                                                const Vek16s* pScanMatrix, Vek32s* pLastCoeff,
+                                                                const Vek16s* pScaleLevels);
+VEKVC_API VekStatus vekiTransformQuantFwdLumaDC4x4_H264_32s_C1I(Vek32s* pSrcDst, Vek32s* pTBlock, Vek32s QP,
+                                                                Vek32s* pNumLevels, Vek32s NeedTransform,
+                                                                const Vek16s* pScanMatrix, Vek32s* pLastCoeff,
+                                                                const Vek16s* pScaleLevels);
+/* The decoder's DC scaling, in place: the inverse Hadamard, then with LS = pScaleLevels[0]
+ * (a weighted factor, as from vekiGenScaleLevel4x4_H264_8u16s_C1) or 16 times the built-in
+ * class-0 factor: 2x2 ((f * LS) << QP / 6) >> 5; 2x4 (QP + 3) and 4x4 (f * LS) << (QP / 6 - 6)
+ * from QP / 6 = 6 on, else (f * LS + 2^(5 - QP / 6)) >> (6 - QP / 6). QP outside 0-39 / 0-75
+ * (chroma) or 0-51 / 0-87 (luma): vekStsOutOfRangeErr. */
+VEKVC_API VekStatus vekiTransformQuantInvChromaDC2x2_H264_16s_C1I(Vek16s* pSrcDst, Vek32s QP,
+                                                                  const Vek16s* pScaleLevels);
+VEKVC_API VekStatus vekiTransformQuantInvChromaDC2x2_H264_32s_C1I(Vek32s* pSrcDst, Vek32s QP,
+                                                                  const Vek16s* pScaleLevels);
+VEKVC_API VekStatus vekiTransformQuantInvChromaDC2x4_H264_16s_C1I(Vek16s* pSrcDst, Vek32s QP,
+                                                                  const Vek16s* pScaleLevels);
+VEKVC_API VekStatus vekiTransformQuantInvChromaDC2x4_H264_32s_C1I(Vek32s* pSrcDst, Vek32s QP,
+                                                                  const Vek16s* pScaleLevels);
+VEKVC_API VekStatus vekiTransformQuantInvLumaDC4x4_H264_16s_C1I(Vek16s* pSrcDst, Vek32s QP,
+                                                                const Vek16s* pScaleLevels);
+VEKVC_API VekStatus vekiTransformQuantInvLumaDC4x4_H264_32s_C1I(Vek32s* pSrcDst, Vek32s QP,
+                                                                const Vek16s* pScaleLevels);
+/* The reconstruction of one 4x4 block: levels scaled with LS (pScaleLevels, weighted factors,
+ * or 16 times the built-in ones) as (c * LS) << (QP / 6 - 4) from QP 24 on, else
+ * (c * LS + 2^(3 - QP / 6)) >> (4 - QP / 6); the DC is *pDC as it stands when pDC isn't null;
+ * with AC zero only the DC is used and pSrcDst is left alone, else the residual is written
+ * back over it; inverse core, (x + 32) >> 6, added to pPred and clipped to 0-255 or
+ * 0 - 2^bitDepth - 1. Steps count bytes (8-bit) or elements (16-bit); pPred may be pDst.
+ * Null pPred, pSrcDst, pDst: vekStsNullPtrErr; QP outside 0-51, or outside 0-87 or bitDepth
+ * outside 9-14 (one condition): vekStsOutOfRangeErr. */
+VEKVC_API VekStatus vekiTransformQuantInvAddPred4x4_H264_16s_C1IR(const Vek8u* pPred, Vek32s predStep,
+                                                                 Vek16s* pSrcDst, const Vek16s* pDC,
+                                                                 Vek8u* pDst, Vek32s dstStep, Vek32s QP,
+                                                                 Vek32s AC, const Vek16s* pScaleLevels);
+VEKVC_API VekStatus vekiTransformQuantInvAddPred4x4_H264_32s_C1IR(const Vek16u* pPred, Vek32s predStep,
+                                                                 Vek32s* pSrcDst, const Vek32s* pDC,
+                                                                 Vek16u* pDst, Vek32s dstStep, Vek32s QP,
+                                                                 Vek32s AC, Vek32s bitDepth,
+                                                                 const Vek16s* pScaleLevels);
+/* Older entry points with 8-bit results: the luma DC (built-in factors, NeedTransform),
+ * the 2x2 chroma DC (low 8 bits of Intra and NeedTransform count) and the 4x4 block transformed
+ * and quantised in place (low 8 bits of Intra count), each as the forms above; the signed
+ * count is negated when level 0 is non-zero. Null: vekStsNullPtrErr; QP outside 0-51 (0-39
+ * for chroma): vekStsOutOfRangeErr. */
+VEKVC_API VekStatus vekiTransformQuantLumaDC_H264_16s_C1I(Vek16s* pSrcDst, Vek16s* pTBlock, Vek32s QP,
+                                                          Vek8s* pNumLevels, Vek32s NeedTransform,
+                                                          const Vek16s* pScanMatrix, Vek8u* pLastCoeff);
+VEKVC_API VekStatus vekiTransformQuantChromaDC_H264_16s_C1I(Vek16s* pSrcDst, Vek16s* pTBlock, Vek32s QP,
+                                                            Vek8s* pNumLevels, Vek32s Intra,
+                                                            Vek32s NeedTransform);
+VEKVC_API VekStatus vekiTransformQuantResidual_H264_16s_C1I(Vek16s* pSrcDst, Vek32s QP, Vek8s* pNumLevels,
+                                                            Vek32s Intra, const Vek16s* pScanMatrix,
+                                                            Vek8u* pLastCoeff);
+/* Scale tables of one QP % 6 from a 4x4 scaling list (16 weights, raster order): inverse
+ * w * normalisation factor, forward (shift 4 lower) floor(built-in factor / w), 32767 for w 0.
+ * QPRem outside 0-5: vekStsOutOfRangeErr. */
+VEKVC_API VekStatus vekiGenScaleLevel4x4_H264_8u16s_C1(const Vek8u* pSrcScaleList, Vek16s* pDstInvScale,
+                                                       Vek16s* pDstFwdScale, Vek32s QPRem);
+/* CAVLC preparation of one block; no bits are written. Scan positions Count down to AC (low
+ * 8 bits of each; pScanMatrix: scan position -> place in pSrc) are walked from the highest:
+ * up to 3 trailing +-1 levels (signs a bit each, 1 for -1, the first met highest) until any
+ * other level; pLevels gets the other levels, highest first (at most 16); pRuns the run of
+ * zeros below each level but the last (at most 15); *pTotalZeros the zeros below the highest
+ * level (the range's length for an empty block). Null: vekStsNullPtrErr; Count above 15 or
+ * below AC: vekStsOutOfRangeErr. */
+VEKVC_API VekStatus vekiEncodeCoeffsCAVLC_H264_16s(const Vek16s* pSrc, Vek32s AC, const Vek32s* pScanMatrix,
+                                                   Vek32s Count, Vek8u* pTrailingOnes,
+                                                   Vek8u* pTrailingOneSigns, Vek8u* pNumOutCoeffs,
+                                                   Vek8u* pTotalZeros, Vek16s* pLevels, Vek8u* pRuns);
+VEKVC_API VekStatus vekiEncodeCoeffsCAVLC_H264_32s(const Vek32s* pSrc, Vek32s AC, const Vek32s* pScanMatrix,
+                                                   Vek32s Count, Vek8u* pTrailingOnes,
+                                                   Vek8u* pTrailingOneSigns, Vek8u* pNumOutCoeffs,
+                                                   Vek8u* pTotalZeros, Vek32s* pLevels, Vek8u* pRuns);
+/* The same for chroma DC blocks in their fixed order: 2x2 in raster order; the 2x4 block (2
+ * wide, 4 tall, raster order) in the order 0, 2, 1, 4, 6, 3, 5, 7. Null: vekStsNullPtrErr. */
+VEKVC_API VekStatus vekiEncodeChromaDcCoeffsCAVLC_H264_16s(const Vek16s* pSrc, Vek8u* pTrailingOnes,
+                                                           Vek8u* pTrailingOneSigns, Vek8u* pNumOutCoeffs,
+                                                           Vek8u* pTotalZeros, Vek16s* pLevels,
+                                                           Vek8u* pRuns);
+VEKVC_API VekStatus vekiEncodeCoeffsCAVLCChromaDC2x2_H264_32s(const Vek32s* pSrc, Vek8u* pTrailingOnes,
+                                                              Vek8u* pTrailingOneSigns, Vek8u* pNumOutCoeffs,
+                                                              Vek8u* pTotalZeros, Vek32s* pLevels,
+                                                              Vek8u* pRuns);
+VEKVC_API VekStatus vekiEncodeCoeffsCAVLCChromaDC2x4_H264_16s(const Vek16s* pSrc, Vek8u* pTrailingOnes,
+                                                              Vek8u* pTrailingOneSigns, Vek8u* pNumOutCoeffs,
+                                                              Vek8u* pTotalZeros, Vek16s* pLevels,
+                                                              Vek8u* pRuns);
+VEKVC_API VekStatus vekiEncodeCoeffsCAVLCChromaDC2x4_H264_32s(const Vek32s* pSrc, Vek8u* pTrailingOnes,
+                                                              Vek8u* pTrailingOneSigns, Vek8u* pNumOutCoeffs,
+                                                              Vek8u* pTotalZeros, Vek32s* pLevels,
+                                                              Vek8u* pRuns);
+/* 8x8 scale tables of one QP % 6 from a scaling list (rows of 8 weights, srcStep bytes apart):
+ * inverse w * normalisation factor; forward floor(factor / w) found through a reciprocal table
+ * (16384 / w) and two 16-bit corrections, for the shift 4 lower. Null: vekStsNullPtrErr;
+ * QPRem outside 0-5: vekStsQpRangeErr. */
+VEKVC_API VekStatus vekiGenScaleLevel8x8_H264_8u16s_D2(const Vek8u* pSrcScaleList, Vek32s srcStep,
+                                                       Vek16s* pDstInvScale, Vek16s* pDstFwdScale,
+                                                       Vek32s QPRem);
+/* Forward quantisation of 64 transformed values (raster order) with the forward scale table:
+ * sign times (|c| * scale + round) >> (QPDiv6 + 12), round 682 (Intra) or 342 << (QPDiv6 + 1).
+ * *pNumLevels counts the non-zero levels (never negated), *pLastCoeff the largest
+ * pScanMatrix[place] among them. Null: vekStsNullPtrErr; QPDiv6 outside 0-8 (0-14 for 32s):
+ * vekStsQpRangeErr. */
+VEKVC_API VekStatus vekiQuantLuma8x8_H264_16s_C1(const Vek16s* pSrc, Vek16s* pDst, Vek32s QPDiv6,
+                                                 Vek32s Intra, const Vek16s* pScaleLevels,
+                                                 const Vek16s* pScanMatrix, Vek32s* pNumLevels,
+                                                 Vek32s* pLastCoeff);
+VEKVC_API VekStatus vekiQuantLuma8x8_H264_32s_C1(const Vek32s* pSrc, Vek32s* pDst, Vek32s QPDiv6,
+                                                 Vek32s Intra, const Vek16s* pScaleLevels,
+                                                 const Vek16s* pScanMatrix, Vek32s* pNumLevels,
+                                                 Vek32s* pLastCoeff);
+/* The decoder's 8x8 scaling in place with the inverse scale table LS: (c * LS) << (QPDiv6 - 6)
+ * from 6 on, else (c * LS + 2^(5 - QPDiv6)) >> (6 - QPDiv6). Null: vekStsNullPtrErr; QPDiv6
+ * outside 0-8 (0-14 for 32s): vekStsQpRangeErr. */
+VEKVC_API VekStatus vekiQuantLuma8x8Inv_H264_16s_C1I(Vek16s* pSrcDst, Vek32s QPDiv6,
+                                                     const Vek16s* pInvLevelScale);
+VEKVC_API VekStatus vekiQuantInvLuma8x8_H264_32s_C1I(Vek32s* pSrcDst, Vek32s QPDiv6,
+                                                     const Vek16s* pInvLevelScale);
+/* Forward 8x8 transform of a packed block (rows, then columns; the butterfly whose inverse the
+ * decoder runs), in place or into 16 or 32 bits. Null: vekStsNullPtrErr. */
+VEKVC_API VekStatus vekiTransformLuma8x8Fwd_H264_16s_C1I(Vek16s* pSrcDst);
+VEKVC_API VekStatus vekiTransformFwdLuma8x8_H264_16s_C1(const Vek16s* pSrc, Vek16s* pDst);
+VEKVC_API VekStatus vekiTransformFwdLuma8x8_H264_16s32s_C1(const Vek16s* pSrc, Vek32s* pDst);
+/* Inverse 8x8 transform of 64 scaled coefficients (rows, then columns, (x + 32) >> 6) added to
+ * the 8x8 prediction and clipped to 0-255, or to 0 - 2^bitDepth - 1 (bitDepth 8-14, else
+ * vekStsOutOfRangeErr). Steps count bytes for 8-bit samples, elements for 16-bit samples;
+ * pPred and pDst may be one block; pSrcDst is not changed. Null: vekStsNullPtrErr. */
+VEKVC_API VekStatus vekiTransformLuma8x8InvAddPred_H264_16s8u_C1R(const Vek8u* pPred, Vek32s predStep,
+                                                                  Vek16s* pSrcDst, Vek8u* pDst,
+                                                                  Vek32s dstStep);
+VEKVC_API VekStatus vekiTransformInvAddPredLuma8x8_H264_32s16u_C1R(const Vek16u* pPred, Vek32s predStep,
+                                                                   Vek32s* pSrcDst, Vek16u* pDst,
+                                                                   Vek32s dstStep, Vek32s bitDepth);
+
 /* ---- H.264 reference reading through picture boundaries and luma interpolation --- */
 
 /* Working record of the inter-prediction paths and argument of the boundary
