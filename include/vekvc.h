@@ -372,6 +372,67 @@ VEKVC_API VekStatus vekiReconstructChromaIntraHalvesMB_H264_16s8u_P2R(Vek16s** p
 
 /* ---- H.264 High macroblock reconstruction ------------------------------ */
 
+/* The record of the 16-bit High functions, one per plane. srcDstStep counts
+ * samples. pQuantTable is the level scale table (16 entries for 4x4 blocks,
+ * 64 for 8x8, raster order, the caller's weights included). bypass non-zero
+ * with QP 0 adds the levels as they stand (lossless). Residuals are limited
+ * to -max..max and sums clipped to 0..max, max = 2^bitDepth - 1 (at most
+ * 65535). *ppSrcDstCoeff moves behind the last block used. */
+typedef struct VekH264HighMBParam {
+    Vek32s** ppSrcDstCoeff;
+    Vek16u* pSrcDstPlane;
+    Vek32s srcDstStep;
+    Vek32u cbp;
+    Vek32s QP;
+    const Vek16s* pQuantTable;
+    Vek32u bypass;
+    Vek32s bitDepth;
+} VekH264HighMBParam;
+
+/* Luma residual added to the prediction in the plane. 4x4: cbp bits 1-16 are
+ * the coded 4x4 blocks; 8x8: cbp bits 0-3 the 8x8 blocks (64 levels each).
+ * Null pointer: vekStsNullPtrErr; step below 1: vekStsStepErr; QP outside
+ * 0..(bitDepth - 8) * 6 + 51: vekStsOutOfRangeErr. */
+VEKVC_API VekStatus vekiReconstructLumaInter4x4_H264High_32s16u_IP1R(const VekH264HighMBParam* pParam);
+VEKVC_API VekStatus vekiReconstructLumaInter8x8_H264High_32s16u_IP1R(const VekH264HighMBParam* pParam);
+
+/* The same on 8-bit samples with 16-bit levels, step in bytes: cbp4x4 as
+ * above for each form, QP 0..51 (unsigned), bypass acting at QP 0 only. */
+VEKVC_API VekStatus vekiReconstructLumaInter4x4MB_H264_16s8u_C1R(Vek16s** ppSrcCoeff, Vek8u* pSrcDstY,
+                                                                 Vek32s srcDstStep, Vek32u cbp4x4, Vek32u QP,
+                                                                 const Vek16s* pQuantTable, Vek8u bypass);
+VEKVC_API VekStatus vekiReconstructLumaInter8x8MB_H264_16s8u_C1R(Vek16s** ppSrcCoeff, Vek8u* pSrcDstY,
+                                                                 Vek32s srcDstStep, Vek32u cbp4x4, Vek32u QP,
+                                                                 const Vek16s* pQuantTable, Vek8u bypass);
+
+/* Intra 16x16: predicts (0 vertical, 1 horizontal, 2 DC, 3 plane; a missing
+ * neighbour gives vekStsNeighbourUnavailableErr with nothing written, a mode
+ * above 3 vekStsOutOfRangeErr), then cbp bit 0 brings 16 DC levels (raster
+ * order of the 4x4 blocks, scaled with pQuantTable[0]) and bits 1-16 the
+ * blocks' AC levels. Lossless, the levels are the residual, accumulated down
+ * the columns (vertical) or along the rows (horizontal) of the macroblock.
+ * DC with no neighbour fills 2^(bitDepth - 1). Checks as the inter forms. */
+VEKVC_API VekStatus vekiReconstructLumaIntra16x16_H264High_32s16u_IP1R(const VekH264HighMBParam* pParam,
+                                                                      Vek32u intra16x16PredMode, Vek8u edgeType);
+VEKVC_API VekStatus vekiReconstructLumaIntra_16x16MB_H264_16s8u_C1R(Vek16s** ppSrcCoeff, Vek8u* pSrcDstY,
+                                                                   Vek32s srcDstStep, Vek32u intra16x16PredMode,
+                                                                   Vek32u cbp4x4, Vek32u QP, Vek8u edgeType,
+                                                                   const Vek16s* pQuantTable, Vek8u bypass);
+
+/* 4:2:0 chroma residual of both planes. The 16-bit form takes one record per
+ * plane (U, V), each with its own cursor (the two may share one), step, QP
+ * (0..(bitDepth - 8) * 6 + 39), table and depth; its cbp: bit 0 the plane's
+ * 2x2 DC block, bits 1-4 its 4x4 blocks in raster order. Levels are read U DC,
+ * V DC, U blocks, V blocks. The 8-bit form takes cbp4x4 bits 17-26 as the
+ * 4:2:0 8-bit functions, a QP (0..39) and a table per plane. The DC block is
+ * scaled with table[0]; the bypass acts on a plane whose QP is 0. */
+VEKVC_API VekStatus vekiReconstructChromaInter4x4_H264High_32s16u_IP2R(const VekH264HighMBParam* const pParams[2]);
+VEKVC_API VekStatus vekiReconstructChromaInter4x4MB_H264_16s8u_P2R(Vek16s** ppSrcCoeff, Vek8u* pSrcDstU,
+                                                                   Vek8u* pSrcDstV, Vek32s srcDstStep,
+                                                                   Vek32u cbp4x4, Vek32u chromaQPU,
+                                                                   Vek32u chromaQPV, const Vek16s* pQuantTableU,
+                                                                   const Vek16s* pQuantTableV, Vek8u bypass);
+
 /* ---- H.264 forward transform, quantisation and CAVLC encoding ---------- */
 
 /* Forward core of one packed 4x4 block (rows, then columns): s0 + s1, 2 d0 + d1, s0 - s1,

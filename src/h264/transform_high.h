@@ -1,0 +1,84 @@
+// Inverse transforms with add for the High macroblock reconstruction: the
+// 4x4 core and the 8x8 transform over 32-bit dequantised coefficients, added
+// to 16-bit or 8-bit samples, and the lossless add of levels as they stand.
+//
+// All stages run in wrapping 32-bit arithmetic (conforming streams never come
+// near it), rows first, then (x + 32) >> 6. Each residual value is limited to
+// -max..max before the add and the sum is clipped to 0..max, max being
+// 2^bitDepth - 1 (255 for the 8-bit forms). The kernels read the coefficients
+// and may overwrite them with intermediate values.
+#pragma once
+
+#include <cstdint>
+
+#include "frame/cpu.h"
+#include "vekvc.h"
+
+namespace vek::h264 {
+
+// 16-bit samples, step in samples. maxVal is 1..65535.
+using InvAdd4x4_16uFn = void(Vek32s* coeffs, Vek16u* dst, Vek32s step, Vek32s maxVal);
+using InvAdd8x8_16uFn = void(Vek32s* coeffs, Vek16u* dst, Vek32s step, Vek32s maxVal);
+// 8-bit samples, step in bytes.
+using InvAdd4x4_8uFn = void(Vek32s* coeffs, Vek8u* dst, Vek32s step);
+using InvAdd8x8_8uFn = void(Vek32s* coeffs, Vek8u* dst, Vek32s step);
+
+// Dequantisation of `count` levels (16 or 64) with the caller's level scale
+// table into 32-bit coefficients, as dequant_high below with norm 4 for
+// 16 levels and 6 for 64. qp is 0 or more.
+using Dequant16sFn = void(const Vek16s* levels, const Vek16s* scale, Vek32s qp, Vek32s count, Vek32s* out);
+using Dequant32sFn = void(const Vek32s* levels, const Vek16s* scale, Vek32s qp, Vek32s count, Vek32s* out);
+
+struct TransformHighTable {
+    InvAdd4x4_16uFn* inv_add4x4_16u;
+    InvAdd8x8_16uFn* inv_add8x8_16u;
+    InvAdd4x4_8uFn* inv_add4x4_8u;
+    InvAdd8x8_8uFn* inv_add8x8_8u;
+    Dequant16sFn* dequant_16s;
+    Dequant32sFn* dequant_32s;
+};
+
+// Reference kernels in every slot, then the overrides of each level in `flags`.
+TransformHighTable make_transform_high_table(CpuFlags flags);
+// The table of this CPU, built once at load.
+const TransformHighTable& transform_high_kernels();
+
+void init_transform_high_table_sse41(TransformHighTable& table);
+void init_transform_high_table_avx2(TransformHighTable& table);
+
+// Wrapping 32-bit helpers shared by the reference kernels and the shells.
+inline Vek32s wadd(Vek32s a, Vek32s b) { return static_cast<Vek32s>(static_cast<Vek32u>(a) + static_cast<Vek32u>(b)); }
+inline Vek32s wsub(Vek32s a, Vek32s b) { return static_cast<Vek32s>(static_cast<Vek32u>(a) - static_cast<Vek32u>(b)); }
+inline Vek32s wmul(Vek32s a, Vek32s b) { return static_cast<Vek32s>(static_cast<Vek32u>(a) * static_cast<Vek32u>(b)); }
+
+// Dequantisation of n levels (16 or 64) with the caller's level scale table:
+// with s = qp / 6 and n = 4 for 4x4 (6 for 8x8), (level * scale + 2^(n-1-s))
+// >> (n - s) while s < n, else (level * scale) << (s - n), in 32 bits.
+template <class Level>
+void dequant_high(const Level* levels, const Vek16s* scale, Vek32s qp, int count, int norm, Vek32s* out) {
+    const int s = qp / 6;
+    if (s < norm) {
+        const int sh = norm - s;
+        const Vek32s round = 1 << (sh - 1);
+        for (int k = 0; k < count; ++k) out[k] = wadd(wmul(levels[k], scale[k]), round) >> sh;
+    } else {
+        // Past 31 bits every product has been shifted out.
+        const int sh = s - norm;
+        for (int k = 0; k < count; ++k)
+            out[k] = sh > 31 ? 0 : static_cast<Vek32s>(static_cast<Vek32u>(wmul(levels[k], scale[k])) << sh);
+    }
+}
+
+// The lossless bypass: size x size levels limited to -maxVal..maxVal and added.
+template <class Sample, class Level>
+void add_levels_lossless(const Level* levels, int size, Sample* dst, std::ptrdiff_t step, Vek32s maxVal) {
+    for (int y = 0; y < size; ++y)
+        for (int x = 0; x < size; ++x) {
+            Vek32s r = levels[y * size + x];
+            r = r < -maxVal ? -maxVal : r > maxVal ? maxVal : r;
+            const Vek32s v = dst[y * step + x] + r;
+            dst[y * step + x] = static_cast<Sample>(v < 0 ? 0 : v > maxVal ? maxVal : v);
+        }
+}
+
+}  // namespace vek::h264

@@ -1,0 +1,367 @@
+// High macroblock reconstruction: argument checks, known answers of the 8x8
+// transform and the scaling, the bypass, clipping at 10 bits, and whole
+// macroblocks against an independent model of the standard's formulas
+// (64-bit arithmetic, blocks placed by position rather than by the walk).
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <random>
+#include <vector>
+
+#include "vekvc.h"
+
+namespace {
+
+using I64 = std::int64_t;
+constexpr int kStep = 40;  // samples
+constexpr int kX4[16] = {0, 4, 0, 4, 8, 12, 8, 12, 0, 4, 0, 4, 8, 12, 8, 12};
+constexpr int kY4[16] = {0, 0, 4, 4, 0, 0, 4, 4, 8, 8, 12, 12, 8, 8, 12, 12};
+
+void inv4(I64* x, int s) {
+    const I64 e0 = x[0] + x[2 * s], e1 = x[0] - x[2 * s], e2 = (x[s] >> 1) - x[3 * s], e3 = x[s] + (x[3 * s] >> 1);
+    x[0] = e0 + e3, x[s] = e1 + e2, x[2 * s] = e1 - e2, x[3 * s] = e0 - e3;
+}
+void inv8(I64* x, int s) {
+    I64 d[8];
+    for (int i = 0; i < 8; ++i) d[i] = x[i * s];
+    const I64 a0 = d[0] + d[4], a4 = d[0] - d[4], a2 = (d[2] >> 1) - d[6], a6 = d[2] + (d[6] >> 1);
+    const I64 a1 = -d[3] + d[5] - d[7] - (d[7] >> 1), a3 = d[1] + d[7] - d[3] - (d[3] >> 1);
+    const I64 a5 = -d[1] + d[7] + d[5] + (d[5] >> 1), a7 = d[3] + d[5] + d[1] + (d[1] >> 1);
+    const I64 b0 = a0 + a6, b2 = a4 + a2, b4 = a4 - a2, b6 = a0 - a6;
+    const I64 b1 = a1 + (a7 >> 2), b7 = a7 - (a1 >> 2), b3 = a3 + (a5 >> 2), b5 = (a3 >> 2) - a5;
+    const I64 y[8] = {b0 + b7, b2 + b5, b4 + b3, b6 + b1, b6 - b1, b4 - b3, b2 - b5, b0 - b7};
+    for (int i = 0; i < 8; ++i) x[i * s] = y[i];
+}
+
+// The level scaling of an n x n block (norm 4 or 6) at qp.
+I64 scale(I64 level, int factor, int qp, int norm) {
+    const int s = qp / 6;
+    return s < norm ? (level * factor + (I64{1} << (norm - 1 - s))) >> (norm - s) : (level * factor) << (s - norm);
+}
+
+// Residual of one block from its coefficients: transform and rounding, or
+// the coefficients as they stand when lossless. Then limited, added, clipped.
+template <class Sample>
+void add_block(std::vector<I64> c, int n, bool lossless, int maxv, Sample* dst, int step) {
+    if (!lossless) {
+        for (int r = 0; r < n; ++r) (n == 4 ? inv4 : inv8)(&c[r * n], 1);
+        for (int col = 0; col < n; ++col) (n == 4 ? inv4 : inv8)(&c[col], n);
+        for (auto& v : c) v = (v + 32) >> 6;
+    }
+    for (int k = 0; k < n * n; ++k) {
+        Sample& s = dst[(k / n) * step + k % n];
+        s = static_cast<Sample>(std::clamp<I64>(s + std::clamp<I64>(c[k], -maxv, maxv), 0, maxv));
+    }
+}
+
+template <class Sample>
+std::vector<Sample> plane(std::mt19937& rng, int maxv) {
+    std::vector<Sample> p(kStep * 32);
+    for (auto& s : p) s = static_cast<Sample>(rng() % (maxv + 1));
+    return p;
+}
+
+VekH264HighMBParam param(Vek32s** pp, Vek16u* mb, Vek32u cbp, Vek32s qp, const Vek16s* table, Vek32u bypass,
+                         Vek32s depth) {
+    return VekH264HighMBParam{pp, mb, kStep, cbp, qp, table, bypass, depth};
+}
+
+TEST(HighReconstruction, ChecksInOrder) {
+    std::vector<Vek32s> buf(256);
+    std::vector<Vek16u> pic(kStep * 32);
+    Vek32s *p = buf.data(), *none = nullptr;
+    const Vek16s table[64] = {};
+    Vek16u* mb = pic.data() + 8 * kStep + 8;
+    const struct {
+        VekH264HighMBParam prm;
+        VekStatus want, chroma;  // luma limit 51 + 6 (depth - 8), chroma 39 + 6 (depth - 8)
+    } cases[] = {
+        {param(nullptr, mb, 2, 0, table, 0, 8), vekStsNullPtrErr, vekStsNullPtrErr},
+        {param(&p, nullptr, 2, 0, table, 0, 8), vekStsNullPtrErr, vekStsNullPtrErr},
+        {param(&none, mb, 2, 0, table, 0, 8), vekStsNullPtrErr, vekStsNullPtrErr},
+        {param(&p, mb, 2, 99, nullptr, 0, 8), vekStsNullPtrErr, vekStsNullPtrErr},
+        {VekH264HighMBParam{&p, mb, 0, 2, 99, table, 0, 8}, vekStsStepErr, vekStsStepErr},
+        {param(&p, mb, 2, -1, table, 0, 10), vekStsOutOfRangeErr, vekStsOutOfRangeErr},
+        {param(&p, mb, 0, 63, table, 0, 10), vekStsOk, vekStsOutOfRangeErr},
+        {param(&p, mb, 0, 51, table, 0, 10), vekStsOk, vekStsOk},
+        {param(&p, mb, 0, 64, table, 0, 10), vekStsOutOfRangeErr, vekStsOutOfRangeErr},
+    };
+    const VekH264HighMBParam ok = param(&p, mb, 0, 0, table, 0, 8);
+    for (const auto& c : cases) {
+        EXPECT_EQ(vekiReconstructLumaInter4x4_H264High_32s16u_IP1R(&c.prm), c.want);
+        EXPECT_EQ(vekiReconstructLumaInter8x8_H264High_32s16u_IP1R(&c.prm), c.want);
+        EXPECT_EQ(vekiReconstructLumaIntra16x16_H264High_32s16u_IP1R(&c.prm, 4, 0), c.want ? c.want : -11);
+        const VekH264HighMBParam* v_bad[2] = {&ok, &c.prm};
+        EXPECT_EQ(vekiReconstructChromaInter4x4_H264High_32s16u_IP2R(v_bad), c.chroma);
+    }
+    EXPECT_EQ(vekiReconstructLumaInter4x4_H264High_32s16u_IP1R(nullptr), vekStsNullPtrErr);
+    EXPECT_EQ(vekiReconstructChromaInter4x4_H264High_32s16u_IP2R(nullptr), vekStsNullPtrErr);
+    // Intra 16x16: a missing neighbour before the mode's range; nothing written.
+    const VekH264HighMBParam coded = param(&p, mb, 0x1FFFF, 20, table, 0, 10);
+    EXPECT_EQ(vekiReconstructLumaIntra16x16_H264High_32s16u_IP1R(&coded, 0, VEKVC_TOP_EDGE),
+              vekStsNeighbourUnavailableErr);
+    EXPECT_EQ(vekiReconstructLumaIntra16x16_H264High_32s16u_IP1R(&coded, 3, VEKVC_TOP_LEFT_EDGE),
+              vekStsNeighbourUnavailableErr);
+    EXPECT_EQ(pic, std::vector<Vek16u>(kStep * 32));
+    EXPECT_EQ(p, buf.data());
+
+    std::vector<Vek16s> b16(64);
+    std::vector<Vek8u> y(kStep * 32);
+    Vek16s *q = b16.data(), *qnone = nullptr;
+    Vek8u* y8 = y.data() + 8 * kStep + 8;
+    for (auto* fn : {vekiReconstructLumaInter4x4MB_H264_16s8u_C1R, vekiReconstructLumaInter8x8MB_H264_16s8u_C1R}) {
+        EXPECT_EQ(fn(nullptr, y8, kStep, 2, 0, table, 0), vekStsNullPtrErr);
+        EXPECT_EQ(fn(&qnone, y8, kStep, 2, 0, table, 0), vekStsNullPtrErr);
+        EXPECT_EQ(fn(&q, y8, kStep, 2, 52, nullptr, 0), vekStsNullPtrErr);
+        EXPECT_EQ(fn(&q, y8, kStep, 2, Vek32u(-1), table, 0), vekStsOutOfRangeErr);
+    }
+    EXPECT_EQ(vekiReconstructLumaIntra_16x16MB_H264_16s8u_C1R(&q, y8, kStep, 4, 0, 52, 0, table, 0),
+              vekStsOutOfRangeErr);
+    EXPECT_EQ(vekiReconstructLumaIntra_16x16MB_H264_16s8u_C1R(&q, y8, kStep, 1, 0, 20, VEKVC_LEFT_EDGE, table, 0),
+              vekStsNeighbourUnavailableErr);
+    EXPECT_EQ(vekiReconstructChromaInter4x4MB_H264_16s8u_P2R(&q, y8, y8, kStep, 1u << 17, 0, 0, table, nullptr, 0),
+              vekStsNullPtrErr);
+    EXPECT_EQ(vekiReconstructChromaInter4x4MB_H264_16s8u_P2R(&q, y8, y8, kStep, 1u << 17, 39, 40, table, table, 0),
+              vekStsOutOfRangeErr);
+    EXPECT_EQ(q, b16.data());
+}
+
+// Known answers: a lone coefficient through the 8x8 transform (64 at (0, 1)
+// gives rows 96 80 48 24 -24 -48 -80 -96 before the rounding), both sides of
+// the 4x4 scaling's shift, bypass only at QP 0, and the residual limit, seen
+// with a prediction above 10 bits.
+TEST(HighReconstruction, KnownAnswers) {
+    const std::vector<Vek16s> flat(64, 16), t17(16, 17);
+    const struct {
+        int pos, level, qp, row[8];
+    } eight[] = {{0, 4, 36, {1, 1, 1, 1, 1, 1, 1, 1}},
+                 {1, 4, 36, {2, 1, 1, 0, 0, -1, -1, -1}},
+                 {1, 1, 48, {2, 1, 1, 0, 0, -1, -1, -1}}};  // s = 8: 1 * 16 << 2
+    for (const auto& c : eight) {
+        std::vector<Vek16s> lv(64, 0);
+        lv[c.pos] = static_cast<Vek16s>(c.level);
+        std::vector<Vek8u> y(kStep * 16, 100);
+        Vek16s* p = lv.data();
+        ASSERT_EQ(vekiReconstructLumaInter8x8MB_H264_16s8u_C1R(&p, y.data(), kStep, 1, c.qp, flat.data(), 0), 0);
+        EXPECT_EQ(p, lv.data() + 64);
+        for (int i = 0; i < 64; ++i) EXPECT_EQ(y[(i / 8) * kStep + i % 8], 100 + c.row[i % 8]) << c.pos;
+        EXPECT_EQ(y[8], 100);  // the second block isn't coded
+    }
+    // DC 30 with scale 17: QP 5 (30 * 17 + 8) >> 4 = 32, which rounds to 1 (without
+    // the term, 31 gives 0); QP 23 (510 + 1) >> 1 = 255 gives 4; QP 30 510 << 1 gives 16.
+    // Then 8x8 levels of 7 or more at 10 bits: lossless only at QP 0 with the bypass.
+    const struct {
+        int n, qp, level;
+        Vek32u bypass;
+        Vek16u pred, want;
+    } cases[] = {{4, 5, 30, 0, 500, 501},    {4, 23, 30, 0, 500, 504},      {4, 30, 30, 0, 500, 516},
+                 {8, 0, 7, 1, 500, 507},     {8, 0, -600, 1, 500, 0},       {8, 0, 900, 1, 500, 1023},
+                 {8, 0, -5000, 1, 4000, 1023}, {8, 1, 7, 1, 500, 500},      {8, 0, 7, 0, 500, 500}};
+    for (const auto& c : cases) {
+        std::vector<Vek32s> lv(64, c.n == 4 ? 0 : c.level);
+        lv[0] = c.level;
+        std::vector<Vek16u> pic(kStep * 16, c.pred);
+        Vek32s* p = lv.data();
+        const VekH264HighMBParam prm = param(&p, pic.data(), c.n == 4 ? 2 : 1, c.qp, c.n == 4 ? t17.data() : flat.data(),
+                                             c.bypass, 10);
+        ASSERT_EQ((c.n == 4 ? vekiReconstructLumaInter4x4_H264High_32s16u_IP1R
+                            : vekiReconstructLumaInter8x8_H264High_32s16u_IP1R)(&prm),
+                  0);
+        EXPECT_EQ(pic[3 * kStep + 3], c.want) << c.qp << " " << c.level;
+        EXPECT_EQ(pic[8], c.pred);
+    }
+}
+
+// Runs the 8-bit or the 16-bit form of a luma inter function.
+template <class Sample, class Level>
+VekStatus run_inter(int n, Level** pp, Sample* mb, Vek32u cbp, int qp, const Vek16s* table, bool bypass, int depth) {
+    if constexpr (sizeof(Sample) == 1) {
+        return (n == 4 ? vekiReconstructLumaInter4x4MB_H264_16s8u_C1R : vekiReconstructLumaInter8x8MB_H264_16s8u_C1R)(
+            pp, mb, kStep, cbp, qp, table, bypass);
+    } else {
+        const VekH264HighMBParam prm = param(pp, mb, cbp, qp, table, bypass, depth);
+        return (n == 4 ? vekiReconstructLumaInter4x4_H264High_32s16u_IP1R
+                       : vekiReconstructLumaInter8x8_H264High_32s16u_IP1R)(&prm);
+    }
+}
+
+template <class Sample, class Level>
+void inter_trial(std::mt19937& rng, int trial) {
+    const int n = trial & 1 ? 8 : 4, depth = sizeof(Sample) == 1 ? 8 : 8 + static_cast<int>(rng() % 7);
+    const int maxv = (1 << depth) - 1, qp = static_cast<int>(rng() % ((depth - 8) * 6 + 52)), per = n * n;
+    const bool bypass = rng() % 4 == 0, lossless = bypass && qp == 0;
+    const Vek32u cbp = static_cast<Vek32u>(rng());
+    std::vector<Vek16s> table(64);
+    for (auto& t : table) t = static_cast<Vek16s>(6 + rng() % 250);
+    std::vector<Level> lv(256);
+    for (auto& l : lv) l = static_cast<Level>(static_cast<int>(rng() % 801) - 400) / (qp < 6 ? 1 : 10);
+    std::vector<Sample> got = plane<Sample>(rng, maxv), want = got;
+    int used = 0;
+    for (int i = 0; i < (n == 4 ? 16 : 4); ++i) {
+        if (!((n == 4 ? cbp >> (i + 1) : cbp >> i) & 1)) continue;
+        const int x = n == 4 ? kX4[i] : (i & 1) * 8, y = n == 4 ? kY4[i] : (i >> 1) * 8;
+        std::vector<I64> c(per);
+        for (int k = 0; k < per; ++k) c[k] = lossless ? lv[used + k] : scale(lv[used + k], table[k], qp, n == 4 ? 4 : 6);
+        add_block(c, n, lossless, maxv, want.data() + (8 + y) * kStep + 8 + x, kStep);
+        used += per;
+    }
+    Level* p = lv.data();
+    ASSERT_EQ(run_inter(n, &p, got.data() + 8 * kStep + 8, cbp, qp, table.data(), bypass, depth), 0);
+    EXPECT_EQ(p - lv.data(), used);
+    ASSERT_EQ(got, want) << trial;
+}
+
+TEST(HighReconstruction, InterMatchesModel) {
+    std::mt19937 rng(5);
+    for (int trial = 0; trial < 400; ++trial) {
+        if (trial & 2)
+            inter_trial<Vek8u, Vek16s>(rng, trial);
+        else
+            inter_trial<Vek16u, Vek32s>(rng, trial);
+    }
+}
+
+// Intra 16x16: the 16-bit prediction against the 8-bit form's at 8 bits, DC
+// without neighbours at 10 bits, and the residual against the model: DC
+// Hadamard scaled with table[0], or lossless with the accumulation along the
+// prediction's direction.
+TEST(HighReconstruction, Intra16x16MatchesModel) {
+    std::mt19937 rng(7);
+    const int h[4][4] = {{1, 1, 1, 1}, {1, 1, -1, -1}, {1, -1, -1, 1}, {1, -1, 1, -1}};
+    for (int trial = 0; trial < 300; ++trial) {
+        const int mode = static_cast<int>(rng() % 4), depth = 8 + static_cast<int>(rng() % 7), maxv = (1 << depth) - 1;
+        const int qp = rng() % 3 == 0 ? 0 : static_cast<int>(rng() % ((depth - 8) * 6 + 52));
+        const bool bypass = rng() % 2, lossless = bypass && qp == 0;
+        const Vek32u cbp = static_cast<Vek32u>(rng()) & 0x1FFFF;
+        const Vek8u edge = static_cast<Vek8u>(mode == 2 ? rng() & 5 : 0);
+        std::vector<Vek16s> table(16);
+        for (auto& t : table) t = static_cast<Vek16s>(6 + rng() % 250);
+        std::vector<Vek32s> lv(17 * 16);
+        for (auto& l : lv) l = static_cast<int>(rng() % 61) - 30;
+        std::vector<Vek16u> got = plane<Vek16u>(rng, maxv), want = got, none(16);
+        const std::vector<Vek16u> orig = got;
+        Vek32s *p = lv.data(), *d = reinterpret_cast<Vek32s*>(none.data());
+        const VekH264HighMBParam prm = param(&p, got.data() + 8 * kStep + 8, cbp, qp, table.data(), bypass, depth);
+        const VekH264HighMBParam pred = param(&d, want.data() + 8 * kStep + 8, 0, 0, table.data(), 0, depth);
+        ASSERT_EQ(vekiReconstructLumaIntra16x16_H264High_32s16u_IP1R(&prm, mode, edge), 0);
+        ASSERT_EQ(vekiReconstructLumaIntra16x16_H264High_32s16u_IP1R(&pred, mode, edge), 0);
+        if (depth == 8) {
+            std::vector<Vek8u> y(orig.begin(), orig.end());
+            std::vector<Vek16s> n16(16);
+            Vek16s* q = n16.data();
+            ASSERT_EQ(vekiReconstructLumaIntra16x16MB_H264_16s8u_C1R(&q, y.data() + 8 * kStep + 8, kStep, mode, 0, 0,
+                                                                     edge),
+                      0);
+            ASSERT_TRUE(std::equal(y.begin(), y.end(), want.begin())) << mode;
+        }
+        if (edge == (VEKVC_TOP_EDGE | VEKVC_LEFT_EDGE)) {
+            EXPECT_EQ(want[23 * kStep + 23], (maxv + 1) / 2);  // DC with no neighbour: mid-range
+        }
+        int used = cbp & 1 ? 16 : 0;
+        I64 dc[16] = {};
+        for (int i = 0; i < 16 && (cbp & 1); ++i)
+            for (int a = 0; a < 16 && !lossless; ++a) dc[i] += h[i / 4][a / 4] * lv[a] * h[i % 4][a % 4];
+        for (int i = 0; i < 16 && (cbp & 1); ++i)
+            dc[i] = lossless ? lv[i] : scale(dc[i], table[0], qp, 6);
+        I64 r[256] = {};
+        for (int b = 0; b < 16; ++b) {
+            std::vector<I64> c(16, 0);
+            const bool ac = (cbp >> (b + 1)) & 1;
+            for (int k = 1; k < 16 && ac; ++k) c[k] = lossless ? lv[used + k] : scale(lv[used + k], table[k], qp, 4);
+            used += ac ? 16 : 0;
+            c[0] = dc[(kY4[b] / 4) * 4 + kX4[b] / 4];
+            if (!lossless) {
+                for (int row = 0; row < 4; ++row) inv4(&c[row * 4], 1);
+                for (int col = 0; col < 4; ++col) inv4(&c[col], 4);
+                for (auto& v : c) v = (v + 32) >> 6;
+            }
+            for (int k = 0; k < 16; ++k) r[(kY4[b] + k / 4) * 16 + kX4[b] + k % 4] = c[k];
+        }
+        for (int i = 0; i < 256 && lossless; ++i) {
+            if (mode == 0 && i >= 16) r[i] += r[i - 16];
+            if (mode == 1 && i % 16) r[i] += r[i - 1];
+        }
+        add_block(std::vector<I64>(r, r + 256), 16, true, maxv, want.data() + 8 * kStep + 8, kStep);
+        EXPECT_EQ(p - lv.data(), used);
+        ASSERT_EQ(got, want) << trial;
+        if (depth == 8) {  // the 8-bit form on the same macroblock
+            std::vector<Vek8u> y(orig.begin(), orig.end());
+            std::vector<Vek16s> l16(lv.begin(), lv.end());
+            Vek16s* q = l16.data();
+            ASSERT_EQ(vekiReconstructLumaIntra_16x16MB_H264_16s8u_C1R(&q, y.data() + 8 * kStep + 8, kStep, mode, cbp, qp,
+                                                                    edge, table.data(), bypass),
+                      0);
+            EXPECT_EQ(q - l16.data(), used);
+            ASSERT_TRUE(std::equal(y.begin(), y.end(), got.begin())) << trial;
+        }
+    }
+}
+
+// 4:2:0 chroma, both forms, against the model: levels U DC, V DC, U blocks,
+// V blocks (one cursor shared by the two records); the DC block by its 2x2
+// Hadamard and (f * table[0] << qp / 6) >> 5; the bypass per plane.
+template <class Sample, class Level>
+void chroma_trial(std::mt19937& rng, int trial) {
+    const int depth = sizeof(Sample) == 1 ? 8 : 8 + static_cast<int>(rng() % 7), maxv = (1 << depth) - 1;
+    int qp[2], dcbit[2], ac[2];
+    const bool bypass = rng() % 2;
+    std::vector<Vek16s> tables[2] = {std::vector<Vek16s>(16), std::vector<Vek16s>(16)};
+    std::vector<Sample> got[2], want[2];
+    for (int c = 0; c < 2; ++c) {
+        qp[c] = rng() % 3 == 0 ? 0 : static_cast<int>(rng() % ((depth - 8) * 6 + 40));
+        dcbit[c] = rng() % 2, ac[c] = rng() % 16;
+        for (auto& x : tables[c]) x = static_cast<Vek16s>(6 + rng() % 250);
+        got[c] = want[c] = plane<Sample>(rng, maxv);
+    }
+    std::vector<Level> lv(136);
+    for (auto& l : lv) l = static_cast<Level>(static_cast<int>(rng() % 81) - 40);
+    int used = 0;
+    I64 dc[2][4] = {};
+    for (int c = 0; c < 2; ++c) {
+        if (!dcbit[c]) continue;
+        const Level* l = &lv[used];
+        const I64 f[4] = {I64{l[0]} + l[1] + l[2] + l[3], I64{l[0]} - l[1] + l[2] - l[3],
+                          I64{l[0]} + l[1] - l[2] - l[3], I64{l[0]} - l[1] - l[2] + l[3]};
+        for (int i = 0; i < 4; ++i)
+            dc[c][i] = bypass && !qp[c] ? l[i] : ((f[i] * tables[c][0]) << (qp[c] / 6)) >> 5;
+        used += 4;
+    }
+    for (int c = 0; c < 2; ++c)
+        for (int b = 0; b < 4; ++b) {
+            std::vector<I64> co(16, 0);
+            for (int k = 1; k < 16 && ((ac[c] >> b) & 1); ++k)
+                co[k] = bypass && !qp[c] ? lv[used + k] : scale(lv[used + k], tables[c][k], qp[c], 4);
+            used += (ac[c] >> b) & 1 ? 16 : 0;
+            co[0] = dc[c][b];
+            add_block(co, 4, bypass && !qp[c], maxv, want[c].data() + (b >> 1) * 4 * kStep + (b & 1) * 4, kStep);
+        }
+    Level* p = lv.data();
+    if constexpr (sizeof(Sample) == 1) {
+        const Vek32u cbp = Vek32u(dcbit[0]) << 17 | Vek32u(dcbit[1]) << 18 | Vek32u(ac[0]) << 19 | Vek32u(ac[1]) << 23;
+        ASSERT_EQ(vekiReconstructChromaInter4x4MB_H264_16s8u_P2R(&p, got[0].data(), got[1].data(), kStep, cbp, qp[0],
+                                                                qp[1], tables[0].data(), tables[1].data(), bypass),
+                  0);
+    } else {
+        VekH264HighMBParam prm[2];
+        for (int c = 0; c < 2; ++c)
+            prm[c] = param(&p, got[c].data(), Vek32u(dcbit[c] | ac[c] << 1), qp[c], tables[c].data(), bypass, depth);
+        const VekH264HighMBParam* both[2] = {&prm[0], &prm[1]};
+        ASSERT_EQ(vekiReconstructChromaInter4x4_H264High_32s16u_IP2R(both), 0);
+    }
+    EXPECT_EQ(p - lv.data(), used);
+    ASSERT_EQ(got[0], want[0]) << trial;
+    ASSERT_EQ(got[1], want[1]) << trial;
+}
+
+TEST(HighReconstruction, ChromaMatchesModel) {
+    std::mt19937 rng(11);
+    for (int trial = 0; trial < 300; ++trial) {
+        if (trial & 1)
+            chroma_trial<Vek8u, Vek16s>(rng, trial);
+        else
+            chroma_trial<Vek16u, Vek32s>(rng, trial);
+    }
+}
+
+}  // namespace
