@@ -388,13 +388,8 @@ bool Decoder::start_picture(const SliceHeader& sh) {
     slices_.clear();
     slice_num_ = 0;
 
-    if (sh.idr) {
-        prev_ref_frame_num_ = 0;
-    } else if (sh.frame_num != prev_ref_frame_num_ &&
-               sh.frame_num != (prev_ref_frame_num_ + 1) % (1 << sps.log2_max_frame_num)) {
-        // A gap in frame_num: without the missing frames the references can
-        // still be found by number, so decoding goes on.
-    }
+    // A gap in frame_num needs no work here: the references that remain are
+    // still found by number.
     compute_poc(sh);
     return true;
 }
@@ -534,7 +529,7 @@ bool Decoder::build_ref_lists(const SliceHeader& sh) {
                         if ((scale >> 2) >= -64 && (scale >> 2) <= 128) w = 64 - (scale >> 2);
                     }
                 }
-                implicit_w_[i0 * 32 + i1] = static_cast<std::int8_t>(w - 32);  // stored offset from 32
+                implicit_w_[i0 * 32 + i1] = static_cast<std::int16_t>(w);
             }
         }
     }
@@ -715,7 +710,6 @@ bool Decoder::finish_picture() {
         prev_ref_had_mmco5_ = true;
         cur_->frame_num = 0;
     }
-    if (first_sh_.nal_ref_idc) prev_ref_frame_num_ = cur_->frame_num;
     store_and_bump();
     return true;
 }

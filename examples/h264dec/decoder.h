@@ -184,14 +184,13 @@ private:
     // POC state.
     int prev_poc_msb_ = 0, prev_poc_lsb_ = 0;
     int prev_frame_num_offset_ = 0, prev_frame_num_ = 0;
-    int prev_ref_frame_num_ = 0;
     bool prev_ref_had_mmco5_ = false;
     int max_long_term_idx_ = -1;  // -1: no long-term frame index allowed
     int cur_top_minus_poc_ = 0;
 
     std::vector<Picture*> ref_list_[2];
     // Implicit bi-prediction weights per (refIdxL0, refIdxL1), 32 x 32.
-    std::vector<std::int8_t> implicit_w_;
+    std::vector<std::int16_t> implicit_w_;
 
     // CAVLC tables built from the standard's code lists.
     Vek32s* coeff_token_[3] = {};

@@ -86,9 +86,9 @@ bool SliceDecoder::run() {
     }
 }
 
-MbInfo* SliceDecoder::mb_at(int mbx, int mby) {
+const MbInfo* SliceDecoder::mb_at(int mbx, int mby) const {
     if (mbx < 0 || mby < 0 || mbx >= mbw_ || mby >= mbh_) return nullptr;
-    MbInfo* n = &pic_.mbs[static_cast<std::size_t>(mby) * mbw_ + mbx];
+    const MbInfo* n = &pic_.mbs[static_cast<std::size_t>(mby) * mbw_ + mbx];
     const int a = mby * mbw_ + mbx;
     if (a >= addr_ || !n->decoded || n->slice != slice_) return nullptr;
     return n;
@@ -279,12 +279,12 @@ int SliceDecoder::nc_luma(int blk) const {
     int na = -1, nb = -1;
     if (bx > 0) {
         na = mb_->nz[blk - 1];
-    } else if (const MbInfo* l = const_cast<SliceDecoder*>(this)->mb_at(mbx_ - 1, mby_)) {
+    } else if (const MbInfo* l = mb_at(mbx_ - 1, mby_)) {
         na = l->nz[blk + 3];
     }
     if (by > 0) {
         nb = mb_->nz[blk - 4];
-    } else if (const MbInfo* t = const_cast<SliceDecoder*>(this)->mb_at(mbx_, mby_ - 1)) {
+    } else if (const MbInfo* t = mb_at(mbx_, mby_ - 1)) {
         nb = t->nz[blk + 12];
     }
     if (na >= 0 && nb >= 0) return (na + nb + 1) >> 1;
@@ -295,12 +295,12 @@ int SliceDecoder::nc_chroma(int c, int blk) const {
     int na = -1, nb = -1;
     if (blk & 1) {
         na = mb_->nzc[c][blk - 1];
-    } else if (const MbInfo* l = const_cast<SliceDecoder*>(this)->mb_at(mbx_ - 1, mby_)) {
+    } else if (const MbInfo* l = mb_at(mbx_ - 1, mby_)) {
         na = l->nzc[c][blk + 1];
     }
     if (blk & 2) {
         nb = mb_->nzc[c][blk - 2];
-    } else if (const MbInfo* t = const_cast<SliceDecoder*>(this)->mb_at(mbx_, mby_ - 1)) {
+    } else if (const MbInfo* t = mb_at(mbx_, mby_ - 1)) {
         nb = t->nzc[c][blk + 2];
     }
     if (na >= 0 && nb >= 0) return (na + nb + 1) >> 1;
@@ -309,9 +309,9 @@ int SliceDecoder::nc_chroma(int c, int blk) const {
 
 bool SliceDecoder::parse_residual(bool i16, int cbp_luma, int cbp_chroma, Vek32u& cbp4x4) {
     Vek16s* out = coeffs_;
-    const Vek32s** token = const_cast<const Vek32s**>(dec_.coeff_token_);
-    const Vek32s** zeros = const_cast<const Vek32s**>(dec_.total_zeros_);
-    const Vek32s** runs = const_cast<const Vek32s**>(dec_.run_before_);
+    const Vek32s* const* token = dec_.coeff_token_;
+    const Vek32s* const* zeros = dec_.total_zeros_;
+    const Vek32s* const* runs = dec_.run_before_;
     Vek16s count = 0;
     auto block = [&](int nc, int capacity) -> bool {
         const VekStatus st = vekiDecodeCAVLCCoeffs_H264_1u16s(br_.word_ptr(), br_.offset_ptr(), &count, &out, nc,
@@ -330,7 +330,7 @@ bool SliceDecoder::parse_residual(bool i16, int cbp_luma, int cbp_chroma, Vek32u
         if (count > 0) cbp4x4 |= 1u << (n + 1);
     }
     if (cbp_chroma) {
-        const Vek32s** dc_zeros = const_cast<const Vek32s**>(dec_.total_zeros_chroma_dc_);
+        const Vek32s* const* dc_zeros = dec_.total_zeros_chroma_dc_;
         for (int c = 0; c < 2; ++c) {
             const VekStatus st = vekiDecodeCAVLCChromaDcCoeffs_H264_1u16s(
                 br_.word_ptr(), br_.offset_ptr(), &count, &out, dec_.coeff_token_chroma_dc_, dc_zeros, runs);
@@ -364,7 +364,7 @@ SliceDecoder::Neighbour SliceDecoder::neighbour(int list, int x4, int y4) const 
     if (y4 >= 4 || (x4 >= 4 && y4 >= 0)) return n;
     const int mx = mbx_ + (x4 < 0 ? -1 : x4 >= 4 ? 1 : 0);
     const int my = mby_ + (y4 < 0 ? -1 : 0);
-    const MbInfo* m = const_cast<SliceDecoder*>(this)->mb_at(mx, my);
+    const MbInfo* m = mb_at(mx, my);
     if (!m) return n;
     n.avail = true;
     if (m->intra) return n;
@@ -749,7 +749,7 @@ void SliceDecoder::mc_partition(int x4, int y4, int w4, int h4) {
                                                 sh_.chroma_log2_denom, c0.w, c0.o, c1.w, c1.o, croi);
         }
     } else if (sh_.slice_type == 1 && pps_.weighted_bipred_idc == 2) {
-        const int w0 = 32 + dec_.implicit_w_[refs[0] * 32 + refs[1]], w1 = 64 - w0;
+        const int w0 = dec_.implicit_w_[refs[0] * 32 + refs[1]], w1 = 64 - w0;
         vekiBiDirWeightBlockImplicit_H264_8u_P3P1R(tmp_[0], tmp_[1], dst_y, 16, 16, stride, w0, w1, roi);
         for (int c = 0; c < 2; ++c)
             vekiBiDirWeightBlockImplicit_H264_8u_P3P1R(tmpc_[0][c], tmpc_[1][c], cdst[c], 8, 8, cstride, w0, w1,

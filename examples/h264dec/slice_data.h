@@ -34,7 +34,7 @@ private:
     void mc_partition(int x4, int y4, int w4, int h4);
 
     // Neighbours and prediction.
-    MbInfo* mb_at(int mbx, int mby);
+    const MbInfo* mb_at(int mbx, int mby) const;
     bool intra_available(const MbInfo* n) const;
     int nc_luma(int blk) const;
     int nc_chroma(int c, int blk) const;
