@@ -8,6 +8,7 @@
 namespace {
 
 using avs_test::Encoder;
+using avs_test::kFrameScan;
 using avs_test::Kind;
 using avs_test::WordWriter;
 
@@ -25,9 +26,6 @@ const std::array<Decoder, 3>& decoders() {
     return d;
 }
 
-constexpr int kFrameScan[64] = {0,  1,  8,  16, 9,  2,  3,  10, 17, 24, 32, 25, 18, 11, 4,  5,  12, 19, 26, 33, 40, 48,
-                                41, 34, 27, 20, 13, 6,  7,  14, 21, 28, 35, 42, 49, 56, 57, 50, 43, 36, 29, 22, 15, 23,
-                                30, 37, 44, 51, 58, 59, 52, 45, 38, 31, 39, 46, 53, 60, 61, 54, 47, 55, 62, 63};
 constexpr int kFieldScan[64] = {0,  8,  16, 1,  24, 32, 9,  17, 40, 48, 25, 2,  10, 56, 33, 18, 3,  41, 49, 26, 11, 19,
                                 4,  57, 34, 12, 42, 27, 20, 50, 35, 28, 5,  13, 58, 43, 36, 21, 6,  29, 51, 44, 14, 22,
                                 37, 59, 52, 30, 45, 60, 38, 53, 46, 61, 54, 7,  62, 15, 23, 31, 39, 47, 55, 63};
@@ -151,27 +149,21 @@ TEST(AvsBlockDecode, RandomStreamsWithEscapesAndTableChanges) {
 // The code of an empty block, the field count, the chroma scan taken from the
 // whole of scanType, and a code number wider than 32 bits.
 TEST(AvsBlockDecode, EndCasesAndScanChoice) {
-    struct Case {
+    const struct {
         std::size_t decoder;
         Vek32s scan_type;
         bool field_row;
-    };
-    const Case cases[] = {{0, 0, false}, {0, 1, true}, {0, 2, false}, {1, 2, false},
-                          {1, -1, true}, {2, 1, true}, {2, 2, true}};
-    for (const Case& c : cases) {
+    } cases[] = {{0, 0, false}, {0, 1, true}, {0, 2, false}, {1, 2, false}, {1, -1, true}, {2, 1, true}, {2, 2, true}};
+    for (const auto& c : cases) {
         const Decoder& d = decoders()[c.decoder];
         WordWriter w;
         Encoder empty{d.kind, w};
         empty.eob();
         Encoder one{d.kind, w};
-        one.pair(5, 1);
-        one.pair(0, -1);
-        one.eob();
+        one.pair(5, 1), one.pair(0, -1), one.eob();
         // A 40-zero code number is an escape with a huge run: its escape value is
         // read and the block ends with nothing.
-        w.put(0, 40);
-        w.put(1, 1);
-        w.put(0, 40 + d.kind.order[0]);
+        w.put(0, 40), w.put(1, 1), w.put(0, 40 + d.kind.order[0]);
         w.exp_golomb(9, d.kind.escape_order);
         decode_all(d, w, {Block{}, Block{{{5, 1}, {0, -1}}}, Block{}}, c.scan_type, c.field_row);
     }

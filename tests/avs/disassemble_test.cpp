@@ -6,15 +6,12 @@
 #include <array>
 #include <cmath>
 #include <random>
-#include <vector>
 
-#include "vekvc.h"
+#include "avs/stream.h"
 
 namespace {
 
-constexpr int kFrameScan[64] = {0,  1,  8,  16, 9,  2,  3,  10, 17, 24, 32, 25, 18, 11, 4,  5,  12, 19, 26, 33, 40, 48,
-                                41, 34, 27, 20, 13, 6,  7,  14, 21, 28, 35, 42, 49, 56, 57, 50, 43, 36, 29, 22, 15, 23,
-                                30, 37, 44, 51, 58, 59, 52, 45, 38, 31, 39, 46, 53, 60, 61, 54, 47, 55, 62, 63};
+using avs_test::kFrameScan;
 
 // What the block decoder would report for these levels in a frame scan.
 Vek32u scan_count(const Vek16s* lv) {
@@ -96,6 +93,8 @@ TEST(AvsForward, InPlaceRoundingAndChecks) {
 
 // A 48x48 picture, macroblock at (16, 16): random source, a reconstructed
 // neighbourhood from a smoothed copy.
+constexpr int kAt = 16 * 48 + 16;  // the macroblock's first sample
+
 struct Scene {
     std::vector<Vek8u> src = std::vector<Vek8u>(48 * 48), rec = std::vector<Vek8u>(48 * 48);
     explicit Scene(unsigned seed, int noise) {
@@ -119,10 +118,8 @@ TEST(AvsDisassemble, LumaReconstructsAsEncoderSaw) {
                 Vek16s coeff[5 * 64];
                 Vek16s* cursor = coeff;
                 Vek32u modes[4] = {9, 9, 9, 9}, cbp = 99;
-                ASSERT_EQ(
-                    vekiDisassembleLumaIntra_AVS_16s8u_C1R(s.src.data() + 16 * 48 + 16, 48, s.rec.data() + 16 * 48 + 16,
-                                                           48, &cursor, modes, &cbp, qp, edges),
-                    vekStsOk);
+                ASSERT_EQ(vekiDisassembleLumaIntra_AVS_16s8u_C1R(s.src.data() + kAt, 48, s.rec.data() + kAt, 48, &cursor,
+                                                                 modes, &cbp, qp, edges), vekStsOk);
                 ASSERT_LT(cbp, 16u);
                 const int coded = __builtin_popcount(cbp);
                 EXPECT_EQ(cursor, coded ? coeff + 64 * coded : coeff);
@@ -132,13 +129,10 @@ TEST(AvsDisassemble, LumaReconstructsAsEncoderSaw) {
                     if (cbp >> b & 1) counts[b] = scan_count(coeff + 64 * k++);
                 }
                 Vek16s* read = coeff;
-                ASSERT_EQ(vekiReconstructLumaIntra_AVS_16s8u_C1R(&read, before.data() + 16 * 48 + 16, 48, modes, counts,
-                                                                 cbp, qp, edges),
-                          vekStsOk);
+                ASSERT_EQ(vekiReconstructLumaIntra_AVS_16s8u_C1R(&read, before.data() + kAt, 48, modes, counts, cbp,
+                                                                 qp, edges), vekStsOk);
                 EXPECT_EQ(before, s.rec) << "qp " << qp << " edges " << edges << " noise " << noise;
-                if (qp == 0 && noise == 60) {
-                    EXPECT_EQ(cbp, 15u);
-                }
+                if (qp == 0 && noise == 60) { EXPECT_EQ(cbp, 15u); }
             }
 }
 
@@ -150,12 +144,11 @@ TEST(AvsDisassemble, ChromaReconstructsAsEncoderSaw) {
                 std::vector<Vek8u> bu = u.rec, bv = v.rec;
                 Vek16s coeff[3 * 64];
                 Vek16s* cursor = coeff;
-                const Vek8u* srcs[2] = {u.src.data() + 16 * 48 + 16, v.src.data() + 16 * 48 + 16};
-                Vek8u* dsts[2] = {u.rec.data() + 16 * 48 + 16, v.rec.data() + 16 * 48 + 16};
+                const Vek8u* srcs[2] = {u.src.data() + kAt, v.src.data() + kAt};
+                Vek8u* dsts[2] = {u.rec.data() + kAt, v.rec.data() + kAt};
                 Vek32u mode = 9, cbp = 99;
-                ASSERT_EQ(
-                    vekiDisassembleChroma420Intra_AVS_16s8u_C1R(srcs, 48, dsts, 48, &cursor, &mode, &cbp, qp, edges),
-                    vekStsOk);
+                ASSERT_EQ(vekiDisassembleChroma420Intra_AVS_16s8u_C1R(srcs, 48, dsts, 48, &cursor, &mode, &cbp, qp, edges),
+                          vekStsOk);
                 ASSERT_LT(mode, 4u);
                 ASSERT_LT(cbp, 4u);
                 const int coded = __builtin_popcount(cbp);
@@ -164,10 +157,8 @@ TEST(AvsDisassemble, ChromaReconstructsAsEncoderSaw) {
                 for (int b = 0, k = 0; b < 2; ++b)
                     if (cbp >> b & 1) counts[b] = scan_count(coeff + 64 * k++);
                 Vek16s* read = coeff;
-                ASSERT_EQ(
-                    vekiReconstructChromaIntra_AVS_16s8u_C1R(&read, bu.data() + 16 * 48 + 16, bv.data() + 16 * 48 + 16,
-                                                             48, mode, counts, cbp, qp, edges),
-                    vekStsOk);
+                ASSERT_EQ(vekiReconstructChromaIntra_AVS_16s8u_C1R(&read, bu.data() + kAt, bv.data() + kAt, 48, mode,
+                                                                   counts, cbp, qp, edges), vekStsOk);
                 EXPECT_EQ(bu, u.rec) << "qp " << qp << " edges " << edges;
                 EXPECT_EQ(bv, v.rec) << "qp " << qp << " edges " << edges;
             }
@@ -181,14 +172,13 @@ TEST(AvsDisassemble, TiesAndEmptyPattern) {
     Vek16s coeff[4 * 64];
     Vek16s* cursor = coeff;
     Vek32u modes[4], cbp = 99;
-    ASSERT_EQ(vekiDisassembleLumaIntra_AVS_16s8u_C1R(src.data() + 16 * 48 + 16, 48, rec.data() + 16 * 48 + 16, 48,
-                                                     &cursor, modes, &cbp, 20, 5),
-              vekStsOk);
+    ASSERT_EQ(vekiDisassembleLumaIntra_AVS_16s8u_C1R(src.data() + kAt, 48, rec.data() + kAt, 48, &cursor, modes, &cbp,
+                                                     20, 5), vekStsOk);
     EXPECT_EQ(cbp, 0u);
     EXPECT_EQ(cursor, coeff);
     EXPECT_EQ((std::array<Vek32u, 4>{modes[0], modes[1], modes[2], modes[3]}), (std::array<Vek32u, 4>{2, 1, 0, 0}));
     const Vek8u* srcs[2] = {src.data(), src.data()};
-    Vek8u* dsts[2] = {rec.data() + 16 * 48 + 16, rec.data() + 16 * 48 + 24};
+    Vek8u* dsts[2] = {rec.data() + kAt, rec.data() + 16 * 48 + 24};
     Vek32u mode = 9;
     ASSERT_EQ(vekiDisassembleChroma420Intra_AVS_16s8u_C1R(srcs, 48, dsts, 48, &cursor, &mode, &cbp, 20, 0), vekStsOk);
     EXPECT_EQ(mode, 0u);
@@ -198,25 +188,23 @@ TEST(AvsDisassemble, TiesAndEmptyPattern) {
 TEST(AvsDisassemble, ArgumentChecks) {
     Vek8u pic[16 * 16] = {};
     Vek16s coeff[4 * 64];
-    Vek16s* cursor = coeff;
-    Vek16s* none = nullptr;
+    Vek16s *cursor = coeff, *none = nullptr;
     Vek32u modes[4], cbp = 7;
-    EXPECT_EQ(vekiDisassembleLumaIntra_AVS_16s8u_C1R(nullptr, 16, pic, 16, &cursor, modes, &cbp, 99, 0),
-              vekStsNullPtrErr);
-    EXPECT_EQ(vekiDisassembleLumaIntra_AVS_16s8u_C1R(pic, 16, pic, 16, &none, modes, &cbp, 99, 0), vekStsNullPtrErr);
-    EXPECT_EQ(vekiDisassembleLumaIntra_AVS_16s8u_C1R(pic, 16, pic, 16, &cursor, modes, nullptr, 99, 0),
-              vekStsNullPtrErr);
-    EXPECT_EQ(vekiDisassembleLumaIntra_AVS_16s8u_C1R(pic, 16, pic, 16, &cursor, modes, &cbp, 64, 0),
-              vekStsOutOfRangeErr);
-    const Vek8u* srcs[2] = {pic, nullptr};
-    const Vek8u* good_srcs[2] = {pic, pic};
+    const auto luma = [&](const Vek8u* s, Vek16s** c, Vek32u* pcbp, Vek32u qp) {
+        return vekiDisassembleLumaIntra_AVS_16s8u_C1R(s, 16, pic, 16, c, modes, pcbp, qp, 0);
+    };
+    EXPECT_EQ(luma(nullptr, &cursor, &cbp, 99), vekStsNullPtrErr);
+    EXPECT_EQ(luma(pic, &none, &cbp, 99), vekStsNullPtrErr);
+    EXPECT_EQ(luma(pic, &cursor, nullptr, 99), vekStsNullPtrErr);
+    EXPECT_EQ(luma(pic, &cursor, &cbp, 64), vekStsOutOfRangeErr);
+    const Vek8u *srcs[2] = {pic, nullptr}, *good_srcs[2] = {pic, pic};
     Vek8u* dsts[2] = {pic, pic};
-    EXPECT_EQ(vekiDisassembleChroma420Intra_AVS_16s8u_C1R(srcs, 16, dsts, 16, &cursor, modes, &cbp, 99, 0),
-              vekStsNullPtrErr);
-    EXPECT_EQ(vekiDisassembleChroma420Intra_AVS_16s8u_C1R(good_srcs, 16, dsts, 16, &cursor, nullptr, &cbp, 99, 0),
-              vekStsNullPtrErr);
-    EXPECT_EQ(vekiDisassembleChroma420Intra_AVS_16s8u_C1R(good_srcs, 16, dsts, 16, &cursor, modes, &cbp, 52, 0),
-              vekStsOutOfRangeErr);
+    const auto chroma = [&](const Vek8u** s, Vek32u* mode, Vek32u qp) {
+        return vekiDisassembleChroma420Intra_AVS_16s8u_C1R(s, 16, dsts, 16, &cursor, mode, &cbp, qp, 0);
+    };
+    EXPECT_EQ(chroma(srcs, modes, 99), vekStsNullPtrErr);
+    EXPECT_EQ(chroma(good_srcs, nullptr, 99), vekStsNullPtrErr);
+    EXPECT_EQ(chroma(good_srcs, modes, 52), vekStsOutOfRangeErr);
     EXPECT_EQ(cbp, 7u);
     EXPECT_EQ(cursor, coeff);
 }

@@ -18,6 +18,11 @@
 
 namespace avs_test {
 
+// Raster place of each frame-scan position.
+constexpr int kFrameScan[64] = {0,  1,  8,  16, 9,  2,  3,  10, 17, 24, 32, 25, 18, 11, 4,  5,  12, 19, 26, 33, 40, 48,
+                                41, 34, 27, 20, 13, 6,  7,  14, 21, 28, 35, 42, 49, 56, 57, 50, 43, 36, 29, 22, 15, 23,
+                                30, 37, 44, 51, 58, 59, 52, 45, 38, 31, 39, 46, 53, 60, 61, 54, 47, 55, 62, 63};
+
 struct Table {
     std::map<std::pair<int, int>, int> code;  // (run, level) -> code number
     std::vector<std::pair<int, int>> pairs;   // by code number, codes 0..58
@@ -64,21 +69,11 @@ inline std::vector<Table> read_tables(const std::string& prefix) {
 }
 
 inline Kind intra() {
-    return {"Intra",
-            {2, 2, 2, 2, 2, 2, 2},
-            1,
-            {22, 14, 9, 6, 6, 4, 4, 4, 2, 2, 2, 1},
-            11,
-            {1, 2, 4, 7, 10, 65535},
+    return {"Intra", {2, 2, 2, 2, 2, 2, 2}, 1, {22, 14, 9, 6, 6, 4, 4, 4, 2, 2, 2, 1}, 11, {1, 2, 4, 7, 10, 65535},
             read_tables("_Intra")};
 }
 inline Kind inter() {
-    return {"Inter",
-            {3, 2, 2, 2, 2, 2, 2},
-            0,
-            {25, 18, 13, 9, 6, 6, 6, 4, 4, 4, 3},
-            10,
-            {1, 2, 3, 6, 9, 65535},
+    return {"Inter", {3, 2, 2, 2, 2, 2, 2}, 0, {25, 18, 13, 9, 6, 6, 6, 4, 4, 4, 3}, 10, {1, 2, 3, 6, 9, 65535},
             read_tables("_Inter")};
 }
 inline Kind chroma() {
@@ -94,9 +89,7 @@ struct WordWriter {
         if (b) words.back() |= 0x80000000u >> (bits % 32);
         ++bits;
     }
-    void put(std::uint64_t v, int n) {
-        for (int i = n - 1; i >= 0; --i) put_bit(static_cast<int>((v >> i) & 1));
-    }
+    void put(std::uint64_t v, int n) { for (int i = n - 1; i >= 0; --i) put_bit(static_cast<int>((v >> i) & 1)); }
     // Order-k Exp-Golomb of v: v + 2^k written after as many zeros as it has bits past k + 1.
     void exp_golomb(std::uint64_t v, int k) {
         const std::uint64_t x = v + (std::uint64_t{1} << k);

@@ -74,12 +74,13 @@ struct Rig {
         if (c.one) return c.one(srcs ? srcs[0] : nullptr, dsts ? dsts[0] : nullptr, kStep);
         return c.dv100(srcs ? srcs[0] : nullptr, dsts, kStep);
     }
-    VekStatus run(const Conv& c) {
-        const std::array<const Vek16s*, 5> s = {mb(0), mb(1), mb(2), mb(3), mb(4)};
+    std::array<const Vek16s*, 5> srcs() { return {mb(0), mb(1), mb(2), mb(3), mb(4)}; }
+    std::array<Vek8u*, 10> dsts() {
         std::array<Vek8u*, 10> d;
-        for (int i = 0; i < 10; ++i) d[std::size_t(i)] = dst[std::size_t(i)].data();
-        return run(c, s.data(), d.data());
+        for (std::size_t i = 0; i < 10; ++i) d[i] = dst[i].data();
+        return d;
     }
+    VekStatus run(const Conv& c) { return run(c, srcs().data(), dsts().data()); }
     // True when destination i holds `value` exactly in the output area and
     // the sentinel everywhere else.
     bool written(const Conv& c, int i, int value = -1) const {
@@ -114,19 +115,15 @@ TEST(DvConvert, UniformBlocksGiveTheElementOperation) {
 TEST(DvConvert, NullArraysAndEntries) {
     for (const Conv& c : kConvs) {
         Rig s;
-        const std::array<const Vek16s*, 5> srcs = {s.mb(0), s.mb(1), s.mb(2), s.mb(3), s.mb(4)};
-        std::array<Vek8u*, 10> dsts;
-        for (int i = 0; i < 10; ++i) dsts[std::size_t(i)] = s.dst[std::size_t(i)].data();
         if (c.checks_arrays) {
-            EXPECT_EQ(s.run(c, nullptr, dsts.data()), vekStsNullPtrErr) << c.name;
-            EXPECT_EQ(s.run(c, srcs.data(), nullptr), vekStsNullPtrErr) << c.name;
+            EXPECT_EQ(s.run(c, nullptr, s.dsts().data()), vekStsNullPtrErr) << c.name;
+            EXPECT_EQ(s.run(c, s.srcs().data(), nullptr), vekStsNullPtrErr) << c.name;
             for (int i = 0; i < 10; ++i) EXPECT_TRUE(s.untouched(i)) << c.name;
         }
         for (const bool null_src : {true, false}) {
             Rig t;
-            auto ss = srcs;
-            auto dd = dsts;
-            for (int i = 0; i < 10; ++i) dd[std::size_t(i)] = t.dst[std::size_t(i)].data();
+            auto ss = s.srcs();
+            auto dd = t.dsts();
             (null_src ? ss[2] : ss[0]) = nullptr;  // a null source entry never has its destination used
             if (!null_src) dd[2] = nullptr;
             switch (c.entries) {

@@ -4,6 +4,9 @@
 #pragma once
 
 #include <cstdint>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <string>
 #include <utility>
 #include <vector>
@@ -12,6 +15,22 @@
 #include "vekvc.h"
 
 namespace vek::dv::test {
+
+// A file of tests/data/dv (real frames, written by a DV encoder).
+inline std::filesystem::path data_path(const std::string& name) {
+    return std::filesystem::path(__FILE__).parent_path() / ".." / "data" / "dv" / name;
+}
+inline std::vector<std::uint8_t> read_data(const std::string& name) {
+    std::ifstream in(data_path(name), std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+// The video DIF blocks (section type 4) of a frame, in order.
+inline std::vector<std::uint8_t> video_difs(const std::vector<std::uint8_t>& frame) {
+    std::vector<std::uint8_t> video;
+    for (std::size_t at = 0; at + 80 <= frame.size(); at += 80)
+        if ((frame[at] >> 5) == 4) video.insert(video.end(), frame.begin() + long(at), frame.begin() + long(at) + 80);
+    return video;
+}
 
 struct TestBlock {
     int dc = 0;      // -256..255

@@ -6,21 +6,15 @@
 
 #include <cmath>
 #include <cstdio>
-#include <filesystem>
-#include <fstream>
 #include <string>
 #include <vector>
 
+#include "dv_writer.h"
 #include "vekvc.h"
 
 namespace {
 
-const std::filesystem::path kData = std::filesystem::path(__FILE__).parent_path() / ".." / "data" / "dv";
-
-std::vector<std::uint8_t> read_all(const std::filesystem::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
+using namespace vek::dv::test;
 
 // Output of an ffmpeg command line as bytes; empty without ffmpeg.
 std::vector<std::uint8_t> run_ffmpeg(const std::string& args) {
@@ -103,17 +97,15 @@ TEST(DvFrame, MatchesAnotherDecoder) {
     };
     for (const FrameCase& c : cases) {
         const int kW = c.width, kH = c.height;
-        const auto frame = read_all(kData / c.file);
-        const auto other = run_ffmpeg("-f dv -i '" + (kData / c.file).string() + "' -pix_fmt " + c.pix_fmt);
+        const auto frame = read_data(c.file);
+        const auto other = run_ffmpeg("-f dv -i '" + data_path(c.file).string() + "' -pix_fmt " + c.pix_fmt);
         const std::size_t chroma = std::size_t(kW / c.chroma_w) * std::size_t(kH / c.chroma_h);
         if (other.size() != std::size_t(kW) * kH + 2 * chroma) GTEST_SKIP() << "ffmpeg is not available";
         const std::uint8_t* oy = other.data();
         const std::uint8_t* oc[2] = {oy + kW * kH, oy + kW * kH + chroma};
         const bool is411 = c.chroma_w == 4;
 
-        std::vector<std::uint8_t> video;
-        for (std::size_t at = 0; at + 80 <= frame.size(); at += 80)
-            if ((frame[at] >> 5) == 4) video.insert(video.end(), frame.begin() + long(at), frame.begin() + long(at) + 80);
+        const std::vector<std::uint8_t> video = video_difs(frame);
         ASSERT_EQ(video.size(), std::size_t(400 * c.segments));
 
         std::vector<Vek8u> picture(std::size_t(2 * kW) * kH);

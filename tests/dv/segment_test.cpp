@@ -5,8 +5,6 @@
 
 #include <array>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
 #include <random>
 #include <vector>
 
@@ -46,16 +44,14 @@ TEST(DvSegment, NullPointers) {
 }
 
 // One code in block 0 behind DC 0; every other block is empty.
-struct CodeCase {
-    const char* bits;
-    int position;  // raster place written, -1 none
-    int value;
-    bool eob;      // the block ended with end of block
-    int counter;   // final position less 64
-};
-
 TEST(DvSegment, CodesOfTheListing) {
-    const CodeCase cases[] = {
+    const struct {
+        const char* bits;
+        int position;  // raster place written, -1 none
+        int value;
+        bool eob;      // the block ended with end of block
+        int counter;   // final position less 64
+    } cases[] = {
         {"000", 1, 64, true, -62},                       // 0/1, 3 bits
         {"001", 1, -64, true, -62},
         {"01110", 8, 64, true, -61},                     // 1/1: scan position 2 is raster 8
@@ -72,18 +68,15 @@ TEST(DvSegment, CodesOfTheListing) {
         {"1111111" "11111111" "1", 1, -255 * 64, true, -62},  // escape
         {"1111111" "00000011" "0", 1, 3 * 64, true, -62},
     };
-    for (const CodeCase& c : cases) {
+    for (const auto& c : cases) {
         std::vector<TestBlock> blocks(30);
         int qno[5] = {1, 2, 3, 4, 5};
         std::vector<std::uint8_t> seg;
         ASSERT_TRUE(write_segment(kLayoutDV25, blocks, qno, seg));
         // Block 0 holds 100 AC bits from bit 44; overwrite its end of block.
         std::string bits = std::string(c.bits) + "0110";
-        for (std::size_t i = 0; i < 100; ++i) {
-            const std::size_t at = 44 + i;
-            const bool one = i < bits.size() && bits[i] == '1';
-            seg[at >> 3] = std::uint8_t((seg[at >> 3] & ~(0x80 >> (at & 7))) | (one ? 0x80 >> (at & 7) : 0));
-        }
+        for (std::size_t i = 0, at = 44; i < 100; ++i, ++at)
+            seg[at >> 3] = std::uint8_t((seg[at >> 3] & ~(0x80 >> (at & 7))) | (i < bits.size() && bits[i] == '1' ? 0x80 >> (at & 7) : 0));
         const Decoded d = decode(&vekiHuffmanDecodeSegment_DV_8u16s, seg, 30);
         std::vector<Vek16s> want(64);
         if (c.position >= 0) want[std::size_t(c.position)] = Vek16s(c.value);
@@ -225,25 +218,10 @@ TEST(DvSegment, Dv100WrittenSegmentsDecodeBack) {
     }
 }
 
-}  // namespace
+// ---- Real frames: the video segments of a frame, five video DIF blocks each.
 
-namespace {
-
-// ---- Real frames (tests/data/dv, written by a DV encoder) ---------------------
-
-std::vector<std::uint8_t> read_file(const char* name) {
-    const auto path = std::filesystem::path(__FILE__).parent_path() / ".." / "data" / "dv" / name;
-    std::ifstream in(path, std::ios::binary);
-    EXPECT_TRUE(in.good()) << path;
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
-
-// The video segments of a frame: its video DIF blocks (section type 4) in
-// order, five to a segment.
 std::vector<std::vector<std::uint8_t>> video_segments(const std::vector<std::uint8_t>& frame) {
-    std::vector<std::uint8_t> video;
-    for (std::size_t at = 0; at + 80 <= frame.size(); at += 80)
-        if ((frame[at] >> 5) == 4) video.insert(video.end(), frame.begin() + long(at), frame.begin() + long(at) + 80);
+    const std::vector<std::uint8_t> video = video_difs(frame);
     std::vector<std::vector<std::uint8_t>> segs;
     for (std::size_t at = 0; at + 400 <= video.size(); at += 400)
         segs.emplace_back(video.begin() + long(at), video.begin() + long(at) + 400);
@@ -264,8 +242,8 @@ TEST(DvSegment, RealFramesEndEveryBlock) {
         {"dvcprohd_720p.dv", &vekiHuffmanDecodeSegment_DV100_8u16s, 40, 540},
     };
     for (const FrameCase& c : cases) {
-        const auto segs = video_segments(read_file(c.file));
-        ASSERT_EQ(segs.size(), c.segments) << c.file;
+        const auto segs = video_segments(read_data(c.file));
+        ASSERT_EQ(segs.size(), c.segments) << c.file << " (missing or short file)";
         int borrowed = 0;
         for (std::size_t s = 0; s < segs.size(); ++s) {
             const Decoded d = decode(c.fn, segs[s], c.blocks);
@@ -275,9 +253,7 @@ TEST(DvSegment, RealFramesEndEveryBlock) {
                 for (int b = 0; b < c.blocks; ++b) borrowed += !(one.param[std::size_t(b)] & 1);
             }
         }
-        if (c.fn == &vekiHuffmanDecodeSegment_DV_8u16s) {
-            EXPECT_GT(borrowed, 0) << c.file;
-        }
+        if (c.fn == &vekiHuffmanDecodeSegment_DV_8u16s) { EXPECT_GT(borrowed, 0) << c.file; }
     }
 }
 

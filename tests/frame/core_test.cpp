@@ -28,9 +28,8 @@ TEST(CoreMemory, AlignedUsableAndNullBelowOne) {
     }
     vekFree(nullptr);
     for (Vek32s len : {0, -1, INT32_MIN}) {
-        EXPECT_EQ(veksMalloc_8u(len), nullptr) << len;
-        EXPECT_EQ(veksMalloc_8s(len), nullptr) << len;
-        EXPECT_EQ(veksMalloc_16u(len), nullptr) << len;
+        const void* got[] = {veksMalloc_8u(len), veksMalloc_8s(len), veksMalloc_16u(len)};
+        for (const void* p : got) EXPECT_EQ(p, nullptr) << len;
     }
     EXPECT_EQ(veksMalloc_16u(0x40000000), nullptr);  // 2^31 bytes: no 32-bit count
 }

@@ -4,107 +4,19 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <array>
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <map>
-#include <memory>
 #include <random>
-#include <sstream>
-#include <string>
-#include <vector>
 
-#include "vekvc.h"
+#include "h264/cavlc_stream.h"
 
 namespace {
 
-// Test-side bit writer: bits in order into words, bit 31 first; `fill` pads.
-struct BitWriter {
-    std::string bits;
-    void put(Vek32u v, int n) {
-        for (int i = n - 1; i >= 0; --i) bits += (v >> i) & 1 ? '1' : '0';
-    }
-    std::vector<Vek32u> words(Vek32u fill = 0) const {
-        std::vector<Vek32u> w(bits.size() / 32 + 4, 0);
-        for (std::size_t i = 0; i < w.size() * 32; ++i)
-            if (i < bits.size() ? bits[i] == '1' : (fill >> (31 - i % 32)) & 1) w[i / 32] |= 1u << (31 - i % 32);
-        return w;
-    }
-};
-
-// Rows of a table file: the code and its numbers.
-std::vector<std::pair<std::string, std::vector<int>>> rows(const char* name) {
-    std::ifstream in(std::filesystem::path(__FILE__).parent_path() / ".." / "data" / "vlc" / name);
-    EXPECT_TRUE(in.good()) << name;
-    std::vector<std::pair<std::string, std::vector<int>>> out;
-    for (std::string line; std::getline(in, line);) {
-        if (line.empty() || line[0] == '#') continue;
-        std::istringstream f(line);
-        auto& [code, v] = out.emplace_back();
-        f >> code;
-        for (int x; f >> x;) v.push_back(x);
-    }
-    return out;
-}
-
-using CodeMap = std::map<std::vector<int>, std::string>;  // (selector, symbol...) -> code
-struct Free {
-    void operator()(Vek32s* t) const { vekiHuffmanTableFree_32s(t); }
-};
-
-// The decoder's tables for one level layout, built by the library's builder,
-// and the code maps the encoder writes from.
-struct Tables {
-    CodeMap token, zeros[3], run;
-    std::vector<std::unique_ptr<Vek32s, Free>> owned;
-    std::array<const Vek32s*, 3> token_luma{};  // nC 0-1, 2-3, 4-7
-    const Vek32s *token420 = nullptr, *token422 = nullptr;
-    std::array<std::array<const Vek32s*, 17>, 3> tz{};  // 4x4, 4:2:0, 4:2:2 by total
-    std::array<const Vek32s*, 17> rb{};                 // by zeros left
-
-    // A table of the rows whose first number is `sel`; the value packs the others a byte apart.
-    const Vek32s* build(const CodeMap& m, int sel, const std::vector<Vek32s>& widths) {
-        std::vector<Vek32s> list = {0, static_cast<Vek32s>(widths.size())};
-        list.insert(list.end(), widths.begin(), widths.end());
-        for (std::size_t len = 1; len <= 16; ++len) {
-            const std::size_t count = list.size();
-            list.push_back(0);
-            for (const auto& [key, code] : m)
-                if (key[0] == sel && code.size() == len) {
-                    ++list[count];
-                    list.push_back(static_cast<Vek32s>(std::stoul(code, nullptr, 2)));
-                    list.push_back(key.size() == 3 ? key[1] | key[2] << 8 : key[1]);
-                }
-        }
-        list.push_back(-1);
-        Vek32s* t = nullptr;
-        EXPECT_EQ(vekiHuffmanTableInitAlloc_32s(list.data(), &t), vekStsOk);
-        return owned.emplace_back(t).get();
-    }
-    explicit Tables(const std::vector<Vek32s>& w) {
-        for (const auto& [code, v] : rows("h264_coeff_token.txt")) token[v] = code;
-        const char* files[] = {"h264_total_zeros_4x4.txt", "h264_total_zeros_chroma_dc_420.txt",
-                               "h264_total_zeros_chroma_dc_422.txt"};
-        for (int k = 0; k < 3; ++k)
-            for (const auto& [code, v] : rows(files[k])) zeros[k][v] = code;
-        for (const auto& [code, v] : rows("h264_run_before.txt")) run[v] = code;
-        token_luma = {build(token, 0, w), build(token, 2, w), build(token, 4, w)};
-        token420 = build(token, -1, w);
-        token422 = build(token, -2, w);
-        for (int k = 0; k < 3; ++k)
-            for (int total = 1; total <= (k == 0 ? 15 : k == 1 ? 3 : 7); ++total)
-                tz[k][total] = build(zeros[k], total, w);
-        for (int left = 1; left <= 16; ++left) rb[left] = left <= 7 ? build(run, left, w) : rb[7];
-    }
-};
+using namespace cavlc_test;
 
 enum Form { kLuma, kDc420, kDc422 };
-constexpr std::array<Vek32s, 17> kZigzag = {0, 1, 4, 8, 5, 2, 3, 6, 9, 12, 13, 10, 7, 11, 14, 15, 0};
-constexpr int kDc422Places[8] = {0, 2, 1, 4, 6, 3, 5, 7};
 
-// Encoder from the standard's syntax: coef holds `capacity` values in coding order.
+// Test-side block writer: coef holds `capacity` values in coding order.
 void write_block(BitWriter& w, const Tables& t, Form form, int nc, const std::vector<int>& coef) {
     std::vector<int> levels;  // highest frequency first
     int last = -1;
@@ -116,26 +28,7 @@ void write_block(BitWriter& w, const Tables& t, Form form, int nc, const std::ve
     const int cls = form == kDc420 ? -1 : form == kDc422 ? -2 : nc < 2 ? 0 : nc < 4 ? 2 : nc < 8 ? 4 : 8;
     w.bits += t.token.at({cls, t1, total});
     for (int i = 0; i < t1; ++i) w.put(levels[i] < 0, 1);
-    int sl = total > 10 && t1 < 3 ? 1 : 0;
-    for (int i = t1; i < total; ++i) {
-        const int code = (levels[i] > 0 ? 2 * levels[i] - 2 : -2 * levels[i] - 1) - (i == t1 && t1 < 3 ? 2 : 0);
-        if (code < (sl ? 15 << sl : 14)) {
-            w.put(1, (code >> sl) + 1);
-            w.put(static_cast<Vek32u>(code), sl);
-        } else if (sl == 0 && code < 30) {
-            w.put(1, 15);
-            w.put(static_cast<Vek32u>(code - 14), 4);
-        } else {
-            const int esc = code - (15 << sl) - (sl ? 0 : 15);
-            int prefix = 15;
-            while (esc >= (prefix == 15 ? 4096 : (1 << (prefix - 2)) - 4096)) ++prefix;
-            w.put(1, prefix + 1);
-            w.put(static_cast<Vek32u>(esc - (prefix == 15 ? 0 : (1 << (prefix - 3)) - 4096)),
-                  prefix == 15 ? 12 : prefix - 3);
-        }
-        if (sl == 0) sl = 1;
-        if (std::abs(levels[i]) > (3 << (sl - 1)) && sl < 6) ++sl;
-    }
+    write_levels(w, std::vector<int>(levels.begin() + t1, levels.end()), t1, total);
     if (total == 0) return;
     int zeros = last + 1 - total;
     if (total < static_cast<int>(coef.size())) w.bits += t.zeros[form].at({total, zeros});
@@ -181,13 +74,13 @@ TEST(CavlcDecode, RandomBlocksOfEveryClassRoundTrip) {
     const struct {
         Form form;
         int nc, capacity;
-    } specs[] = {
+    } kinds[] = {
         {kLuma, 0, 16}, {kLuma, 1, 15}, {kLuma, 2, 16},   {kLuma, 3, 15}, {kLuma, 5, 16},
         {kLuma, 7, 15}, {kLuma, 8, 16}, {kLuma, 100, 15}, {kDc420, 0, 4}, {kDc422, 0, 8},
     };
     for (const std::vector<Vek32s>& widths : {std::vector<Vek32s>{16}, {8, 8}, {4, 4, 4, 4}, {6, 5, 5}, {1, 15}}) {
         const Tables t(widths);
-        for (const auto& s : specs) {
+        for (const auto& s : kinds) {
             SCOPED_TRACE(::testing::Message() << "form " << s.form << ", nC " << s.nc << ", capacity " << s.capacity
                                               << ", levels " << ::testing::PrintToString(widths));
             const int size = s.form == kLuma ? 16 : s.capacity, first = 16 - s.capacity;
@@ -237,8 +130,8 @@ TEST(CavlcDecode, RandomBlocksOfEveryClassRoundTrip) {
 // pointer moved, and the block (prefilled with 77), in both widths unless a
 // case names one.
 TEST(CavlcDecode, HandMadeStreams) {
-    const Tables t({8, 8});
-    Tables no_tz({8, 8});
+    const Tables t;
+    Tables no_tz;
     no_tz.tz[0][2] = nullptr;
     const auto bin = [](unsigned v, int n) {
         std::string s;
@@ -315,7 +208,7 @@ TEST(CavlcDecode, HandMadeStreams) {
 }
 
 TEST(CavlcDecode, BlockChecksInOrder) {
-    const Tables t({8, 8});
+    const Tables t;
     struct Args {
         std::vector<Vek32u> stream = {0x80000000u, 0, 0};  // "1": the empty block of nC 0
         Vek32u* word = stream.data();
@@ -375,7 +268,7 @@ TEST(CavlcDecode, BlockChecksInOrder) {
 // The 16-bit 4:2:0 form decodes its two shortest tokens without tables and
 // tests the pointers it needs late; the other chroma forms test all at once.
 TEST(CavlcDecode, ChromaDcShortPathAndLateChecks) {
-    const Tables t({8, 8});
+    const Tables t;
     const struct {
         const char* name;
         Vek32u word;

@@ -53,9 +53,10 @@ const DeblockFn kFns[] = {
 };
 #undef FN
 
+// Looked up by the name without its common "vekiFilterDeblocking" prefix.
 const DeblockFn& fn_named(const std::string& name) {
     for (const auto& f : kFns)
-        if (name == f.name) return f;
+        if ("vekiFilterDeblocking" + name == f.name) return f;
     std::abort();  // a misspelt name in a test table
 }
 
@@ -68,14 +69,13 @@ struct Plane {
     explicit Plane(int sample_bytes) : bytes(sample_bytes) {}
     void* mb() { return bytes == 1 ? static_cast<void*>(&b8[kOrigin]) : &b16[kOrigin]; }
     // Element x (of one interleaved plane c), row y, relative to the macroblock.
+    static int idx(const DeblockFn& f, int c, int x, int y) { return kOrigin + y * kW + x * f.planes + c; }
     int get(const DeblockFn& f, int c, int x, int y) const {
-        const int i = kOrigin + y * kW + x * f.planes + c;
-        return bytes == 1 ? b8[i] : b16[i];
+        return bytes == 1 ? b8[idx(f, c, x, y)] : b16[idx(f, c, x, y)];
     }
     void set(const DeblockFn& f, int c, int x, int y, int v) {
-        const int i = kOrigin + y * kW + x * f.planes + c;
-        if (bytes == 1) b8[i] = static_cast<Vek8u>(v);
-        else b16[i] = static_cast<Vek16u>(v);
+        if (bytes == 1) b8[idx(f, c, x, y)] = static_cast<Vek8u>(v);
+        else b16[idx(f, c, x, y)] = static_cast<Vek16u>(v);
     }
     bool operator==(const Plane& o) const { return b8 == o.b8 && b16 == o.b16; }
 };
@@ -95,8 +95,8 @@ VekStatus call_at(const DeblockFn& f, void* mb_at, Vek32s step, const Args& a, i
     std::array<Vek16u, 2> a16{}, b16{};
     std::array<Vek8u, 16> t8{};
     std::array<Vek16u, 16> t16{};
-    for (int i = 0; i < 2; ++i) a8[i] = Vek8u(a.alpha[i]), b8[i] = Vek8u(a.beta[i]);
-    for (int i = 0; i < 2; ++i) a16[i] = Vek16u(a.alpha[i]), b16[i] = Vek16u(a.beta[i]);
+    for (int i = 0; i < 2; ++i)
+        a8[i] = Vek8u(a.alpha[i]), b8[i] = Vek8u(a.beta[i]), a16[i] = Vek16u(a.alpha[i]), b16[i] = Vek16u(a.beta[i]);
     for (int i = 0; i < 16; ++i) t8[i] = Vek8u(a.tc0[i]), t16[i] = Vek16u(a.tc0[i]);
     const auto nul = [null_arg](int k, auto* p) { return k == null_arg ? decltype(p){} : p; };
     void* mb = nul(1, mb_at);
@@ -180,17 +180,11 @@ void model(const DeblockFn& f, Plane& plane, const Args& a) {
             }
 }
 
-}  // namespace
-namespace {
-
 // Thresholds that let every line of the fixtures below through the filter test.
 Args open_args(Vek8u bs) {
-    Args a;
-    a.alpha = {40, 40};
-    a.beta = {10, 10};
+    Args a{{40, 40}, {10, 10}, {}, {}, 10};
     a.tc0.fill(1);
     a.bs.fill(bs);
-    a.bit_depth = 10;
     return a;
 }
 
@@ -242,56 +236,43 @@ struct KnownLine {
     int edge, bs, tc0, alpha, beta, bit_depth;
     std::array<int, 8> in, out;
 };
+// The lines most fixtures below use, p3 .. q3, luma and chroma.
+constexpr std::array<int, 8> kRamp{10, 12, 14, 16, 20, 22, 24, 26}, kChromaLine{0, 0, 10, 16, 20, 22, 0, 0};
 const KnownLine kKnownLines[] = {
     // Luma strong: both sides take the long filter (ap, aq and |p0 - q0| < alpha / 4 + 2).
-    {"vekiFilterDeblockingLuma_HorEdge_H264_8u_C1IR", 0, 4, 0, 40, 10, 8,
-     {10, 12, 14, 16, 20, 22, 24, 26}, {10, 13, 16, 17, 19, 21, 23, 26}},
+    {"Luma_HorEdge_H264_8u_C1IR", 0, 4, 0, 40, 10, 8, kRamp, {10, 13, 16, 17, 19, 21, 23, 26}},
     // Large step over the edge: only p0 and q0 move, by the short filter.
-    {"vekiFilterDeblockingLuma_HorEdge_H264_8u_C1IR", 0, 4, 0, 40, 10, 8,
-     {10, 12, 14, 16, 30, 32, 34, 36}, {10, 12, 14, 19, 27, 32, 34, 36}},
+    {"Luma_HorEdge_H264_8u_C1IR", 0, 4, 0, 40, 10, 8, {10, 12, 14, 16, 30, 32, 34, 36}, {10, 12, 14, 19, 27, 32, 34, 36}},
     // Luma weak: tc = 1 + 1 + 1, delta 1, p1 and q1 pulled by tc0.
-    {"vekiFilterDeblockingLuma_VerEdge_H264_8u_C1IR", 1, 2, 1, 40, 10, 8,
-     {10, 12, 14, 16, 20, 22, 24, 26}, {10, 12, 15, 17, 19, 21, 24, 26}},
+    {"Luma_VerEdge_H264_8u_C1IR", 1, 2, 1, 40, 10, 8, kRamp, {10, 12, 15, 17, 19, 21, 24, 26}},
     // tc0 254 + ap + aq wraps to tc 0: p0, q0 stay, p1 and q1 still move.
-    {"vekiFilterDeblockingLuma_VerEdge_H264_8u_C1IR", 1, 2, 254, 40, 10, 8,
-     {10, 12, 14, 16, 20, 22, 24, 26}, {10, 12, 15, 16, 20, 21, 24, 26}},
-    {"vekiFilterDeblockingLuma_VerEdge_H264_8u_C1IR", 1, 2, 253, 40, 10, 8,
-     {10, 12, 14, 16, 20, 22, 24, 26}, {10, 12, 15, 17, 19, 21, 24, 26}},
+    {"Luma_VerEdge_H264_8u_C1IR", 1, 2, 254, 40, 10, 8, kRamp, {10, 12, 15, 16, 20, 21, 24, 26}},
+    {"Luma_VerEdge_H264_8u_C1IR", 1, 2, 253, 40, 10, 8, kRamp, {10, 12, 15, 17, 19, 21, 24, 26}},
     // delta 0 still moves p1 when ap holds.
-    {"vekiFilterDeblockingLuma_HorEdge_H264_8u_C1IR", 2, 1, 2, 40, 10, 8,
-     {16, 10, 16, 16, 16, 16, 16, 16}, {16, 10, 14, 16, 16, 16, 16, 16}},
+    {"Luma_HorEdge_H264_8u_C1IR", 2, 1, 2, 40, 10, 8, {16, 10, 16, 16, 16, 16, 16, 16}, {16, 10, 14, 16, 16, 16, 16, 16}},
     // p0 255 + delta 4 clips to 255; in 10 bits 1023 + 4 clips to 1023.
-    {"vekiFilterDeblockingLuma_HorEdge_H264_8u_C1IR", 1, 1, 10, 10, 40, 8,
-     {255, 255, 255, 255, 255, 223, 223, 0}, {255, 255, 255, 255, 251, 233, 223, 0}},
-    {"vekiFilterDeblockingLumaHorEdge_H264_16u_C1IR", 1, 1, 10, 10, 40, 10,
-     {1023, 1023, 1023, 1023, 1023, 991, 991, 0}, {1023, 1023, 1023, 1023, 1019, 1001, 991, 0}},
+    {"Luma_HorEdge_H264_8u_C1IR", 1, 1, 10, 10, 40, 8, {255, 255, 255, 255, 255, 223, 223, 0},
+     {255, 255, 255, 255, 251, 233, 223, 0}},
+    {"LumaHorEdge_H264_16u_C1IR", 1, 1, 10, 10, 40, 10, {1023, 1023, 1023, 1023, 1023, 991, 991, 0},
+     {1023, 1023, 1023, 1023, 1019, 1001, 991, 0}},
     // 16-bit tc wraps at 65536.
-    {"vekiFilterDeblockingLumaVerEdge_H264_16u_C1IR", 1, 2, 65534, 40, 10, 10,
-     {10, 12, 14, 16, 20, 22, 24, 26}, {10, 12, 15, 16, 20, 21, 24, 26}},
+    {"LumaVerEdge_H264_16u_C1IR", 1, 2, 65534, 40, 10, 10, kRamp, {10, 12, 15, 16, 20, 21, 24, 26}},
     // Chroma strong and weak (tc = tc0 + 1); tc0 255 wraps to tc 0.
-    {"vekiFilterDeblockingChroma_HorEdge_H264_8u_C1IR", 0, 4, 0, 40, 10, 8,
-     {0, 0, 10, 16, 20, 22, 0, 0}, {0, 0, 10, 15, 19, 22, 0, 0}},
-    {"vekiFilterDeblockingChroma_VerEdge_H264_8u_C1IR", 1, 3, 1, 40, 10, 8,
-     {0, 0, 10, 16, 20, 22, 0, 0}, {0, 0, 10, 17, 19, 22, 0, 0}},
-    {"vekiFilterDeblockingChroma_VerEdge_H264_8u_C2IR", 1, 3, 255, 40, 10, 8,
-     {0, 0, 10, 16, 20, 22, 0, 0}, {0, 0, 10, 16, 20, 22, 0, 0}},
-    {"vekiFilterDeblockingChromaVerEdge_H264_16u_C1IR", 1, 3, 65535, 40, 10, 10,
-     {0, 0, 10, 16, 20, 22, 0, 0}, {0, 0, 10, 16, 20, 22, 0, 0}},
+    {"Chroma_HorEdge_H264_8u_C1IR", 0, 4, 0, 40, 10, 8, kChromaLine, {0, 0, 10, 15, 19, 22, 0, 0}},
+    {"Chroma_VerEdge_H264_8u_C1IR", 1, 3, 1, 40, 10, 8, kChromaLine, {0, 0, 10, 17, 19, 22, 0, 0}},
+    {"Chroma_VerEdge_H264_8u_C2IR", 1, 3, 255, 40, 10, 8, kChromaLine, {0, 0, 10, 16, 20, 22, 0, 0}},
+    {"ChromaVerEdge_H264_16u_C1IR", 1, 3, 65535, 40, 10, 10, kChromaLine, {0, 0, 10, 16, 20, 22, 0, 0}},
     // alpha 0 filters nothing.
-    {"vekiFilterDeblockingLuma_HorEdge_H264_8u_C1IR", 0, 4, 0, 0, 10, 8,
-     {10, 12, 14, 16, 16, 22, 24, 26}, {10, 12, 14, 16, 16, 22, 24, 26}},
+    {"Luma_HorEdge_H264_8u_C1IR", 0, 4, 0, 0, 10, 8, {10, 12, 14, 16, 16, 22, 24, 26}, {10, 12, 14, 16, 16, 22, 24, 26}},
 };
 
 TEST(Deblock, HandComputedLines) {
     for (const auto& k : kKnownLines) {
         const DeblockFn& f = fn_named(k.fn);
         SCOPED_TRACE(std::string(k.fn) + ", edge " + std::to_string(k.edge) + ", tc0 " + std::to_string(k.tc0));
-        Args a;
-        a.alpha = {k.alpha, k.alpha};
-        a.beta = {k.beta, k.beta};
+        Args a{{k.alpha, k.alpha}, {k.beta, k.beta}, {}, {}, k.bit_depth};
         a.tc0.fill(k.tc0);
         for (int g = 0; g < 4; ++g) a.bs[f.bs_mult * k.edge + g] = Vek8u(k.bs);
-        a.bit_depth = k.bit_depth;
         Plane plane(sample_bytes(f));
         fill_edge(f, plane, k.edge, k.in);
         ASSERT_EQ(call(f, plane, a), vekStsOk);
@@ -310,45 +291,44 @@ struct FilterChoice {
     const char* expect;
 };
 const FilterChoice kChoices[] = {
-    {"vekiFilterDeblockingLuma_VerEdge_H264_8u_C1IR", 0, {4, 4, 3, 3}, "SSWW"},
-    {"vekiFilterDeblockingLuma_VerEdge_H264_8u_C1IR", 0, {4, 0, 4, 4}, "W-SS"},
-    {"vekiFilterDeblockingLuma_VerEdge_H264_8u_C1IR", 2, {4, 4, 4, 4}, "WWWW"},
-    {"vekiFilterDeblockingLuma_HorEdge_H264_8u_C1IR", 0, {4, 4, 4, 3}, "WWWW"},
-    {"vekiFilterDeblockingLuma_HorEdge_H264_8u_C1IR", 0, {4, 4, 4, 4}, "SSSS"},
-    {"vekiFilterDeblockingLuma_HorEdge_H264_8u_C1IR", 3, {4, 4, 4, 4}, "WWWW"},
-    {"vekiFilterDeblockingChroma_VerEdge_H264_8u_C1IR", 0, {4, 4, 4, 9}, "WWWW"},
-    {"vekiFilterDeblockingChroma_HorEdge_H264_8u_C1IR", 0, {4, 4, 4, 4}, "SSSS"},
-    {"vekiFilterDeblockingChroma_HorEdge_H264_8u_C1IR", 1, {4, 4, 4, 4}, "WWWW"},
-    {"vekiFilterDeblockingChroma_VerEdge_H264_8u_C2IR", 0, {4, 4, 3, 4}, "SSWW"},
-    {"vekiFilterDeblockingChroma_HorEdge_H264_8u_C2IR", 0, {0, 4, 4, 4}, "-WSS"},
-    {"vekiFilterDeblockingChroma_HorEdge_H264_8u_C2IR", 1, {4, 4, 4, 4}, "WWWW"},
-    {"vekiFilterDeblockingChroma422HorEdge_H264_8u_C1IR", 2, {4, 0, 1, 2}, "SSSS"},
-    {"vekiFilterDeblockingChroma422HorEdge_H264_8u_C1IR", 0, {3, 4, 4, 4}, "WWWW"},
-    {"vekiFilterDeblockingChroma422HorEdge_H264_16u_C1IR", 3, {4, 0, 0, 0}, "SSSS"},
-    {"vekiFilterDeblockingChroma422VerEdge_H264_8u_C1IR", 1, {4, 1, 0, 4}, "SW-S"},
-    {"vekiFilterDeblockingChroma422VerEdge_H264_16u_C1IR", 0, {1, 4, 5, 4}, "WSWS"},
-    {"vekiFilterDeblockingChromaHorEdge_H264_16u_C1IR", 0, {4, 1, 0, 1}, "SSSS"},
-    {"vekiFilterDeblockingChromaHorEdge_H264_16u_C1IR", 0, {1, 4, 4, 4}, "WWWW"},
-    {"vekiFilterDeblockingChromaHorEdge_H264_16u_C1IR", 1, {4, 4, 4, 4}, "WWWW"},
-    {"vekiFilterDeblockingChromaVerEdge_H264_16u_C1IR", 1, {4, 1, 4, 0}, "SWS-"},
-    {"vekiFilterDeblockingLumaVerEdge_H264_16u_C1IR", 2, {4, 1, 4, 0}, "SWS-"},
-    {"vekiFilterDeblockingLumaHorEdge_H264_16u_C1IR", 3, {0, 4, 2, 4}, "-SWS"},
-    {"vekiFilterDeblockingLuma_VerEdge_MBAFF_H264_8u_C1IR", 0, {4, 1, 0, 4}, "SW-S"},
-    {"vekiFilterDeblockingChroma_VerEdge_MBAFF_H264_8u_C1IR", 0, {1, 4, 4, 0}, "WSS-"},
-    {"vekiFilterDeblockingLumaVerEdgeMBAFF_H264_16u_C1IR", 0, {4, 1, 0, 4}, "SW-S"},
-    {"vekiFilterDeblockingChromaVerEdgeMBAFF_H264_16u_C1IR", 0, {1, 4, 4, 0}, "WSS-"},
+    {"Luma_VerEdge_H264_8u_C1IR", 0, {4, 4, 3, 3}, "SSWW"},
+    {"Luma_VerEdge_H264_8u_C1IR", 0, {4, 0, 4, 4}, "W-SS"},
+    {"Luma_VerEdge_H264_8u_C1IR", 2, {4, 4, 4, 4}, "WWWW"},
+    {"Luma_HorEdge_H264_8u_C1IR", 0, {4, 4, 4, 3}, "WWWW"},
+    {"Luma_HorEdge_H264_8u_C1IR", 0, {4, 4, 4, 4}, "SSSS"},
+    {"Luma_HorEdge_H264_8u_C1IR", 3, {4, 4, 4, 4}, "WWWW"},
+    {"Chroma_VerEdge_H264_8u_C1IR", 0, {4, 4, 4, 9}, "WWWW"},
+    {"Chroma_HorEdge_H264_8u_C1IR", 0, {4, 4, 4, 4}, "SSSS"},
+    {"Chroma_HorEdge_H264_8u_C1IR", 1, {4, 4, 4, 4}, "WWWW"},
+    {"Chroma_VerEdge_H264_8u_C2IR", 0, {4, 4, 3, 4}, "SSWW"},
+    {"Chroma_HorEdge_H264_8u_C2IR", 0, {0, 4, 4, 4}, "-WSS"},
+    {"Chroma_HorEdge_H264_8u_C2IR", 1, {4, 4, 4, 4}, "WWWW"},
+    {"Chroma422HorEdge_H264_8u_C1IR", 2, {4, 0, 1, 2}, "SSSS"},
+    {"Chroma422HorEdge_H264_8u_C1IR", 0, {3, 4, 4, 4}, "WWWW"},
+    {"Chroma422HorEdge_H264_16u_C1IR", 3, {4, 0, 0, 0}, "SSSS"},
+    {"Chroma422VerEdge_H264_8u_C1IR", 1, {4, 1, 0, 4}, "SW-S"},
+    {"Chroma422VerEdge_H264_16u_C1IR", 0, {1, 4, 5, 4}, "WSWS"},
+    {"ChromaHorEdge_H264_16u_C1IR", 0, {4, 1, 0, 1}, "SSSS"},
+    {"ChromaHorEdge_H264_16u_C1IR", 0, {1, 4, 4, 4}, "WWWW"},
+    {"ChromaHorEdge_H264_16u_C1IR", 1, {4, 4, 4, 4}, "WWWW"},
+    {"ChromaVerEdge_H264_16u_C1IR", 1, {4, 1, 4, 0}, "SWS-"},
+    {"LumaVerEdge_H264_16u_C1IR", 2, {4, 1, 4, 0}, "SWS-"},
+    {"LumaHorEdge_H264_16u_C1IR", 3, {0, 4, 2, 4}, "-SWS"},
+    {"Luma_VerEdge_MBAFF_H264_8u_C1IR", 0, {4, 1, 0, 4}, "SW-S"},
+    {"Chroma_VerEdge_MBAFF_H264_8u_C1IR", 0, {1, 4, 4, 0}, "WSS-"},
+    {"LumaVerEdgeMBAFF_H264_16u_C1IR", 0, {4, 1, 0, 4}, "SW-S"},
+    {"ChromaVerEdgeMBAFF_H264_16u_C1IR", 0, {1, 4, 4, 0}, "WSS-"},
 };
 
 TEST(Deblock, StrongOrWeakFollowsEachFunctionsRule) {
     // The sample that tells the filters apart: luma p1 (strong 16, weak 15, kept 14), chroma p0 (15, 17, 16).
-    const std::array<int, 8> luma_line{10, 12, 14, 16, 20, 22, 24, 26}, chroma_line{0, 0, 10, 16, 20, 22, 0, 0};
     for (const auto& ch : kChoices) {
         const DeblockFn& f = fn_named(ch.fn);
         SCOPED_TRACE(std::string(ch.fn) + ", edge " + std::to_string(ch.edge) + ", expect " + ch.expect);
         Args a = open_args(0);
         for (int g = 0; g < 4; ++g) a.bs[f.bs_mult * ch.edge + g] = ch.bs[g];
         Plane plane(sample_bytes(f));
-        fill_edge(f, plane, ch.edge, f.luma ? luma_line : chroma_line);
+        fill_edge(f, plane, ch.edge, f.luma ? kRamp : kChromaLine);
         ASSERT_EQ(call(f, plane, a), vekStsOk);
         const int k = f.luma ? -2 : -1;
         for (int c = 0; c < f.planes; ++c)
@@ -364,24 +344,19 @@ TEST(Deblock, StrongOrWeakFollowsEachFunctionsRule) {
 // Pages that fault on any access around the samples a call may touch: with
 // `open_rows` 0 nothing is readable; otherwise rows (each at the start of a
 // page) whose left neighbours fault, or one page of rows below a faulting page.
-class Fenced {
-public:
-    Fenced(bool vertical, int open_rows)
-        : page_(sysconf(_SC_PAGESIZE)), step_(vertical ? 2 * page_ : 256), pages_(vertical ? 2 * open_rows + 1 : 3) {
-        mem_ = static_cast<Vek8u*>(mmap(nullptr, size(), PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
+struct Fenced {
+    long page = sysconf(_SC_PAGESIZE), step;
+    int pages;
+    Vek8u* mem;
+    Fenced(bool vertical, int open_rows) : step(vertical ? 2 * page : 256), pages(vertical ? 2 * open_rows + 1 : 3) {
+        mem = static_cast<Vek8u*>(mmap(nullptr, size(), PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
         const int opened = vertical ? open_rows : (open_rows ? 1 : 0);  // pieces of one or two pages
         for (int r = 0; r < opened; ++r)
-            mprotect(block() + r * 2 * page_, std::size_t(vertical ? 1 : 2) * page_, PROT_READ | PROT_WRITE);
+            mprotect(block() + r * 2 * page, std::size_t(vertical ? 1 : 2) * page, PROT_READ | PROT_WRITE);
     }
-    ~Fenced() { munmap(mem_, size()); }
-    Vek8u* block() { return mem_ + page_; }
-    long step() const { return step_; }
-
-private:
-    std::size_t size() const { return std::size_t(pages_) * page_; }
-    long page_, step_;
-    int pages_;
-    Vek8u* mem_;
+    ~Fenced() { munmap(mem, size()); }
+    std::size_t size() const { return std::size_t(pages) * page; }
+    Vek8u* block() { return mem + page; }
 };
 
 // With every bS 0 (or an MBAFF alpha 0) not one sample is read; an outer edge
@@ -397,7 +372,7 @@ TEST(Deblock, EdgesWithNothingToFilterAreNotRead) {
             if (mode == 1) a.alpha = {0, 0};
             for (int g = 0; g < 4; ++g) a.bs[g] = mode == 2 ? 0 : a.bs[g];
             Fenced mem(f.vertical, mode == 2 ? 16 : 0);
-            EXPECT_EQ(call_at(f, mem.block(), static_cast<Vek32s>(mem.step() / sb), a), vekStsOk) << "mode " << mode;
+            EXPECT_EQ(call_at(f, mem.block(), static_cast<Vek32s>(mem.step / sb), a), vekStsOk) << "mode " << mode;
         }
     }
 }

@@ -40,15 +40,18 @@ I64 scale(I64 level, int factor, int qp, int norm) {
     return s < norm ? (level * factor + (I64{1} << (norm - 1 - s))) >> (norm - s) : (level * factor) << (s - norm);
 }
 
-// Residual of one block from its coefficients: transform and rounding, or
-// the coefficients as they stand when lossless. Then limited, added, clipped.
+// The inverse transform of an n x n block, rows then columns, and its rounding.
+void transform(std::vector<I64>& c, int n) {
+    for (int r = 0; r < n; ++r) (n == 4 ? inv4 : inv8)(&c[r * n], 1);
+    for (int col = 0; col < n; ++col) (n == 4 ? inv4 : inv8)(&c[col], n);
+    for (auto& v : c) v = (v + 32) >> 6;
+}
+
+// Residual of one block from its coefficients: transformed, or the
+// coefficients as they stand when lossless. Then limited, added, clipped.
 template <class Sample>
 void add_block(std::vector<I64> c, int n, bool lossless, int maxv, Sample* dst, int step) {
-    if (!lossless) {
-        for (int r = 0; r < n; ++r) (n == 4 ? inv4 : inv8)(&c[r * n], 1);
-        for (int col = 0; col < n; ++col) (n == 4 ? inv4 : inv8)(&c[col], n);
-        for (auto& v : c) v = (v + 32) >> 6;
-    }
+    if (!lossless) transform(c, n);
     for (int k = 0; k < n * n; ++k) {
         Sample& s = dst[(k / n) * step + k % n];
         s = static_cast<Sample>(std::clamp<I64>(s + std::clamp<I64>(c[k], -maxv, maxv), 0, maxv));
@@ -214,12 +217,8 @@ void inter_trial(std::mt19937& rng, int trial) {
 
 TEST(HighReconstruction, InterMatchesModel) {
     std::mt19937 rng(5);
-    for (int trial = 0; trial < 400; ++trial) {
-        if (trial & 2)
-            inter_trial<Vek8u, Vek16s>(rng, trial);
-        else
-            inter_trial<Vek16u, Vek32s>(rng, trial);
-    }
+    for (int trial = 0; trial < 400; ++trial)
+        trial & 2 ? inter_trial<Vek8u, Vek16s>(rng, trial) : inter_trial<Vek16u, Vek32s>(rng, trial);
 }
 
 // Intra 16x16: the 16-bit prediction against the 8-bit form's at 8 bits, DC
@@ -271,11 +270,7 @@ TEST(HighReconstruction, Intra16x16MatchesModel) {
             for (int k = 1; k < 16 && ac; ++k) c[k] = lossless ? lv[used + k] : scale(lv[used + k], table[k], qp, 4);
             used += ac ? 16 : 0;
             c[0] = dc[(kY4[b] / 4) * 4 + kX4[b] / 4];
-            if (!lossless) {
-                for (int row = 0; row < 4; ++row) inv4(&c[row * 4], 1);
-                for (int col = 0; col < 4; ++col) inv4(&c[col], 4);
-                for (auto& v : c) v = (v + 32) >> 6;
-            }
+            if (!lossless) transform(c, 4);
             for (int k = 0; k < 16; ++k) r[(kY4[b] + k / 4) * 16 + kX4[b] + k % 4] = c[k];
         }
         for (int i = 0; i < 256 && lossless; ++i) {
@@ -356,12 +351,8 @@ void chroma_trial(std::mt19937& rng, int trial) {
 
 TEST(HighReconstruction, ChromaMatchesModel) {
     std::mt19937 rng(11);
-    for (int trial = 0; trial < 300; ++trial) {
-        if (trial & 1)
-            chroma_trial<Vek8u, Vek16s>(rng, trial);
-        else
-            chroma_trial<Vek16u, Vek32s>(rng, trial);
-    }
+    for (int trial = 0; trial < 300; ++trial)
+        trial & 1 ? chroma_trial<Vek8u, Vek16s>(rng, trial) : chroma_trial<Vek16u, Vek32s>(rng, trial);
 }
 
 }  // namespace

@@ -139,14 +139,14 @@ TEST(MacroblockReconstruction, MatchesBlockByBlockComposition) {
         const int edge = static_cast<int>(rng() & (VEKVC_TOP_EDGE | VEKVC_LEFT_EDGE | VEKVC_TOP_LEFT_EDGE |
                                                    VEKVC_TOP_RIGHT_EDGE));
         const int kind = trial % 3;  // inter, intra 4x4, intra 16x16
+        const auto residual = [&](Vek8u* blk) {
+            vekiDequantTransformResidualAndAdd_H264_16s_C1I(blk, pb, nullptr, blk, kStep, kStep, qp, 1);
+            pb += 16;
+        };
         if (kind == 0) {
             ASSERT_GE(vekiReconstructLumaInterMB_H264_16s8u_C1R(&pa, got.mb(), kStep, cbp, qp), 0);
             for (int n = 0; n < 16; ++n)
-                if (cbp & (2u << n)) {
-                    Vek8u* blk = want.mb() + kBlockY[n] * kStep + kBlockX[n];
-                    vekiDequantTransformResidualAndAdd_H264_16s_C1I(blk, pb, nullptr, blk, kStep, kStep, qp, 1);
-                    pb += 16;
-                }
+                if (cbp & (2u << n)) residual(want.mb() + kBlockY[n] * kStep + kBlockX[n]);
         } else if (kind == 1) {
             Vek32s modes[16];
             for (auto& m : modes) m = static_cast<Vek32s>(rng() % 9);
@@ -154,10 +154,7 @@ TEST(MacroblockReconstruction, MatchesBlockByBlockComposition) {
             for (int n = 0; n < 16; ++n) {
                 Vek8u* blk = want.mb() + kBlockY[n] * kStep + kBlockX[n];
                 vekiPredictIntra_4x4_H264_8u_C1IR(blk, kStep, modes[n], avail4x4(n, edge));
-                if (cbp & (2u << n)) {
-                    vekiDequantTransformResidualAndAdd_H264_16s_C1I(blk, pb, nullptr, blk, kStep, kStep, qp, 1);
-                    pb += 16;
-                }
+                if (cbp & (2u << n)) residual(blk);
             }
         } else {
             const int mode = 2;  // DC predicts whatever is available
@@ -219,10 +216,6 @@ TEST(MacroblockReconstruction, MatchesBlockByBlockComposition) {
         ASSERT_EQ(got.v, want.v) << "trial " << trial;
     }
 }
-
-}  // namespace
-
-namespace {
 
 // DC of the halves form: each quadrant from the sums it may use, the lower
 // half's left neighbour told by its own edge type.

@@ -32,21 +32,9 @@ struct Plane {
 template <class T>
 VekInterpolationParams rect(const Plane<T>& p, T* dst, int dstStep, int x, int y, int dw, int dh) {
     VekInterpolationParams r{};
-    r.pSrc = p.origin();
-    r.srcStep = p.step;
-    r.pDst = dst;
-    r.dstStep = dstStep;
-    r.xPos = x;
-    r.yPos = y;
-    r.dataWidth = dw;
-    r.dataHeight = dh;
-    r.frameWidth = p.w;
-    r.frameHeight = p.h;
+    r.pSrc = p.origin(), r.srcStep = p.step, r.pDst = dst, r.dstStep = dstStep;
+    r.xPos = x, r.yPos = y, r.dataWidth = dw, r.dataHeight = dh, r.frameWidth = p.w, r.frameHeight = p.h;
     return r;
-}
-
-int mask_of(int x, int y, int dw, int dh, int fw, int fh) {
-    return (x < 0 ? 1 : 0) | (x + dw > fw ? 2 : 0) | (y < 0 ? 4 : 0) | (y + dh > fh ? 8 : 0);
 }
 
 // Every reader on random rectangles, near and far, in planes at least as
@@ -61,7 +49,7 @@ void expect_padded_model(Reader read, int pair, std::uint32_t seed) {
         const int dstStep = (dw + 3) * pair;
         std::vector<T> dst(static_cast<std::size_t>(dstStep) * dh, T(0x5A));
         VekInterpolationParams r = rect(plane, dst.data(), dstStep, x, y, dw, dh);
-        const int mask = mask_of(x, y, dw, dh, plane.w, plane.h);
+        const int mask = (x < 0 ? 1 : 0) | (x + dw > plane.w ? 2 : 0) | (y < 0 ? 4 : 0) | (y + dh > plane.h ? 8 : 0);
         ASSERT_EQ(read(mask, &r), vekStsOk);
         // A start wholly outside is pulled back to keep one plane sample, in the record.
         ASSERT_EQ(r.xPos, x < 0 ? std::max(x, 1 - dw) : std::min(x, plane.w - 1)) << "trial " << trial;

@@ -21,6 +21,9 @@ TEST(Transform8x8, ChecksInOrder) {
     std::array<Vek16u, 64> p16{};
     Vek32s n = 0, last = 0;
     const Vek8u list[64] = {};
+    const auto quant = [&](Vek32s qp_div6, const Vek16s* scan) {
+        return vekiQuantLuma8x8_H264_16s_C1(a.data(), b.data(), qp_div6, 0, a.data(), scan, &n, &last);
+    };
     const struct {
         const char* name;
         std::function<VekStatus()> call;
@@ -30,18 +33,10 @@ TEST(Transform8x8, ChecksInOrder) {
          vekStsNullPtrErr},
         {"scale: QPRem 6", [&] { return vekiGenScaleLevel8x8_H264_8u16s_D2(list, 8, a.data(), b.data(), 6); },
          vekStsQpRangeErr},
-        {"quant: QPDiv6 8",
-         [&] { return vekiQuantLuma8x8_H264_16s_C1(a.data(), b.data(), 8, 0, a.data(), a.data(), &n, &last); },
-         vekStsOk},
-        {"quant: QPDiv6 9",
-         [&] { return vekiQuantLuma8x8_H264_16s_C1(a.data(), b.data(), 9, 0, a.data(), a.data(), &n, &last); },
-         vekStsQpRangeErr},
-        {"quant: QPDiv6 -1",
-         [&] { return vekiQuantLuma8x8_H264_16s_C1(a.data(), b.data(), -1, 0, a.data(), a.data(), &n, &last); },
-         vekStsQpRangeErr},
-        {"quant: null scan before QP",
-         [&] { return vekiQuantLuma8x8_H264_16s_C1(a.data(), b.data(), 9, 0, a.data(), nullptr, &n, &last); },
-         vekStsNullPtrErr},
+        {"quant: QPDiv6 8", [&] { return quant(8, a.data()); }, vekStsOk},
+        {"quant: QPDiv6 9", [&] { return quant(9, a.data()); }, vekStsQpRangeErr},
+        {"quant: QPDiv6 -1", [&] { return quant(-1, a.data()); }, vekStsQpRangeErr},
+        {"quant: null scan before QP", [&] { return quant(9, nullptr); }, vekStsNullPtrErr},
         {"quant 32s: QPDiv6 14",
          [&] { return vekiQuantLuma8x8_H264_32s_C1(c.data(), c.data(), 14, 0, a.data(), a.data(), &n, &last); },
          vekStsOk},
@@ -60,16 +55,16 @@ TEST(Transform8x8, ChecksInOrder) {
     for (const auto& k : cases) EXPECT_EQ(k.call(), k.want) << k.name;
 }
 
-// The forward factor by QPRem and position class, the standard's values.
+// The factors by QPRem and position class: known values, and the weighted
+// tables as the flat ones scaled (inverse) or divided (forward) by the weight.
 TEST(Transform8x8, ScaleTablesAreTheFloorOfTheQuotient) {
-    std::array<Vek8u, 64> list{};
+    std::array<Vek8u, 64> list{}, one{};
+    one.fill(1);
     for (int w = 0; w < 256; ++w) {
         list.fill(static_cast<Vek8u>(w));
         for (int rem = 0; rem < 6; ++rem) {
             Block inv{}, fwd{}, flat_inv{}, flat_fwd{};
             ASSERT_EQ(vekiGenScaleLevel8x8_H264_8u16s_D2(list.data(), 8, inv.data(), fwd.data(), rem), vekStsOk);
-            std::array<Vek8u, 64> one{};
-            one.fill(1);
             ASSERT_EQ(vekiGenScaleLevel8x8_H264_8u16s_D2(one.data(), 8, flat_inv.data(), flat_fwd.data(), rem),
                       vekStsOk);
             for (int k = 0; k < 64; ++k) {

@@ -23,41 +23,38 @@ TEST(TransformQuant, ChecksInOrder) {
     Vek32s n = 0, last = 0;
     const Vek16s* z = kRasterToZigzag.data();
     const Vek8u list[16] = {};
+    // Short forms; the arguments not named are valid.
+    const auto fwd = [&](Vek32s qp, const Vek16s* scan) {
+        return vekiTransformQuantFwd4x4_H264_16s_C1(s.data(), d.data(), qp, &n, 0, scan, &last, nullptr);
+    };
+    const auto fwd32 = [&](Vek32s qp) {
+        return vekiTransformQuantFwd4x4_H264_16s32s_C1(s.data(), d32.data(), qp, &n, 0, z, &last, nullptr);
+    };
+    const auto quant = [&](Vek32s qp, Vek32s* plast) {
+        return vekiQuantizeResidual4x4Fwd_H264_16s_C1(s.data(), d.data(), &n, plast, nullptr, z, qp, 0);
+    };
+    const auto c22 = [&](Vek16s* tb, Vek32s qp) {
+        return vekiTransformQuantFwdChromaDC2x2_H264_16s_C1I(d.data(), tb, qp, &n, 0, 1, nullptr);
+    };
     const struct {
         const char* name;
         std::function<VekStatus()> call;
         VekStatus want;
     } cases[] = {
-        {"fwd 16s: null scan before QP",
-         [&] { return vekiTransformQuantFwd4x4_H264_16s_C1(s.data(), d.data(), 99, &n, 0, nullptr, &last, nullptr); },
-         vekStsNullPtrErr},
-        {"fwd 16s: QP 52",
-         [&] { return vekiTransformQuantFwd4x4_H264_16s_C1(s.data(), d.data(), 52, &n, 0, z, &last, nullptr); },
-         vekStsOutOfRangeErr},
-        {"fwd 16s32s: QP 87 accepted",
-         [&] { return vekiTransformQuantFwd4x4_H264_16s32s_C1(s.data(), d32.data(), 87, &n, 0, z, &last, nullptr); },
-         vekStsOk},
-        {"fwd 16s32s: QP 88",
-         [&] { return vekiTransformQuantFwd4x4_H264_16s32s_C1(s.data(), d32.data(), 88, &n, 0, z, &last, nullptr); },
-         vekStsOutOfRangeErr},
-        {"quant 16s: QP -1 as unsigned",
-         [&] { return vekiQuantizeResidual4x4Fwd_H264_16s_C1(s.data(), d.data(), &n, &last, nullptr, z, -1, 0); },
-         vekStsOutOfRangeErr},
-        {"quant 16s: null last",
-         [&] { return vekiQuantizeResidual4x4Fwd_H264_16s_C1(s.data(), d.data(), &n, nullptr, nullptr, z, 0, 0); },
-         vekStsNullPtrErr},
+        {"fwd 16s: null scan before QP", [&] { return fwd(99, nullptr); }, vekStsNullPtrErr},
+        {"fwd 16s: QP 52", [&] { return fwd(52, z); }, vekStsOutOfRangeErr},
+        {"fwd 16s32s: QP 87 accepted", [&] { return fwd32(87); }, vekStsOk},
+        {"fwd 16s32s: QP 88", [&] { return fwd32(88); }, vekStsOutOfRangeErr},
+        {"quant 16s: QP -1 as unsigned", [&] { return quant(-1, &last); }, vekStsOutOfRangeErr},
+        {"quant 16s: null last", [&] { return quant(0, nullptr); }, vekStsNullPtrErr},
         {"quant 32s: QP 87 accepted",
          [&] { return vekiQuantizeResidual4x4Fwd_H264_32s_C1(s32.data(), d32.data(), &n, &last, nullptr, z, 87, 0); },
          vekStsOk},
-        {"chroma 2x2: QP 40",
-         [&] { return vekiTransformQuantFwdChromaDC2x2_H264_16s_C1I(d.data(), t.data(), 40, &n, 0, 1, nullptr); },
-         vekStsOutOfRangeErr},
+        {"chroma 2x2: QP 40", [&] { return c22(t.data(), 40); }, vekStsOutOfRangeErr},
         {"chroma 2x4 32s: QP 75 accepted",
          [&] { return vekiTransformQuantFwdChromaDC2x4_H264_32s_C1I(d32.data(), s32.data(), 75, &n, 0, 1, nullptr); },
          vekStsOk},
-        {"chroma 2x2: null TBlock",
-         [&] { return vekiTransformQuantFwdChromaDC2x2_H264_16s_C1I(d.data(), nullptr, 99, &n, 0, 1, nullptr); },
-         vekStsNullPtrErr},
+        {"chroma 2x2: null TBlock", [&] { return c22(nullptr, 99); }, vekStsNullPtrErr},
         {"luma DC: null last",
          [&] { return vekiTransformQuantFwdLumaDC4x4_H264_16s_C1I(d.data(), t.data(), 0, &n, 1, z, nullptr, nullptr); },
          vekStsNullPtrErr},
@@ -78,6 +75,8 @@ TEST(TransformQuant, ChecksInOrder) {
 
 // Hand-worked blocks: the count's sign, the last scan position, and levels.
 TEST(TransformQuant, KnownAnswers) {
+    const Block ones = {1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1};
+    const Block step = {-1, 0, 0, 1, -1, 0, 0, 1, -1, 0, 0, 1, -1, 0, 0, 1};
     const struct {
         const char* name;
         Block src;
@@ -87,13 +86,13 @@ TEST(TransformQuant, KnownAnswers) {
     } cases[] = {
         {"zero block", {}, 28, 1, 0, 0, 0, 0},
         // All ones: DC 16, (16 * 13107 + 5461) >> 15 = 6 inter; intra rounds by 10922, still 6.
-        {"flat ones, inter", Block{1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1}, 0, 0, -1, 0, 6, 0},
-        {"flat ones, intra", Block{1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1}, 0, 1, -1, 0, 6, 0},
+        {"flat ones, inter", ones, 0, 0, -1, 0, 6, 0},
+        {"flat ones, intra", ones, 0, 1, -1, 0, 6, 0},
         // Rows -1, 0, 0, 1 give -16 at place 1 and -8 at place 3 (zigzag 6), both of factor
         // 8066: (16 * 8066 + 5461) >> 15 = 4 and (8 * 8066 + 5461) >> 15 = 2.
-        {"horizontal step", Block{-1, 0, 0, 1, -1, 0, 0, 1, -1, 0, 0, 1, -1, 0, 0, 1}, 0, 0, 2, 6, 0, -4},
+        {"horizontal step", step, 0, 0, 2, 6, 0, -4},
         // The same at QP 30: (16 * 8066 + 2^20 / 6) >> 20 rounds to 0.
-        {"step vanishes", Block{-1, 0, 0, 1, -1, 0, 0, 1, -1, 0, 0, 1, -1, 0, 0, 1}, 30, 0, 0, 0, 0, 0},
+        {"step vanishes", step, 30, 0, 0, 0, 0, 0},
     };
     for (const auto& c : cases) {
         Block d{};
@@ -101,16 +100,13 @@ TEST(TransformQuant, KnownAnswers) {
         ASSERT_EQ(vekiTransformQuantFwd4x4_H264_16s_C1(c.src.data(), d.data(), c.qp, &n, c.intra,
                                                        kRasterToZigzag.data(), &last, nullptr),
                   vekStsOk);
-        EXPECT_EQ(n, c.num) << c.name;
-        EXPECT_EQ(last, c.last) << c.name;
-        EXPECT_EQ(d[0], c.dc) << c.name;
-        EXPECT_EQ(d[1], c.level1) << c.name;
+        EXPECT_EQ(std::tie(n, last, d[0], d[1]), std::tie(c.num, c.last, c.dc, c.level1)) << c.name;
     }
 }
 
-// The decoder's scaling and inverse transform, straight from the standard's
-// formulas, for comparison with the library's decoding functions.
-Block standard_decode(const Block& level, int qp) {
+// A model of the decoder's scaling and inverse transform, for comparison with
+// the library's decoding functions.
+Block model_decode(const Block& level, int qp) {
     static constexpr int v[6][3] = {{10, 16, 13}, {11, 18, 14}, {13, 20, 16},
                                     {14, 23, 18}, {16, 25, 20}, {18, 29, 23}};
     int d[16];
@@ -129,7 +125,7 @@ Block standard_decode(const Block& level, int qp) {
     return out;
 }
 
-// Qstep of a QP, times 8 to stay in integers: 5, 5.5, 6.5, 7, 8, 9 by QP % 6.
+// Qstep of a QP: doubles every 6 steps.
 double qstep(int qp) {
     static constexpr double base[6] = {0.625, 0.6875, 0.8125, 0.875, 1.0, 1.125};
     return base[qp % 6] * (1 << (qp / 6));
@@ -155,10 +151,9 @@ TEST(TransformQuant, RoundTripThroughTheDecoderAtEveryQp) {
                                                               kRasterToZigzag.data(), &last32, nullptr),
                       vekStsOk);
             for (int k = 0; k < 16; ++k) ASSERT_EQ(lv32[k], lv[k]) << "QP " << qp;
-            ASSERT_EQ(n32, n);
-            ASSERT_EQ(last32, last);
-            // The decoder side: the library's function against the standard's arithmetic.
-            const Block want = standard_decode(lv, qp);
+            ASSERT_EQ(std::tie(n32, last32), std::tie(n, last));
+            // The decoder side: the library's function against the model.
+            const Block want = model_decode(lv, qp);
             Block got = lv;
             ASSERT_EQ(vekiDequantTransformResidual_H264_16s_C1I(got.data(), 8, nullptr, 1, qp), vekStsOk);
             ASSERT_EQ(got, want) << "QP " << qp << " block " << b;
@@ -222,10 +217,6 @@ TEST(TransformQuant, DcRoundTrips) {
     }
 }
 
-}  // namespace
-
-namespace {
-
 // The encoder's reconstruction against the decoder's function, with built-in
 // and flat-list factors, the given DC and the DC-only form; the high-bit-depth
 // form agrees wherever the 8-bit result isn't clipped.
@@ -270,9 +261,10 @@ TEST(TransformQuant, InvAddPredMatchesTheDecoder) {
             ASSERT_EQ(vekiTransformQuantInvAddPred4x4_H264_16s_C1IR(pred.data(), 4, d.data(), give_dc ? &dc : nullptr,
                                                                     got_flat.data(), 4, qp, ac, inv.data()),
                       vekStsOk);
-            EXPECT_EQ(got, want) << "QP " << qp << " block " << b;
-            EXPECT_EQ(got_flat, want) << "QP " << qp << " block " << b;
-            EXPECT_EQ(c, a) << "QP " << qp << " block " << b;
+            SCOPED_TRACE(::testing::Message() << "QP " << qp << " block " << b);
+            EXPECT_EQ(got, want);
+            EXPECT_EQ(got_flat, want);
+            EXPECT_EQ(c, a);
             std::array<Vek32s, 16> l32b{};
             std::copy(lv.begin(), lv.end(), l32b.begin());
             const Vek32s dc32 = dc;
@@ -282,15 +274,11 @@ TEST(TransformQuant, InvAddPredMatchesTheDecoder) {
                       vekStsOk);
             for (int k = 0; k < 16; ++k)
                 if (want[k] > 0 && want[k] < 255) {
-                    EXPECT_EQ(got16[k], want[k]) << "QP " << qp << " place " << k;
+                    EXPECT_EQ(got16[k], want[k]) << "place " << k;
                 }
         }
     }
 }
-
-}  // namespace
-
-namespace {
 
 // The older entry points give what the current forms give; only the low byte
 // of their flags counts.

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "avs/transform_inv.h"
-#include "harness.h"
+#include "kernel_compare.h"
 
 namespace {
 
@@ -70,8 +70,6 @@ TEST_P(AvsInverseKernels, MatchReference) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(C, AvsInverseKernels, ::testing::Values(kLevelC), LevelName());
-INSTANTIATE_TEST_SUITE_P(SSE41, AvsInverseKernels, ::testing::Values(kLevelSse41), LevelName());
-INSTANTIATE_TEST_SUITE_P(AVX2, AvsInverseKernels, ::testing::Values(kLevelAvx2), LevelName());
+VEK_INSTANTIATE_LEVELS(AvsInverseKernels);
 
 }  // namespace

@@ -1,14 +1,12 @@
-// Differential tests of the full- and half-sample block copies: every slot
-// (mode x rounding) of both sizes at each level against the reference, on
-// hostile and random blocks, every step layout, with a guard band around the
-// destination and a source that holds exactly the samples a mode may read.
+// Differential tests of the full- and half-sample block copies (every mode x rounding, both sizes):
+// hostile blocks, every step layout, guarded destination, source of exactly the samples a mode reads.
 #include "mc/copy_hp.h"
 
 #include <gtest/gtest.h>
 
 #include <string>
 
-#include "harness.h"
+#include "kernel_compare.h"
 
 namespace {
 
@@ -36,10 +34,7 @@ TEST_P(CopyKernels, MatchReference) {
                     GuardedPlane<Vek8u> got(n, n, n + 5, layout.misalign & 15), want(n, n, n);
                     slots[std::size_t(slot)](src.data(), src.step(), got.data(), got.step());
                     refs[std::size_t(slot)](src.data(), src.step(), want.data(), want.step());
-                    bool same = true;
-                    for (int y = 0; y < n; ++y)
-                        for (int x = 0; x < n; ++x) same = same && got.get(x, y) == want.get(x, y);
-                    if (!same || !got.guard_intact()) {
+                    if (!same_samples(got, want) || !got.guard_intact()) {
                         ADD_FAILURE() << what << ", " << layout << (got.guard_intact() ? "" : "\nwrite outside") << "\n"
                                       << plane_grid(want, "reference") << plane_grid(got, "tested");
                         return;
@@ -50,8 +45,6 @@ TEST_P(CopyKernels, MatchReference) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(C, CopyKernels, ::testing::Values(kLevelC), LevelName());
-INSTANTIATE_TEST_SUITE_P(SSE41, CopyKernels, ::testing::Values(kLevelSse41), LevelName());
-INSTANTIATE_TEST_SUITE_P(AVX2, CopyKernels, ::testing::Values(kLevelAvx2), LevelName());
+VEK_INSTANTIATE_LEVELS(CopyKernels);
 
 }  // namespace

@@ -1,7 +1,5 @@
-// Differential tests of the deinterlacing row kernels: every slot a level
-// overrides against the reference, bit for bit, on every width from 1 to 70
-// and a few longer rows, hostile and random rows, misaligned starts, and
-// destination rows inside guard bands.
+// Differential tests of the deinterlacing row kernels against the reference: widths 1 to 70 and
+// longer rows, hostile and random rows, misaligned starts, guarded destination rows.
 #include "enhance/deinterlace.h"
 
 #include <gtest/gtest.h>
@@ -12,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "harness.h"
+#include "kernel_compare.h"
 
 namespace {
 
@@ -148,8 +146,6 @@ TEST_P(DeinterlaceKernels, TriangleRow) {
                              });
 }
 
-INSTANTIATE_TEST_SUITE_P(C, DeinterlaceKernels, ::testing::Values(kLevelC), LevelName{});
-INSTANTIATE_TEST_SUITE_P(SSE41, DeinterlaceKernels, ::testing::Values(kLevelSse41), LevelName{});
-INSTANTIATE_TEST_SUITE_P(AVX2, DeinterlaceKernels, ::testing::Values(kLevelAvx2), LevelName{});
+VEK_INSTANTIATE_LEVELS(DeinterlaceKernels);
 
 }  // namespace

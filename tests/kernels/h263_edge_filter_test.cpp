@@ -1,8 +1,5 @@
-// Differential tests of the H.263 edge filters: each level's kernels against
-// the reference on hostile, random and nearly flat edges (where the strength
-// ramp and the outer limit act), every strength, every step layout including
-// zero and negative steps, with guard bands around the samples a filter may
-// touch.
+// Differential tests of the H.263 edge filters on hostile, random and nearly flat edges, every
+// strength and step layout (zero and negative too), with guard bands around the touched samples.
 #include "h263/deblock.h"
 
 #include <gtest/gtest.h>
@@ -11,7 +8,7 @@
 #include <cstdlib>
 #include <string>
 
-#include "harness.h"
+#include "kernel_compare.h"
 
 namespace {
 
@@ -66,10 +63,7 @@ TEST_P(EdgeFilterKernels, MatchReference) {
                 const int offset = c.vertical ? c.before : c.before * layout.step;
                 (at.*c.slot)(got.data() + offset, layout.step, strength);
                 (ref.*c.slot)(want.data() + offset, layout.step, strength);
-                bool same = true;
-                for (int y = 0; y < h; ++y)
-                    for (int x = 0; x < w; ++x) same = same && got.get(x, y) == want.get(x, y);
-                if (!same || !got.guard_intact()) {
+                if (!same_samples(got, want) || !got.guard_intact()) {
                     ADD_FAILURE() << c.name << "/" << GetParam().name << ", " << layout << ", trial " << trial
                                   << ", strength " << strength << (got.guard_intact() ? "" : "\nwrite outside")
                                   << "\n" << plane_grid(want, "reference") << plane_grid(got, "tested");
@@ -80,8 +74,6 @@ TEST_P(EdgeFilterKernels, MatchReference) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(C, EdgeFilterKernels, ::testing::Values(kLevelC), LevelName());
-INSTANTIATE_TEST_SUITE_P(SSE41, EdgeFilterKernels, ::testing::Values(kLevelSse41), LevelName());
-INSTANTIATE_TEST_SUITE_P(AVX2, EdgeFilterKernels, ::testing::Values(kLevelAvx2), LevelName());
+VEK_INSTANTIATE_LEVELS(EdgeFilterKernels);
 
 }  // namespace

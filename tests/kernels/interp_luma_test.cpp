@@ -1,14 +1,12 @@
-// Differential tests of the luma interpolation tables: every slot a level
-// overrides against the reference, all positions and width classes, on
-// hostile patterns in swept layouts, with guard bands around the output and
-// (under AddressSanitizer) around the exact window each kernel may read.
+// Differential tests of the luma interpolation tables: all positions and width classes, hostile
+// patterns, swept layouts, guard bands around the output and the exact window a kernel may read.
 #include <gtest/gtest.h>
 
 #include <string>
 #include <vector>
 
 #include "h264/interp_luma.h"
-#include "harness.h"
+#include "kernel_compare.h"
 
 namespace {
 
@@ -37,9 +35,7 @@ void expect_matches_reference(const std::string& what, int w, int h, std::uint32
         const T* origin = src.data() + 2 * (sl.step / sb) + 2;
         call(true, origin, sl.step / sb, got.data(), dl.step / sb);
         call(false, origin, sl.step / sb, want.data(), dl.step / sb);
-        std::vector<T> g, r;
-        for (int y = 0; y < h; ++y)
-            for (int x = 0; x < w; ++x) g.push_back(got.get(x, y)), r.push_back(want.get(x, y));
+        const auto g = samples(got), r = samples(want);
         if (g != r || !got.guard_intact() || !src.unchanged_since(before)) {
             ADD_FAILURE() << "trial " << trial << " src " << sl << " dst " << dl
                           << (got.guard_intact() ? "" : "\nwrite outside the block") << "\n"
@@ -95,8 +91,6 @@ TEST_P(LumaInterp, Kernels16uMatchReference) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(C, LumaInterp, ::testing::Values(kLevelC), LevelName());
-INSTANTIATE_TEST_SUITE_P(SSE41, LumaInterp, ::testing::Values(kLevelSse41), LevelName());
-INSTANTIATE_TEST_SUITE_P(AVX2, LumaInterp, ::testing::Values(kLevelAvx2), LevelName());
+VEK_INSTANTIATE_LEVELS(LumaInterp);
 
 }  // namespace

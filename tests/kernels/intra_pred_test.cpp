@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "h264/intra_pred.h"
-#include "harness.h"
+#include "kernel_compare.h"
 
 namespace {
 
@@ -72,10 +72,7 @@ void expect_matches_reference(const std::string& what, int n, int right, Fn* tes
                 const auto block = [&](GuardedPlane<Vek8u>& p) { return p.data() + layout.step + 1; };
                 const VekStatus got_status = call(tested, block(got), layout.step, availability);
                 const VekStatus want_status = call(reference, block(want), layout.step, availability);
-                bool same = true;
-                for (int y = 0; y < height; ++y)
-                    for (int x = 0; x < width; ++x) same &= got.get(x, y) == want.get(x, y);
-                if (got_status != want_status || !same || !got.guard_intact()) {
+                if (got_status != want_status || !same_samples(got, want) || !got.guard_intact()) {
                     ADD_FAILURE() << "trial " << trial << ", " << layout << ", availability " << availability
                                   << ", status " << got_status << " (reference " << want_status << ")"
                                   << (got.guard_intact() ? "" : "\nwrite outside the picture") << "\n"
@@ -133,8 +130,6 @@ TEST_P(IntraPredKernels, Chroma8x8MatchesReference) {
                    0, call<IntraBlockFn>, [m](Vek32s a) { return !missing_chroma_neighbour(m, a); });
 }
 
-INSTANTIATE_TEST_SUITE_P(C, IntraPredKernels, ::testing::Values(kLevelC), LevelName{});
-INSTANTIATE_TEST_SUITE_P(SSE41, IntraPredKernels, ::testing::Values(kLevelSse41), LevelName{});
-INSTANTIATE_TEST_SUITE_P(AVX2, IntraPredKernels, ::testing::Values(kLevelAvx2), LevelName{});
+VEK_INSTANTIATE_LEVELS(IntraPredKernels);
 
 }  // namespace

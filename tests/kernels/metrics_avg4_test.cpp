@@ -6,7 +6,7 @@
 
 #include <cstdint>
 
-#include "harness.h"
+#include "kernel_compare.h"
 #include "metrics/x86/avg4_u8.h"
 
 namespace {

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "harness.h"
+#include "kernel_compare.h"
 #include "metrics/kernels.h"
 
 namespace {
@@ -182,8 +182,6 @@ TEST_P(MetricsKernels, Sad16uMatchesReference) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(C, MetricsKernels, ::testing::Values(kLevelC), LevelName{});
-INSTANTIATE_TEST_SUITE_P(SSE41, MetricsKernels, ::testing::Values(kLevelSse41), LevelName{});
-INSTANTIATE_TEST_SUITE_P(AVX2, MetricsKernels, ::testing::Values(kLevelAvx2), LevelName{});
+VEK_INSTANTIATE_LEVELS(MetricsKernels);
 
 }  // namespace

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "harness.h"
+#include "kernel_compare.h"
 
 namespace {
 
@@ -132,8 +132,6 @@ TEST_P(ResidualKernels, MatchReference) {
     RecordProperty("kernels_compared", compared);
 }
 
-INSTANTIATE_TEST_SUITE_P(C, ResidualKernels, ::testing::Values(kLevelC), LevelName());
-INSTANTIATE_TEST_SUITE_P(SSE41, ResidualKernels, ::testing::Values(kLevelSse41), LevelName());
-INSTANTIATE_TEST_SUITE_P(AVX2, ResidualKernels, ::testing::Values(kLevelAvx2), LevelName());
+VEK_INSTANTIATE_LEVELS(ResidualKernels);
 
 }  // namespace

@@ -3,7 +3,7 @@
 // on hostile patterns and on soft edges that the filter acts on.
 #include <gtest/gtest.h>
 
-#include "harness.h"
+#include "kernel_compare.h"
 #include "vc1/deblock.h"
 #include "vc1_diff.h"
 
@@ -79,8 +79,6 @@ TEST_P(Vc1DeblockKernels, MatchReference) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(C, Vc1DeblockKernels, ::testing::Values(kLevelC), LevelName());
-INSTANTIATE_TEST_SUITE_P(SSE41, Vc1DeblockKernels, ::testing::Values(kLevelSse41), LevelName());
-INSTANTIATE_TEST_SUITE_P(AVX2, Vc1DeblockKernels, ::testing::Values(kLevelAvx2), LevelName());
+VEK_INSTANTIATE_LEVELS(Vc1DeblockKernels);
 
 }  // namespace

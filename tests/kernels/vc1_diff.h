@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "harness.h"
+#include "kernel_compare.h"
 
 namespace vek::test::vc1 {
 
@@ -70,9 +70,7 @@ inline void expect_same_effect(const std::string& what, const std::vector<PlaneS
         tested(pg, steps);
         reference(pw, steps);
         for (std::size_t i = 0; i < shapes.size(); ++i) {
-            bool same = true;
-            for (int y = 0; y < got[i]->height(); ++y)
-                for (int x = 0; x < got[i]->width(); ++x) same = same && got[i]->get(x, y) == want[i]->get(x, y);
+            const bool same = same_samples(*got[i], *want[i]);
             if (!same || !got[i]->guard_intact()) {
                 std::ostringstream os;
                 os << "trial " << trial << ", plane " << i << (same ? "" : " differs") << (got[i]->guard_intact() ? "" : ", guard damaged")

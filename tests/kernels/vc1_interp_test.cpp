@@ -2,7 +2,7 @@
 // phase a level overrides, both roundings, against the reference kernels.
 #include <gtest/gtest.h>
 
-#include "harness.h"
+#include "kernel_compare.h"
 #include "vc1/interp.h"
 #include "vc1_diff.h"
 
@@ -56,8 +56,6 @@ TEST_P(Vc1InterpKernels, MatchReference) {
                      bil[i][1], 2, false);
 }
 
-INSTANTIATE_TEST_SUITE_P(C, Vc1InterpKernels, ::testing::Values(kLevelC), LevelName());
-INSTANTIATE_TEST_SUITE_P(SSE41, Vc1InterpKernels, ::testing::Values(kLevelSse41), LevelName());
-INSTANTIATE_TEST_SUITE_P(AVX2, Vc1InterpKernels, ::testing::Values(kLevelAvx2), LevelName());
+VEK_INSTANTIATE_LEVELS(Vc1InterpKernels);
 
 }  // namespace

@@ -2,7 +2,7 @@
 // the vector chunk sizes, against the reference kernel.
 #include <gtest/gtest.h>
 
-#include "harness.h"
+#include "kernel_compare.h"
 #include "vc1/range_map.h"
 #include "vc1_diff.h"
 
@@ -34,8 +34,6 @@ TEST_P(Vc1RangeMapKernels, MatchReference) {
         }
 }
 
-INSTANTIATE_TEST_SUITE_P(C, Vc1RangeMapKernels, ::testing::Values(kLevelC), LevelName());
-INSTANTIATE_TEST_SUITE_P(SSE41, Vc1RangeMapKernels, ::testing::Values(kLevelSse41), LevelName());
-INSTANTIATE_TEST_SUITE_P(AVX2, Vc1RangeMapKernels, ::testing::Values(kLevelAvx2), LevelName());
+VEK_INSTANTIATE_LEVELS(Vc1RangeMapKernels);
 
 }  // namespace

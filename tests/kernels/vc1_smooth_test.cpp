@@ -3,7 +3,7 @@
 // on hostile 16-bit inputs (saturation) and on typical residual ranges.
 #include <gtest/gtest.h>
 
-#include "harness.h"
+#include "kernel_compare.h"
 #include "vc1/smooth.h"
 #include "vc1_diff.h"
 
@@ -57,28 +57,20 @@ TEST_P(Vc1SmoothKernels, MatchReference) {
         }
     for (unsigned channels = 1; channels < 4; ++channels) {
         const std::string c = " channels " + std::to_string(channels) + l;
-        if (changed(at.hor_pairs, below.hor_pairs, "hor pairs")) {
-            const auto call = [=](SmoothHorPairsFn* fn) {
-                return [=](const std::vector<void*>& q, const std::vector<Vek32s>& s) {
-                    fn(in(0, q), s[0], in(1, q), s[1], in(2, q), s[2], in(3, q), s[3], static_cast<Vek8u*>(q[4]), s[4],
-                       channels);
-                };
+        const auto call = [=](auto* fn) {
+            return [=](const std::vector<void*>& q, const std::vector<Vek32s>& s) {
+                fn(in(0, q), s[0], in(1, q), s[1], in(2, q), s[2], in(3, q), s[3], static_cast<Vek8u*>(q[4]), s[4],
+                   channels);
             };
+        };
+        if (changed(at.hor_pairs, below.hor_pairs, "hor pairs"))
             vc1::expect_same_effect("hor pairs" + c,
                                     {src16(8, 2), src16(8, 2), src16(8, 2), src16(8, 2), {16, 4, 0, 2, 1, false}},
                                     call(at.hor_pairs), call(ref.hor_pairs), sample_like, 32);
-        }
-        if (changed(at.ver_pairs, below.ver_pairs, "ver pairs")) {
-            const auto call = [=](SmoothVerPairsFn* fn) {
-                return [=](const std::vector<void*>& q, const std::vector<Vek32s>& s) {
-                    fn(in(0, q), s[0], in(1, q), s[1], in(2, q), s[2], in(3, q), s[3], static_cast<Vek8u*>(q[4]), s[4],
-                       channels);
-                };
-            };
+        if (changed(at.ver_pairs, below.ver_pairs, "ver pairs"))
             vc1::expect_same_effect("ver pairs" + c,
                                     {src16(2, 8), src16(2, 8), src16(2, 8), src16(2, 8), {8, 8, 4, 0, 1, false}},
                                     call(at.ver_pairs), call(ref.ver_pairs), sample_like, 32);
-        }
     }
 }
 
@@ -97,8 +89,6 @@ TEST_P(Vc1SmoothKernels, Ver16MatchesReference) {
                             call(at.ver16), call(ref.ver16), sample_like, 32);
 }
 
-INSTANTIATE_TEST_SUITE_P(C, Vc1SmoothKernels, ::testing::Values(kLevelC), LevelName());
-INSTANTIATE_TEST_SUITE_P(SSE41, Vc1SmoothKernels, ::testing::Values(kLevelSse41), LevelName());
-INSTANTIATE_TEST_SUITE_P(AVX2, Vc1SmoothKernels, ::testing::Values(kLevelAvx2), LevelName());
+VEK_INSTANTIATE_LEVELS(Vc1SmoothKernels);
 
 }  // namespace

@@ -2,7 +2,7 @@
 // non-zero region a level overrides, against the reference kernels.
 #include <gtest/gtest.h>
 
-#include "harness.h"
+#include "kernel_compare.h"
 #include "vc1/transform.h"
 #include "vc1_diff.h"
 
@@ -29,28 +29,23 @@ TEST_P(Vc1TransformKernels, MatchReference) {
         const std::vector<vc1::PlaneShape> in_place = {{w, h, 0, 0, 2, false}};
         for (int rows = 1; rows <= h; ++rows)
             for (int cols = 1; cols <= w; ++cols) {
-                const auto copy_call = [cols, rows](InvTransformFn* fn) {
+                // Source is the first plane, destination the last (the same one in place).
+                const auto call = [cols, rows](InvTransformFn* fn) {
                     return [=](const std::vector<void*>& p, const std::vector<Vek32s>& s) {
-                        fn(static_cast<const Vek16s*>(p[0]), s[0], static_cast<Vek16s*>(p[1]), s[1], cols, rows);
-                    };
-                };
-                const auto place_call = [cols, rows](InvTransformFn* fn) {
-                    return [=](const std::vector<void*>& p, const std::vector<Vek32s>& s) {
-                        fn(static_cast<Vek16s*>(p[0]), s[0], static_cast<Vek16s*>(p[0]), s[0], cols, rows);
+                        fn(static_cast<const Vek16s*>(p[0]), s[0], static_cast<Vek16s*>(p.back()), s.back(), cols,
+                           rows);
                     };
                 };
                 const std::string what = std::to_string(w) + "x" + std::to_string(h) + " nz " + std::to_string(cols) +
                                          "x" + std::to_string(rows) + "/" + level.name;
-                vc1::expect_same_effect(what, copying, copy_call(at.inverse[size]), copy_call(ref.inverse[size]));
+                vc1::expect_same_effect(what, copying, call(at.inverse[size]), call(ref.inverse[size]));
                 if (rows == h && cols == w)
-                    vc1::expect_same_effect(what + " in place", in_place, place_call(at.inverse[size]),
-                                            place_call(ref.inverse[size]));
+                    vc1::expect_same_effect(what + " in place", in_place, call(at.inverse[size]),
+                                            call(ref.inverse[size]));
             }
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(C, Vc1TransformKernels, ::testing::Values(kLevelC), LevelName());
-INSTANTIATE_TEST_SUITE_P(SSE41, Vc1TransformKernels, ::testing::Values(kLevelSse41), LevelName());
-INSTANTIATE_TEST_SUITE_P(AVX2, Vc1TransformKernels, ::testing::Values(kLevelAvx2), LevelName());
+VEK_INSTANTIATE_LEVELS(Vc1TransformKernels);
 
 }  // namespace

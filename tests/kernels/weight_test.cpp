@@ -10,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-#include "harness.h"
+#include "kernel_compare.h"
 
 namespace {
 
@@ -41,9 +41,7 @@ void expect_same(const std::string& what, int width, int height, bool in_place, 
         const auto before1 = s1.snapshot(), before2 = s2.snapshot();
         tested(s1, s2, got);
         reference(s1, s2, want);
-        std::vector<Vek8u> g, w;
-        for (int y = 0; y < height; ++y)
-            for (int x = 0; x < width; ++x) g.push_back(got.get(x, y)), w.push_back(want.get(x, y));
+        const auto g = samples(got), w = samples(want);
         if (g != w || !got.guard_intact() || !s1.unchanged_since(before1) || !s2.unchanged_since(before2)) {
             ADD_FAILURE() << "trial " << trial << ", patterns " << pattern_name(pp.first) << " / "
                           << pattern_name(pp.second) << ", src1 " << l1 << ", src2 " << l2 << ", dst " << ld
@@ -66,6 +64,12 @@ const WeightParams kWeights[] = {
     {-128, -1, 1, 16447},
 };
 
+BlockRun average_run(AverageBlockFn* fn, int w, int h) {
+    return [fn, w, h](const auto& a, const auto& b, auto& d) {
+        fn(a.data(), a.step(), b.data(), b.step(), d.data(), d.step(), w, h);
+    };
+}
+
 class WeightKernels : public ::testing::TestWithParam<Level> {
    protected:
     const Level level_ = GetParam();
@@ -85,25 +89,14 @@ TEST_P(WeightKernels, AverageMatchesReference) {
             const int i = 5 * wc + hc;
             if (!changed_at(at_.interpolate_block[i], below_.interpolate_block[i])) continue;
             const int w = largest[wc], h = largest[hc];
-            const auto run = [w, h](AverageBlockFn* fn) -> BlockRun {
-                return [fn, w, h](const auto& a, const auto& b, auto& d) {
-                    fn(a.data(), a.step(), b.data(), b.step(), d.data(), d.step(), w, h);
-                };
-            };
-            expect_same(name("average", w, h), w, h, false, run(at_.interpolate_block[i]),
-                        run(ref_.interpolate_block[i]));
+            expect_same(name("average", w, h), w, h, false, average_run(at_.interpolate_block[i], w, h),
+                        average_run(ref_.interpolate_block[i], w, h));
         }
     if (!changed_at(at_.average_generic, below_.average_generic)) return;
     for (int w = 1; w <= 21; ++w)
-        for (int h : {1, 2, 3, 16}) {
-            const auto run = [w, h](AverageBlockFn* fn) -> BlockRun {
-                return [fn, w, h](const auto& a, const auto& b, auto& d) {
-                    fn(a.data(), a.step(), b.data(), b.step(), d.data(), d.step(), w, h);
-                };
-            };
-            expect_same(name("average_generic", w, h), w, h, false, run(at_.average_generic),
-                        run(ref_.average_generic));
-        }
+        for (int h : {1, 2, 3, 16})
+            expect_same(name("average_generic", w, h), w, h, false, average_run(at_.average_generic, w, h),
+                        average_run(ref_.average_generic, w, h));
 }
 
 TEST_P(WeightKernels, WeightingMatchesReference) {
@@ -154,8 +147,6 @@ TEST_P(WeightKernels, GenericWeightingMatchesReference) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(C, WeightKernels, ::testing::Values(kLevelC), LevelName{});
-INSTANTIATE_TEST_SUITE_P(SSE41, WeightKernels, ::testing::Values(kLevelSse41), LevelName{});
-INSTANTIATE_TEST_SUITE_P(AVX2, WeightKernels, ::testing::Values(kLevelAvx2), LevelName{});
+VEK_INSTANTIATE_LEVELS(WeightKernels);
 
 }  // namespace

@@ -128,21 +128,13 @@ struct Call {
     Vek32s qp, shift_dc;
     VekStatus operator()(std::pair<Vek32u*, Vek32s>& c, Block& out, Vek32s& size, Vek16s& pred) const {
         const Vek16s* m = null_matrix ? nullptr : matrix.data();
-        switch (kind) {
-            case kMpeg1:
-                return vekiReconstructDCTBlock_MPEG1_32s(&c.first, &c.second, first_or_dc, ac, scan.data(), qp, m,
-                                                         out.data(), &size);
-            case kMpeg2:
-                return vekiReconstructDCTBlock_MPEG2_32s(&c.first, &c.second, first_or_dc, ac, scan.data(), qp, m,
-                                                         out.data(), &size);
-            case kMpeg1Intra:
-                return vekiReconstructDCTBlockIntra_MPEG1_32s(&c.first, &c.second, first_or_dc, ac, scan.data(), qp,
-                                                              m, &pred, out.data(), &size);
-            case kMpeg2Intra:
-                return vekiReconstructDCTBlockIntra_MPEG2_32s(&c.first, &c.second, first_or_dc, ac, scan.data(), qp,
-                                                              m, &pred, shift_dc, out.data(), &size);
-        }
-        return 0;
+        auto& [w, o] = c;
+        if (kind == kMpeg1) return vekiReconstructDCTBlock_MPEG1_32s(&w, &o, first_or_dc, ac, scan.data(), qp, m, out.data(), &size);
+        if (kind == kMpeg2) return vekiReconstructDCTBlock_MPEG2_32s(&w, &o, first_or_dc, ac, scan.data(), qp, m, out.data(), &size);
+        if (kind == kMpeg1Intra)
+            return vekiReconstructDCTBlockIntra_MPEG1_32s(&w, &o, first_or_dc, ac, scan.data(), qp, m, &pred, out.data(), &size);
+        return vekiReconstructDCTBlockIntra_MPEG2_32s(&w, &o, first_or_dc, ac, scan.data(), qp, m, &pred, shift_dc,
+                                                      out.data(), &size);
     }
 };
 
@@ -204,9 +196,8 @@ TEST(Mpeg2Block, RandomBlocksOfEveryKind) {
         auto cur = begin;
         ASSERT_EQ(call(cur, got, size, got_pred), vekStsOk);
         EXPECT_EQ(got, want);
-        EXPECT_EQ(cur, s.cursor());
+        EXPECT_TRUE(cur == s.cursor() && got_pred == pred);
         EXPECT_EQ(size, kind == kMpeg2 ? std::max(i, 1) : i);
-        EXPECT_EQ(got_pred, pred);
     }
 }
 
@@ -271,8 +262,7 @@ TEST(Mpeg2Block, KnownAnswersAndErrors) {
         EXPECT_EQ(call(cur, got, size, pred), kc.status);
         EXPECT_EQ(got, want);
         EXPECT_EQ(cur, kc.status ? begin : s.cursor());  // an error leaves the cursor
-        EXPECT_EQ(size, kc.size);
-        EXPECT_EQ(pred, kc.pred_out);
+        EXPECT_TRUE(size == kc.size && pred == kc.pred_out) << size << " " << pred;
     }
 }
 
@@ -300,12 +290,9 @@ TEST(Mpeg2Block, NullPointers) {
             VekStatus st = vekStsOk;
             if (kind == 0) st = vekiReconstructDCTBlock_MPEG1_32s(pp, po, t1, t2, sc, 1, m, nul(7, b.data()), nul(8, &size));
             if (kind == 1) st = vekiReconstructDCTBlock_MPEG2_32s(pp, po, t1, t2, sc, 1, m, nul(7, b.data()), nul(8, &size));
-            if (kind == 2)
-                st = vekiReconstructDCTBlockIntra_MPEG1_32s(pp, po, t1, t2, sc, 1, m, nul(6, &pred), nul(7, b.data()),
-                                                            nul(8, &size));
-            if (kind == 3)
-                st = vekiReconstructDCTBlockIntra_MPEG2_32s(pp, po, t1, t2, sc, 1, m, nul(6, &pred), 0, nul(7, b.data()),
-                                                            nul(8, &size));
+            Vek16s* pp6 = nul(6, &pred);
+            if (kind == 2) st = vekiReconstructDCTBlockIntra_MPEG1_32s(pp, po, t1, t2, sc, 1, m, pp6, nul(7, b.data()), nul(8, &size));
+            if (kind == 3) st = vekiReconstructDCTBlockIntra_MPEG2_32s(pp, po, t1, t2, sc, 1, m, pp6, 0, nul(7, b.data()), nul(8, &size));
             const bool accepted = (null == 6 && kind < 2) || (null == 5 && kind == 1);
             EXPECT_EQ(st, accepted ? vekStsOk : vekStsNullPtrErr) << kind << " " << null;
             EXPECT_TRUE(accepted || (offset == 31 && size == -1 && pred == 4 && b[0] == -7 && b[63] == -7));

@@ -144,10 +144,9 @@ TEST(HuffmanBuild, ExactLayoutsAllocationsAndNoMem) {
         }
         EXPECT_EQ(a.live, 0);
         if (bc.fail_at >= 0) continue;
-        // The exported builder gives the same.
-        Vek32s* exported = kNotSet;
+        Vek32s* exported = kNotSet;  // the exported builder gives the same
         ASSERT_EQ(build_exported(bc.kind, bc.list.data(), &exported), want);
-        EXPECT_EQ(exported == kNotSet, want != vekStsOk);
+        ASSERT_EQ(exported == kNotSet, want != vekStsOk);
         if (want != vekStsOk) continue;
         EXPECT_EQ(List(exported, exported + bc.table.size()), bc.table);
         EXPECT_EQ(vekiHuffmanTableFree_32s(exported), vekStsOk);
@@ -163,7 +162,6 @@ TEST(HuffmanContract, NullsFailAndWriteNothing) {
         EXPECT_EQ(build_exported(kind, nullptr, &table), vekStsNullPtrErr);
         EXPECT_EQ(table, kNotSet);
         EXPECT_EQ(build_exported(kind, list.data(), nullptr), vekStsNullPtrErr);
-        EXPECT_EQ(build_exported(kind, nullptr, nullptr), vekStsNullPtrErr);
     }
     EXPECT_EQ(vekiHuffmanTableFree_32s(nullptr), vekStsNullPtrErr);
 

@@ -9,9 +9,8 @@ const Vek8u* const kNullPlane[3][3] = {
     {nullptr, kZeros, kZeros}, {kZeros, nullptr, kZeros}, {kZeros, kZeros, nullptr}};
 
 TEST(UtilMedian, ContractWritesNothingOnError) {
-    EXPECT_REFUSAL(vekStsNullPtrErr, vekiMedian_8u_P3C1R(kNullPlane[0], 4, d, 4, {4, 4}));
-    EXPECT_REFUSAL(vekStsNullPtrErr, vekiMedian_8u_P3C1R(kNullPlane[1], 4, d, 4, {4, 4}));
-    EXPECT_REFUSAL(vekStsNullPtrErr, vekiMedian_8u_P3C1R(kNullPlane[2], 4, d, 4, {0, 0}));
+    for (const auto* planes : kNullPlane)  // pointers before the size
+        EXPECT_REFUSAL(vekStsNullPtrErr, vekiMedian_8u_P3C1R(planes, 4, d, 4, {0, 0}));
     EXPECT_REFUSAL(vekStsNullPtrErr, vekiMedian_8u_P3C1R(nullptr, 4, d, 4, {4, 4}));
     EXPECT_REFUSAL(vekStsNullPtrErr, vekiMedian_8u_P3C1R(kPlanes, 4, nullptr, 4, {-1, 4}));
     EXPECT_REFUSAL(vekStsSizeErr, vekiMedian_8u_P3C1R(kPlanes, 4, d, 4, {0, 4}));

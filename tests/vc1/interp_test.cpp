@@ -28,19 +28,14 @@ TEST(VC1Interp, NullPointers) {
     Vek8u buf[64] = {};
     for (PlainFn fn : {vekiInterpolateQPBicubic_VC1_8u_C1R, vekiInterpolateQPBilinear_VC1_8u_C1R,
                        vekiInterpolateQPBilinear_VC1_8u_C2R}) {
-        VekVCInterpolate_8u p{buf, 8, nullptr, 8, 0, 0, {4, 4}, 0};
-        EXPECT_EQ(fn(nullptr), vekStsNullPtrErr);
-        EXPECT_EQ(fn(&p), vekStsNullPtrErr);
-        p.pDst = buf;
-        p.pSrc = nullptr;
-        EXPECT_EQ(fn(&p), vekStsNullPtrErr);
+        VekVCInterpolate_8u no_dst{buf, 8, nullptr, 8, 0, 0, {4, 4}, 0}, no_src{nullptr, 8, buf, 8, 0, 0, {4, 4}, 0};
+        for (const VekVCInterpolate_8u* p : {(VekVCInterpolate_8u*)nullptr, &no_dst, &no_src}) EXPECT_EQ(fn(p), vekStsNullPtrErr);
     }
     for (IcFn fn : {vekiInterpolateICBicubicBlock_VC1_8u_C1R, vekiInterpolateICBilinearBlock_VC1_8u_C1R,
                     vekiInterpolateICBilinearBlock_VC1_8u_C2R}) {
         VekVCInterpolateBlockIC_8u p{};
         p.pSrc = buf;
-        EXPECT_EQ(fn(nullptr), vekStsNullPtrErr);
-        EXPECT_EQ(fn(&p), vekStsNullPtrErr);
+        for (const VekVCInterpolateBlockIC_8u* q : {(VekVCInterpolateBlockIC_8u*)nullptr, &p}) EXPECT_EQ(fn(q), vekStsNullPtrErr);
     }
 }
 
@@ -85,8 +80,8 @@ constexpr KnownCase kKnown[] = {
 TEST(VC1Interp, KnownAnswers) {
     const auto plane = pattern_plane();
     for (const KnownCase& k : kKnown) {
-        const int w = (k.fn == kBic && k.width == 8 && k.height == 16) ? 16 : k.width;
-        const int h = (k.fn == kBic && k.width == 8 && k.height == 16) ? 8 : k.height;
+        const bool tall = k.fn == kBic && k.width == 8 && k.height == 16;
+        const int w = tall ? 16 : k.width, h = tall ? 8 : k.height;
         std::vector<Vek8u> out(32 * 17, 0xEE);
         VekVCInterpolate_8u p{plane.data() + 3 * kStep + 3 * k.pitch, kStep, out.data(), 32, k.dx, k.dy,
                               {k.width, k.height}, k.rc};
@@ -169,23 +164,10 @@ TEST(VC1Interp, IcFormsMatchPaddedModel) {
                         for (int bot = 0; bot < 2; ++bot) {
                             if (!field && bot) continue;
                             ++phase;
-                            VekVCInterpolateBlockIC_8u p{};
-                            p.pSrc = frame.data() + (field && bot ? kStep : 0);
-                            p.srcStep = kStep;
-                            p.pLUTTop = lut[0];
-                            p.pLUTBottom = lut[1];
-                            p.sizeFrame = {kFrameW, kFrameH};
-                            p.sizeBlock = {f.bw, f.bh};
-                            p.pointBlockPos = pos;
-                            p.dx = phase % 4;
-                            p.dy = (phase / 4) % 4;
-                            p.oppositePadding = opposite;
-                            p.fieldPrediction = field;
-                            p.roundControl = (phase / 16) & 1;
-                            p.isPredBottom = bot;
                             std::vector<Vek8u> got(16 * 32, 0xEE), want(16 * 32, 0xEE);
-                            p.pDst = got.data();
-                            p.dstStep = 32;
+                            const VekVCInterpolateBlockIC_8u p{frame.data() + (field && bot ? kStep : 0), kStep,
+                                got.data(), 32, lut[0], lut[1], {kFrameW, kFrameH}, {f.bw, f.bh}, pos, phase % 4,
+                                (phase / 4) % 4, opposite, field, (phase / 16) & 1, bot};
                             ASSERT_EQ(f.ic(&p), vekStsOk);
 
                             constexpr int kRs = 64;

@@ -99,13 +99,11 @@ TEST(VC1Transform, PartialSizesMatchFullPath) {
 
 // srcSizeNZ below 2 both ways: one flat value from the DC alone, AC ignored.
 TEST(VC1Transform, DcShortcutIgnoresAc) {
-    struct Case {
+    const struct {
         int size;
-        Vek16s dc;
-        Vek16s flat;  // (b0 x sat16((a0 x dc + 4) >> 3) + 64) >> 7
-    };
-    const Case cases[] = {{0, 100, 14}, {1, 100, 20}, {2, 100, 20}, {3, 100, 28}, {3, -77, -22}, {0, 32767, 3072}};
-    for (const Case& c : cases) {
+        Vek16s dc, flat;  // flat: (b0 x sat16((a0 x dc + 4) >> 3) + 64) >> 7
+    } cases[] = {{0, 100, 14}, {1, 100, 20}, {2, 100, 20}, {3, 100, 28}, {3, -77, -22}, {0, 32767, 3072}};
+    for (const auto& c : cases) {
         const Size& s = kSizes[c.size];
         auto in = block(s, ramp);
         in[0] = c.dc;
@@ -114,9 +112,7 @@ TEST(VC1Transform, DcShortcutIgnoresAc) {
         for (int y = 0; y < s.h; ++y)
             for (int x = 0; x < s.w; ++x) ASSERT_EQ(out[y * kStride + x], c.flat) << s.w << "x" << s.h;
         ASSERT_EQ(s.inv_r(in.data(), kStep, out.data(), kStep, {s.w, 1}), vekStsOk);
-        if (c.dc != 32767) {
-            EXPECT_NE(out[0], c.flat) << "with the AC of row 0 the result is no longer flat";
-        }
+        if (c.dc != 32767) { EXPECT_NE(out[0], c.flat) << "with the AC of row 0 the result is no longer flat"; }
     }
 }
 
