@@ -104,8 +104,10 @@ T* rows_down(T* p, Vek32s step, int rows) {
     return row_at(p, step, rows);
 }
 
-// Luma vertical edge, 16 rows, the field pairing of fieldNeighbourFlag.
-void luma_ver(Vek16s* left, Vek32s ls, Vek16s* right, Vek32s rs, Vek8u* dst, Vek32s ds, Vek32u field,
+// Luma vertical edge, 16 rows, the field pairing of fieldNeighbourFlag. Kept
+// out of line so that the shell's common case (frame neighbours, both halves)
+// stays a plain call without the register saves these paths need.
+[[gnu::noinline]] void luma_ver(Vek16s* left, Vek32s ls, Vek16s* right, Vek32s rs, Vek8u* dst, Vek32s ds, Vek32u field,
               Vek32u flags) {
     SmoothVerFn* ver = kSmoothKernels.ver;
     switch (field) {
@@ -121,11 +123,7 @@ void luma_ver(Vek16s* left, Vek32s ls, Vek16s* right, Vek32s rs, Vek8u* dst, Vek
         ver(left, ls, right, rs, dst, 2 * ds, 4, 4);
         ver(rows_down(left, ls, 8), ls, rows_down(right, rs, 8), rs, rows_down(dst, ds, 1), 2 * ds, 3, 3);
         return;
-    default:
-        if ((flags & 3) && (flags & 12)) {
-            kSmoothKernels.ver16(left, ls, right, rs, dst, ds);
-            return;
-        }
+    default:  // frame neighbours, one half (both halves are the shell's)
         if (flags & 3) ver(left, ls, right, rs, dst, ds, 4, 3);
         if (flags & 12) ver(rows_down(left, ls, 8), ls, rows_down(right, rs, 8), rs, rows_down(dst, ds, 8), ds, 4, 3);
         return;
@@ -154,6 +152,10 @@ VekStatus vekiSmoothingLuma_VerEdge_VC1_16s8u_C1R(Vek16s* pSrcLeft, Vek32s srcLe
                                                   Vek32u fieldNeighbourFlag, Vek32u edgeDisabledFlag) {
     if (!pSrcLeft || !pSrcRight || !pDst) return vekStsNullPtrErr;
     if (edgeDisabledFlag == 0) return vekStsOk;
+    if (fieldNeighbourFlag == 0 && (edgeDisabledFlag & 3) && (edgeDisabledFlag & 12)) {
+        kSmoothKernels.ver16(pSrcLeft, srcLeftStep, pSrcRight, srcRightStep, pDst, dstStep);
+        return vekStsOk;
+    }
     luma_ver(pSrcLeft, srcLeftStep, pSrcRight, srcRightStep, pDst, dstStep, fieldNeighbourFlag, edgeDisabledFlag);
     return vekStsOk;
 }

@@ -50,8 +50,13 @@ inline void load_dequantised(const Vek16s* src, Vek32s mul_q, Vek32s shift, __m1
     transpose8x8(c);
 }
 
-// The first pass at half scale on eight rows; out[j] holds output j of each row.
-inline void row_pass(const __m128i c[8], __m128i out[8]) {
+// The even halves e0..e3 and odd terms b4..b7 of the first pass on eight
+// rows; output j is (((b >> 1) + e) doubled) >> 3, saturating, with b4..b7
+// for j = 0..3 and their negations for j = 7..4.
+struct RowTerms {
+    __m128i e0, e1, e2, e3, b4, b5, b6, b7;
+};
+inline RowTerms row_terms(const __m128i c[8]) {
     const __m128i two = _mm_set1_epi16(2);
     const __m128i a4 = _mm_adds_epi16(twice(twice(_mm_adds_epi16(c[0], c[4]))), two);
     const __m128i a5 = _mm_adds_epi16(twice(twice(_mm_subs_epi16(c[0], c[4]))), two);
@@ -67,6 +72,12 @@ inline void row_pass(const __m128i c[8], __m128i out[8]) {
     const __m128i b5 = _mm_adds_epi16(twice(_mm_subs_epi16(_mm_adds_epi16(q, s), p)), s);
     const __m128i b6 = _mm_adds_epi16(twice(_mm_subs_epi16(_mm_subs_epi16(r, p), q)), r);
     const __m128i b7 = _mm_subs_epi16(twice(_mm_subs_epi16(_mm_subs_epi16(s, q), r)), q);
+    return {e0, e1, e2, e3, b4, b5, b6, b7};
+}
+
+// The first pass at half scale on eight rows; out[j] holds output j of each row.
+inline void row_pass(const __m128i c[8], __m128i out[8]) {
+    const auto [e0, e1, e2, e3, b4, b5, b6, b7] = row_terms(c);
     const __m128i zero = _mm_setzero_si128();
     const auto g = [](__m128i b, __m128i e) {
         return _mm_srai_epi16(twice(_mm_adds_epi16(_mm_srai_epi16(b, 1), e)), 3);

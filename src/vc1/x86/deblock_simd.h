@@ -201,6 +201,65 @@ void chroma_ver_c2_simd(Vek8u* p, Vek32s step, int quant, unsigned channels) {
     for (int y = 0; y < 8; ++y) std::memcpy(line_row(p, step, y) - 2, &words[y], 4);
 }
 
+#ifdef __AVX2__
+// The amount moved across the edge on 16 lines, from the sample pairs (p1 p2),
+// (p3 p4), (p5 p6), (p7 p8) of each line as 16-bit words, first sample in the
+// low byte: every weighted sum of the filter is two byte multiply-adds.
+inline __m256i deblock_amount_pairs(__m256i p12, __m256i p34, __m256i p56, __m256i p78, __m256i quant) {
+    const __m256i k25 = splat_pair8<__m256i>(2, -5), k52 = splat_pair8<__m256i>(5, -2), four = splat16<__m256i>(4);
+    const __m256i a0 = srai16<3>(add16(add16(maddubs(p34, k25), maddubs(p56, k52)), four));
+    const __m256i a1 = srai16<3>(add16(add16(maddubs(p12, k25), maddubs(p34, k52)), four));
+    const __m256i a2 = srai16<3>(add16(add16(maddubs(p56, k25), maddubs(p78, k52)), four));
+    const __m256i d45 = sub16(srli16<8>(p34), and_(p56, splat16<__m256i>(0xFF)));
+    const __m256i abs_a0 = abs16(a0);
+    const __m256i a3 = min16(abs16(a1), abs16(a2));
+    const __m256i clip = srai16<1>(sub16(d45, srai16<15>(d45)));  // halved toward zero
+    const __m256i pass =
+        andnot_(cmpeq16(clip, _mm256_setzero_si256()), and_(cmpgt16(quant, abs_a0), cmpgt16(abs_a0, a3)));
+    // The third line's verdict spread over its group of four.
+    const __m256i group = shuffle8(pass, _mm256_setr_epi8(4, 5, 4, 5, 4, 5, 4, 5, 12, 13, 12, 13, 12, 13, 12, 13, 4, 5,
+                                                          4, 5, 4, 5, 4, 5, 12, 13, 12, 13, 12, 13, 12, 13));
+    const __m256i against = srai16<15>(xor_(a0, d45));
+    const __m256i mag = min16(srli16<3>(mullo16(sub16(abs_a0, a3), splat16<__m256i>(5))), abs16(clip));
+    return and_(sign16(mag, clip), and_(and_(pass, group), against));
+}
+
+// The whole luma edge in 256-bit registers. Rows go in as quads [k, k + 4 |
+// k + 8, k + 12]; three rounds of unpacks turn the four sample pairs of each
+// row into four vectors of pairs, rows 0..7 in lane 0 and 8..15 in lane 1.
+// Only p4 and p5 change, and the same unpacks take the pairs back to rows,
+// which are written whole, as they were loaded, so that the next access to
+// them can be served from the store buffer.
+void luma_ver_full_256(Vek8u* p, Vek32s step, int quant) {
+    const auto row = [&](int y) { return line_row(p, step, y) - 4; };
+    const auto quad = [&](int k) {
+        return join(unpacklo64(load8(row(k)), load8(row(k + 4))), unpacklo64(load8(row(k + 8)), load8(row(k + 12))));
+    };
+    const __m256i y0 = quad(0), y1 = quad(1), y2 = quad(2), y3 = quad(3);
+    const __m256i r01 = _mm256_unpacklo_epi16(y0, y1), r45 = _mm256_unpackhi_epi16(y0, y1);
+    const __m256i r23 = _mm256_unpacklo_epi16(y2, y3), r67 = _mm256_unpackhi_epi16(y2, y3);
+    const __m256i lo03 = unpacklo32(r01, r23), hi03 = unpackhi32(r01, r23);
+    const __m256i lo47 = unpacklo32(r45, r67), hi47 = unpackhi32(r45, r67);
+    const __m256i p12 = unpacklo64(lo03, lo47), p34 = unpackhi64(lo03, lo47);
+    const __m256i p56 = unpacklo64(hi03, hi47), p78 = unpackhi64(hi03, hi47);
+    const __m256i d = deblock_amount_pairs(p12, p34, p56, p78, _mm256_set1_epi16(static_cast<short>(
+                                                                  quant < 0 ? 0 : (quant > 32767 ? 32767 : quant))));
+    // p4 is the high byte of its pair and p5 the low one; neither leaves 0..255.
+    const __m256i n34 = sub16(p34, slli16<8>(d)), n56 = add16(p56, d);
+    const __m256i w03 = _mm256_unpacklo_epi16(p12, n34), w47 = _mm256_unpackhi_epi16(p12, n34);
+    const __m256i v03 = _mm256_unpacklo_epi16(n56, p78), v47 = _mm256_unpackhi_epi16(n56, p78);
+    // Rows [r, r + 1 | r + 8, r + 9] for r = 0, 2, 4, 6.
+    const __m256i rows[4] = {unpacklo32(w03, v03), unpackhi32(w03, v03), unpacklo32(w47, v47), unpackhi32(w47, v47)};
+    for (int i = 0; i < 4; ++i) {
+        const __m128i top = lane0(rows[i]), bottom = lane1(rows[i]);
+        store8(row(2 * i), top);
+        store8(row(2 * i + 1), unpackhi64(top, top));
+        store8(row(2 * i + 8), bottom);
+        store8(row(2 * i + 9), unpackhi64(bottom, bottom));
+    }
+}
+#endif
+
 inline void init_deblock_128(vek::vc1::DeblockTable& t) {
     t.luma_hor = luma_hor_simd;
     t.luma_ver = {luma_ver_half_simd<0>, luma_ver_half_simd<1>, luma_ver_half_simd<2>, luma_ver_half_simd<3>};

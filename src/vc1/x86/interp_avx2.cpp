@@ -1,6 +1,7 @@
 // AVX2 level of the VC-1 interpolation kernels: the 128-bit kernels in VEX
 // form, and 256-bit bicubic and bilinear blocks whose two lanes carry either
-// the two 8-column halves of a 16-wide row or two rows of an 8-wide block.
+// the two 8-column halves of a 16-wide row or two rows (of an 8-wide block, or
+// of a 16-wide one in the two-pass bicubic).
 #include "vc1/x86/interp_simd.h"
 
 namespace {
@@ -57,30 +58,44 @@ void bicubic_256(const Vek8u* src, Vek32s srcStep, Vek8u* dst, Vek32s dstStep, i
             r0 = r2, r1 = r3;
         }
     } else {
-        const V vround = splat16<V>(vround_of<DX, DY>(rc)), hround = splat16<V>(64 - rc + 128 * 128);
-        if constexpr (W == 16) {
-            const auto unit = [&](int r) { return join(unit_wide_a(row(r)), unit_wide_b(row(r))); };
-            // Row pairs (y - 1, y) and (y, y + 1) carry over from the pairs
-            // (y + 1, y + 2) and (y + 2, y + 3) two rows earlier.
-            V u2 = unit(1);
-            RowPair256 p01 = row_pair(unit(-1), unit(0)), p12 = row_pair(unit(0), u2);
-            for (int y = 0; y < H; y += 2) {
-                const V u3 = unit(y + 2), u4 = unit(y + 3);
-                const RowPair256 p23 = row_pair(u2, u3), p34 = row_pair(u3, u4);
-                const V v0 = bicubic_2d<DX, DY>(p01, p23, vround, hround);
-                const V v1 = bicubic_2d<DX, DY>(p12, p34, vround, hround);
-                store_rows16(dst, dstStep, y, packus16(v0, v1));
-                p01 = p23, p12 = p34, u2 = u4;
+        const V vscale = splat16<V>(vscale_of<DX, DY>()), hround = splat16<V>(64 - rc + 128 * 128);
+        with_rounding(rc, [&](auto neg) {
+            constexpr bool Neg = decltype(neg)::value;
+            if constexpr (W == 16) {
+                // Two rows a register: u(r) = [row r | row r + 1] with columns
+                // -1..14, and t(r) the same with columns 15..17. The first pass
+                // then covers each column once, and the two output halves of a
+                // row land in one lane, already in order.
+                const auto tail = [&](int r) { return _mm_srli_si128(load16(row(r) + 2), 13); };
+                __m128i a1 = unit_wide_a(row(0)), a2 = unit_wide_a(row(1));
+                __m128i t1 = tail(0), t2 = tail(1);
+                RowPair256 first = row_pair(join(unit_wide_a(row(-1)), a1), join(a1, a2));
+                V first_t = unpacklo8(join(tail(-1), t1), join(t1, t2));
+                for (int y = 0; y < H; y += 2) {
+                    const __m128i a3 = unit_wide_a(row(y + 2)), a4 = unit_wide_a(row(y + 3));
+                    const __m128i t3 = tail(y + 2), t4 = tail(y + 3);
+                    const RowPair256 second = row_pair(join(a2, a3), join(a3, a4));
+                    const V second_t = unpacklo8(join(t2, t3), join(t3, t4));
+                    const V lo = bicubic_vert<DY, Neg>(first.lo, second.lo, vscale);
+                    const V hi = bicubic_vert<DY, Neg>(first.hi, second.hi, vscale);
+                    const V end = bicubic_vert<DY, Neg>(first_t, second_t, vscale);
+                    const V out = packus16(bicubic_horz<DX, Neg>(lo, hi, hround), bicubic_horz<DX, Neg>(hi, end, hround));
+                    store16(dst_row(dst, dstStep, y), lane0(out));
+                    store16(dst_row(dst, dstStep, y + 1), lane1(out));
+                    first = second, first_t = second_t;
+                    a2 = a4, t2 = t4;
+                }
+            } else {
+                __m128i p0 = unit_narrow(row(-1)), p1 = unit_narrow(row(0)), p2 = unit_narrow(row(1));
+                for (int y = 0; y < H; y += 2) {
+                    const __m128i p3 = unit_narrow(row(y + 2)), p4 = unit_narrow(row(y + 3));
+                    const V v = bicubic_2d<DX, DY, Neg>(join(p0, p1), join(p1, p2), join(p2, p3), join(p3, p4), vscale,
+                                                        hround);
+                    store_rows8(dst, dstStep, y, packus16(v, v));
+                    p0 = p2, p1 = p3, p2 = p4;
+                }
             }
-        } else {
-            __m128i p0 = unit_narrow(row(-1)), p1 = unit_narrow(row(0)), p2 = unit_narrow(row(1));
-            for (int y = 0; y < H; y += 2) {
-                const __m128i p3 = unit_narrow(row(y + 2)), p4 = unit_narrow(row(y + 3));
-                const V v = bicubic_2d<DX, DY>(join(p0, p1), join(p1, p2), join(p2, p3), join(p3, p4), vround, hround);
-                store_rows8(dst, dstStep, y, packus16(v, v));
-                p0 = p2, p1 = p3, p2 = p4;
-            }
-        }
+        });
     }
 }
 

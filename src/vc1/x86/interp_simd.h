@@ -8,6 +8,8 @@
 // brought into range by adding 128 x 128 before a logical shift.
 #pragma once
 
+#include <type_traits>
+
 #include "vc1/interp.h"
 #include "vc1/x86/simd_ops.h"
 
@@ -47,27 +49,53 @@ inline RowPair256 row_pair(__m256i a, __m256i b) { return {unpacklo8(a, b), unpa
 
 // Vertical pass over rows (-1, 0) and (+1, +2), then the horizontal pass on
 // the 16-bit result: 8 outputs per 128-bit lane, unclipped 16-bit.
-template <int DX, int DY, class Pair, class V>
-inline V bicubic_2d(const Pair& first, const Pair& second, V vround, V hround) {
-    constexpr int s = kVertShift[DX][DY];
+//
+// The vertical rounding shift is one rounding high multiply by 2^(15 - s),
+// which adds exactly half: right for a rounding control of 1. With 0 the
+// rounding is half less one, (x + h - 1) >> s, which is -((-x + h) >> s), so
+// Neg runs both passes on negated taps: the vertical pass then yields the
+// negated intermediate and the horizontal taps bring the sign back.
+template <int DY, bool Neg, class V>
+inline V bicubic_vert(V first, V second, V vscale) {
+    constexpr int sign = Neg ? -1 : 1;
     constexpr const int* fy = kBicubicTaps[DY];
+    const V c01 = splat_pair8<V>(sign * fy[0], sign * fy[1]), c23 = splat_pair8<V>(sign * fy[2], sign * fy[3]);
+    return mulhrs16(add16(maddubs(first, c01), maddubs(second, c23)), vscale);
+}
+// The horizontal pass over the first-pass values of columns lo[0]..hi[7].
+template <int DX, bool Neg, class V>
+inline V bicubic_horz(V lo, V hi, V hround) {
+    constexpr int sign = Neg ? -1 : 1;
     constexpr const int* fx = kBicubicTaps[DX];
-    const V c01 = splat_pair8<V>(fy[0], fy[1]), c23 = splat_pair8<V>(fy[2], fy[3]);
-    V lo = add16(maddubs(first.lo, c01), maddubs(second.lo, c23));
-    V hi = add16(maddubs(first.hi, c01), maddubs(second.hi, c23));
-    lo = srai16<s>(add16(lo, vround));
-    hi = srai16<s>(add16(hi, vround));
     // The taps stay opaque to the compiler, which would otherwise expand the
     // multiplications into longer shift-and-add sequences.
-    V f0 = splat16<V>(fx[0]), f1 = splat16<V>(fx[1]), f2 = splat16<V>(fx[2]), f3 = splat16<V>(fx[3]);
+    V f0 = splat16<V>(sign * fx[0]), f1 = splat16<V>(sign * fx[1]), f2 = splat16<V>(sign * fx[2]),
+      f3 = splat16<V>(sign * fx[3]);
     __asm__("" : "+x"(f0), "+x"(f1), "+x"(f2), "+x"(f3));
     const V sum = add16(add16(mullo16(lo, f0), mullo16(alignr<2>(hi, lo), f1)),
                         add16(mullo16(alignr<4>(hi, lo), f2), mullo16(alignr<6>(hi, lo), f3)));
     return less128_sat0(srli16<7>(add16(sum, hround)));
 }
-template <int DX, int DY, class V>
-inline V bicubic_2d(V r0, V r1, V r2, V r3, V vround, V hround) {
-    return bicubic_2d<DX, DY>(row_pair(r0, r1), row_pair(r2, r3), vround, hround);
+template <int DX, int DY, bool Neg, class Pair, class V>
+inline V bicubic_2d(const Pair& first, const Pair& second, V vscale, V hround) {
+    return bicubic_horz<DX, Neg>(bicubic_vert<DY, Neg>(first.lo, second.lo, vscale),
+                                 bicubic_vert<DY, Neg>(first.hi, second.hi, vscale), hround);
+}
+template <int DX, int DY, bool Neg, class V>
+inline V bicubic_2d(V r0, V r1, V r2, V r3, V vscale, V hround) {
+    return bicubic_2d<DX, DY, Neg>(row_pair(r0, r1), row_pair(r2, r3), vscale, hround);
+}
+
+// Runs body(std::bool_constant<Neg>) with Neg set for a rounding control of 0.
+template <class Body>
+inline void with_rounding(int rc, Body body) {
+    if (rc) body(std::false_type{});
+    else body(std::true_type{});
+}
+// The multiplier of the vertical rounding shift of a two-pass phase.
+template <int DX, int DY>
+constexpr int vscale_of() {
+    return 1 << (15 - kVertShift[DX][DY]);
 }
 
 // Horizontal only, from a prepared unit.
@@ -137,26 +165,30 @@ void bicubic_128(const Vek8u* src, Vek32s srcStep, Vek8u* dst, Vek32s dstStep, i
             r0 = r1, r1 = r2, r2 = r3;
         }
     } else {
-        const V vround = splat16<V>(vround_of<DX, DY>(rc)), hround = splat16<V>(64 - rc + 128 * 128);
-        if constexpr (W == 8) {
-            V r0 = unit_narrow(row(-1)), r1 = unit_narrow(row(0)), r2 = unit_narrow(row(1));
-            for (int y = 0; y < H; ++y) {
-                const V r3 = unit_narrow(row(y + 2));
-                const V v = bicubic_2d<DX, DY>(r0, r1, r2, r3, vround, hround);
-                store8(dst_row(dst, dstStep, y), packus16(v, v));
-                r0 = r1, r1 = r2, r2 = r3;
+        const V vscale = splat16<V>(vscale_of<DX, DY>()), hround = splat16<V>(64 - rc + 128 * 128);
+        with_rounding(rc, [&](auto neg) {
+            constexpr bool Neg = decltype(neg)::value;
+            if constexpr (W == 8) {
+                V r0 = unit_narrow(row(-1)), r1 = unit_narrow(row(0)), r2 = unit_narrow(row(1));
+                for (int y = 0; y < H; ++y) {
+                    const V r3 = unit_narrow(row(y + 2));
+                    const V v = bicubic_2d<DX, DY, Neg>(r0, r1, r2, r3, vscale, hround);
+                    store8(dst_row(dst, dstStep, y), packus16(v, v));
+                    r0 = r1, r1 = r2, r2 = r3;
+                }
+            } else {
+                V a0 = unit_wide_a(row(-1)), a1 = unit_wide_a(row(0)), a2 = unit_wide_a(row(1));
+                V b0 = unit_wide_b(row(-1)), b1 = unit_wide_b(row(0)), b2 = unit_wide_b(row(1));
+                for (int y = 0; y < H; ++y) {
+                    const V a3 = unit_wide_a(row(y + 2)), b3 = unit_wide_b(row(y + 2));
+                    store16(dst_row(dst, dstStep, y),
+                            packus16(bicubic_2d<DX, DY, Neg>(a0, a1, a2, a3, vscale, hround),
+                                     bicubic_2d<DX, DY, Neg>(b0, b1, b2, b3, vscale, hround)));
+                    a0 = a1, a1 = a2, a2 = a3;
+                    b0 = b1, b1 = b2, b2 = b3;
+                }
             }
-        } else {
-            V a0 = unit_wide_a(row(-1)), a1 = unit_wide_a(row(0)), a2 = unit_wide_a(row(1));
-            V b0 = unit_wide_b(row(-1)), b1 = unit_wide_b(row(0)), b2 = unit_wide_b(row(1));
-            for (int y = 0; y < H; ++y) {
-                const V a3 = unit_wide_a(row(y + 2)), b3 = unit_wide_b(row(y + 2));
-                store16(dst_row(dst, dstStep, y), packus16(bicubic_2d<DX, DY>(a0, a1, a2, a3, vround, hround),
-                                                           bicubic_2d<DX, DY>(b0, b1, b2, b3, vround, hround)));
-                a0 = a1, a1 = a2, a2 = a3;
-                b0 = b1, b1 = b2, b2 = b3;
-            }
-        }
+        });
     }
 }
 

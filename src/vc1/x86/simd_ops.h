@@ -50,6 +50,7 @@ inline __m128i sub16(__m128i a, __m128i b) { return _mm_sub_epi16(a, b); }
 inline __m128i adds16(__m128i a, __m128i b) { return _mm_adds_epi16(a, b); }
 inline __m128i subs16(__m128i a, __m128i b) { return _mm_subs_epi16(a, b); }
 inline __m128i mullo16(__m128i a, __m128i b) { return _mm_mullo_epi16(a, b); }
+inline __m128i mulhrs16(__m128i a, __m128i b) { return _mm_mulhrs_epi16(a, b); }
 // Unsigned 16-bit lanes less 128, stopping at 0.
 inline __m128i less128_sat0(__m128i a) { return _mm_subs_epu16(a, _mm_set1_epi16(128)); }
 inline __m128i maddubs(__m128i u8, __m128i s8) { return _mm_maddubs_epi16(u8, s8); }
@@ -89,6 +90,7 @@ inline __m256i sub16(__m256i a, __m256i b) { return _mm256_sub_epi16(a, b); }
 inline __m256i adds16(__m256i a, __m256i b) { return _mm256_adds_epi16(a, b); }
 inline __m256i subs16(__m256i a, __m256i b) { return _mm256_subs_epi16(a, b); }
 inline __m256i mullo16(__m256i a, __m256i b) { return _mm256_mullo_epi16(a, b); }
+inline __m256i mulhrs16(__m256i a, __m256i b) { return _mm256_mulhrs_epi16(a, b); }
 inline __m256i less128_sat0(__m256i a) { return _mm256_subs_epu16(a, _mm256_set1_epi16(128)); }
 inline __m256i maddubs(__m256i u8, __m256i s8) { return _mm256_maddubs_epi16(u8, s8); }
 inline __m256i unpacklo8(__m256i a, __m256i b) { return _mm256_unpacklo_epi8(a, b); }

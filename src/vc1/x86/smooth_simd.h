@@ -146,43 +146,78 @@ void smooth_ver_pairs_simd(Vek16s* leftU, Vek32s leftStepU, Vek16s* rightU, Vek3
 }
 
 #ifdef __AVX2__
-// 16 rows of frame neighbours in one pass, the rows 8..15 in the upper lanes.
+// Rows are reached by stepping a pointer that the compiler is told nothing
+// about, so that it recomputes the 48 row addresses as it goes instead of
+// keeping them all and spilling them to the stack.
+template <class T>
+inline T* opaque(T* p) {
+    __asm__("" : "+r"(p));
+    return p;
+}
+
+// The pairs of 16-bit values of 8 rows, row k in dword k: each is a broadcast
+// load merged by a blend, which keeps the shuffle units free.
+inline __m256i load_pairs8(const Vek16s* p, Vek32s step) {
+    __m256i v[8];
+    for (int k = 0; k < 8; ++k, p = byte_offset(p, step)) {
+        int x;
+        std::memcpy(&x, p, sizeof x);
+        v[k] = _mm256_set1_epi32(x);
+    }
+    const __m256i v01 = _mm256_blend_epi32(v[0], v[1], 0x02), v23 = _mm256_blend_epi32(v[2], v[3], 0x08);
+    const __m256i v45 = _mm256_blend_epi32(v[4], v[5], 0x20), v67 = _mm256_blend_epi32(v[6], v[7], 0x80);
+    return _mm256_blend_epi32(_mm256_blend_epi32(v01, v23, 0x0C), _mm256_blend_epi32(v45, v67, 0xC0), 0xF0);
+}
+
+// Dword k of v to row k.
+template <class T>
+inline void store_dwords8(T* p, Vek32s step, __m256i v) {
+    const __m128i lo = lane0(v), hi = lane1(v);
+    const int x[8] = {_mm_cvtsi128_si32(lo), _mm_extract_epi32(lo, 1), _mm_extract_epi32(lo, 2), _mm_extract_epi32(lo, 3),
+                      _mm_cvtsi128_si32(hi), _mm_extract_epi32(hi, 1), _mm_extract_epi32(hi, 2), _mm_extract_epi32(hi, 3)};
+    for (int k = 0; k < 8; ++k, p = byte_offset(p, step)) std::memcpy(p, &x[k], 4);
+}
+
+// 16 rows of frame neighbours in one pass. The pairs of rows 0..7 and 8..15
+// are split into first and second values, rows 0..3 and 8..11 in lane 0, 4..7
+// and 12..15 in lane 1; the rounding pattern 4, 3, ... follows the row parity,
+// which every position keeps.
 void smooth_ver16_simd(Vek16s* left, Vek32s leftStep, Vek16s* right, Vek32s rightStep, Vek8u* dst, Vek32s dstStep) {
-    __m128i la, lb, lc, ld, ha, hb, hc, hd;
-    load_columns(left, leftStep, la, lb);
-    load_columns(right, rightStep, lc, ld);
-    load_columns(row16(left, leftStep, 8), leftStep, ha, hb);
-    load_columns(row16(right, rightStep, 8), rightStep, hc, hd);
-    __m256i a = join(la, ha), b = join(lb, hb), c = join(lc, hc), d = join(ld, hd);
-    const __m256i r0 = _mm256_setr_epi16(4, 3, 4, 3, 4, 3, 4, 3, 4, 3, 4, 3, 4, 3, 4, 3);
-    smooth_lanes(a, b, c, d, r0, _mm256_sub_epi16(_mm256_set1_epi16(7), r0));
-    const __m256i ab = _mm256_unpacklo_epi16(a, b), ab2 = _mm256_unpackhi_epi16(a, b);
-    const __m256i cd = _mm256_unpacklo_epi16(c, d), cd2 = _mm256_unpackhi_epi16(c, d);
-    // Lane 0 of ab holds rows 0..3, lane 1 rows 8..11; ab2 rows 4..7 and 12..15.
-    store_dwords(left, leftStep, 0, lane0(ab));
-    store_dwords(left, leftStep, 4, lane0(ab2));
-    store_dwords(left, leftStep, 8, lane1(ab));
-    store_dwords(left, leftStep, 12, lane1(ab2));
-    store_dwords(right, rightStep, 0, lane0(cd));
-    store_dwords(right, rightStep, 4, lane0(cd2));
-    store_dwords(right, rightStep, 8, lane1(cd));
-    store_dwords(right, rightStep, 12, lane1(cd2));
-    const __m256i pab = _mm256_unpacklo_epi8(packus16(a, a), packus16(b, b));
-    const __m256i pcd = _mm256_unpacklo_epi8(packus16(c, c), packus16(d, d));
-    const __m256i rows_lo = _mm256_unpacklo_epi16(pab, pcd), rows_hi = _mm256_unpackhi_epi16(pab, pcd);
-    Vek8u* out = dst - 2;
-    store_dwords(out, dstStep, 0, lane0(rows_lo));
-    store_dwords(out, dstStep, 4, lane0(rows_hi));
-    store_dwords(out, dstStep, 8, lane1(rows_lo));
-    store_dwords(out, dstStep, 12, lane1(rows_hi));
+    const __m256i split = _mm256_broadcastsi128_si256(_mm_setr_epi8(0, 1, 4, 5, 8, 9, 12, 13, 2, 3, 6, 7, 10, 11, 14, 15));
+    const __m256i l0 = shuffle8(load_pairs8(left, leftStep), split);
+    const __m256i l1 = shuffle8(load_pairs8(opaque(row16(left, leftStep, 8)), leftStep), split);
+    const __m256i r0 = shuffle8(load_pairs8(right, rightStep), split);
+    const __m256i r1 = shuffle8(load_pairs8(opaque(row16(right, rightStep, 8)), rightStep), split);
+    __m256i a = unpacklo64(l0, l1), b = unpackhi64(l0, l1), c = unpacklo64(r0, r1), d = unpackhi64(r0, r1);
+    const __m256i round0 = _mm256_setr_epi16(4, 3, 4, 3, 4, 3, 4, 3, 4, 3, 4, 3, 4, 3, 4, 3);
+    smooth_lanes(a, b, c, d, round0, _mm256_sub_epi16(_mm256_set1_epi16(7), round0));
+    // Back to a pair per dword, rows 0..7 and 8..15 in order.
+    const __m256i ab0 = _mm256_unpacklo_epi16(a, b), ab1 = _mm256_unpackhi_epi16(a, b);
+    const __m256i cd0 = _mm256_unpacklo_epi16(c, d), cd1 = _mm256_unpackhi_epi16(c, d);
+    store_dwords8(opaque(left), leftStep, ab0);
+    store_dwords8(opaque(row16(left, leftStep, 8)), leftStep, ab1);
+    store_dwords8(opaque(right), rightStep, cd0);
+    store_dwords8(opaque(row16(right, rightStep, 8)), rightStep, cd1);
+    // Bytes a', b', c', d' of one row per dword.
+    const auto out = [](__m256i ab, __m256i cd) { return packus16(unpacklo32(ab, cd), unpackhi32(ab, cd)); };
+    store_dwords8(opaque(dst - 2), dstStep, out(ab0, cd0));
+    store_dwords8(opaque(row8(dst, dstStep, 8) - 2), dstStep, out(ab1, cd1));
 }
 #endif
+
+// The 16 rows of frame neighbours as two passes of 8.
+void smooth_ver16_128(Vek16s* left, Vek32s leftStep, Vek16s* right, Vek32s rightStep, Vek8u* dst, Vek32s dstStep) {
+    smooth_ver_simd(left, leftStep, right, rightStep, dst, dstStep, 4, 3);
+    smooth_ver_simd(row16(left, leftStep, 8), leftStep, row16(right, rightStep, 8), rightStep, row8(dst, dstStep, 8),
+                    dstStep, 4, 3);
+}
 
 inline void init_smooth_128(vek::vc1::SmoothTable& t) {
     t.hor = smooth_hor_simd;
     t.hor_pairs = smooth_hor_pairs_simd;
     t.ver = smooth_ver_simd;
     t.ver_pairs = smooth_ver_pairs_simd;
+    t.ver16 = smooth_ver16_128;
 }
 
 }  // namespace
