@@ -41,30 +41,18 @@ constexpr Vek32u kLumaBits = 0x1FFFE;
 constexpr Vek8s xyoff[16][2] = {{4, 0}, {-4, 4}, {4, 0}, {4, -4}, {4, 0}, {-4, 4}, {4, 0}, {-12, 4},
                                 {4, 0}, {-4, 4}, {4, 0}, {4, -4}, {4, 0}, {-4, 4}, {4, 0}, {-12, 4}};
 constexpr Vek8s xyoff8[4][2] = {{8, 0}, {-8, 8}, {8, 0}, {0, 0}};
-// Luma residual of one macroblock through `size` x `size` blocks (4 or 8):
-// each present block is dequantised with the table (unless the bypass acts)
-// and added to the samples the walk points at.
-template <int Size, class Sample, class Level, class Kernel>
-Level* luma_inter(Level* coeffs, Sample* plane, std::ptrdiff_t step, Vek32u cbp, Vek32s qp,
-                  const Vek16s* pQuantTable, bool lossless, Vek32s maxVal, Kernel kernel) {
-    const TransformHighTable& k = transform_high_kernels();
-    constexpr int kBlocks = Size == 4 ? 16 : 4;
-    constexpr int kCount = Size * Size;
+
+// The lossless luma residual of one macroblock through `size` x `size`
+// blocks (4 or 8): each present block's levels added as they stand to the
+// samples the walk points at. The dequantising path is a kernel of its own.
+template <int Size, class Sample, class Level>
+Level* luma_inter_lossless(Level* coeffs, Sample* plane, std::ptrdiff_t step, Vek32u cbp, Vek32s maxVal) {
     Sample* p = plane;
-    for (int i = 0; i < kBlocks; ++i) {
+    for (int i = 0; i < (Size == 4 ? 16 : 4); ++i) {
         const Vek8s* off = Size == 4 ? xyoff[i] : xyoff8[i];
         if (cbp & (2u << i)) {
-            if (lossless) {
-                add_levels_lossless(coeffs, Size, p, step, maxVal);
-            } else {
-                alignas(32) Vek32s c[kCount];
-                if constexpr (sizeof(Level) == 2)
-                    k.dequant_16s(coeffs, pQuantTable, qp, kCount, c);
-                else
-                    k.dequant_32s(coeffs, pQuantTable, qp, kCount, c);
-                kernel(c, p, step, maxVal);
-            }
-            coeffs += kCount;
+            add_levels_lossless(coeffs, Size, p, step, maxVal);
+            coeffs += Size * Size;
         }
         p += off[0] + off[1] * step;
     }
@@ -78,10 +66,13 @@ VekStatus luma_inter_high(const VekH264HighMBParam* p) {
     // The 8x8 forms' bits 0..3 stand for the blocks: doubled, they meet the 4x4 mask.
     const Vek32u cbp = Size == 4 ? p->cbp : p->cbp << 1;
     if (!(cbp & kLumaBits)) return vekStsOk;
+    if (p->bypass && p->QP < 1) {
+        *p->ppSrcDstCoeff = luma_inter_lossless<Size>(*p->ppSrcDstCoeff, p->pSrcDstPlane, p->srcDstStep, cbp, maxVal);
+        return vekStsOk;
+    }
     const TransformHighTable& k = transform_high_kernels();
-    auto* kernel = Size == 4 ? k.inv_add4x4_16u : k.inv_add8x8_16u;
-    *p->ppSrcDstCoeff = luma_inter<Size>(*p->ppSrcDstCoeff, p->pSrcDstPlane, p->srcDstStep, cbp, p->QP,
-                                         p->pQuantTable, p->bypass && p->QP < 1, maxVal, kernel);
+    *p->ppSrcDstCoeff = (Size == 4 ? k.mb_inter4x4_16u : k.mb_inter8x8_16u)(
+        *p->ppSrcDstCoeff, p->pSrcDstPlane, p->srcDstStep, cbp, p->QP, p->pQuantTable, maxVal);
     return vekStsOk;
 }
 
@@ -92,13 +83,13 @@ VekStatus luma_inter_mb_8u(Vek16s** ppSrcCoeff, Vek8u* pSrcDstY, Vek32s srcDstSt
     if (QP > 51) return vekStsOutOfRangeErr;
     const Vek32u cbp = Size == 4 ? cbp4x4 : cbp4x4 << 1;
     if (!(cbp & kLumaBits)) return vekStsOk;
+    if (bypass && QP < 1) {
+        *ppSrcCoeff = luma_inter_lossless<Size>(*ppSrcCoeff, pSrcDstY, srcDstStep, cbp, 255);
+        return vekStsOk;
+    }
     const TransformHighTable& k = transform_high_kernels();
-    auto* k8 = Size == 4 ? k.inv_add4x4_8u : k.inv_add8x8_8u;
-    const auto kernel = [k8](Vek32s* c, Vek8u* dst, std::ptrdiff_t step, Vek32s) {
-        k8(c, dst, static_cast<Vek32s>(step));
-    };
-    *ppSrcCoeff = luma_inter<Size>(*ppSrcCoeff, pSrcDstY, srcDstStep, cbp, static_cast<Vek32s>(QP), pQuantTable,
-                                   bypass && QP < 1, 255, kernel);
+    *ppSrcCoeff = (Size == 4 ? k.mb_inter4x4_8u : k.mb_inter8x8_8u)(*ppSrcCoeff, pSrcDstY, srcDstStep, cbp,
+                                                                    static_cast<Vek32s>(QP), pQuantTable);
     return vekStsOk;
 }
 

@@ -17,10 +17,6 @@ VekStatus check_high_param(const VekH264HighMBParam* p, Vek32s qpExtra, Vek32s* 
 // The 8-bit record: pointers, step, QP 0..39; *maxVal is 255.
 VekStatus check_high_param(const VekH264HighMBParam_8u* p, Vek32s qpExtra, Vek32s* maxVal);
 
-// Position of each coded 4x4 block, (x, y) in samples.
-inline constexpr Vek8u kBlockPos4x4[16][2] = {{0, 0}, {4, 0}, {0, 4}, {4, 4}, {8, 0}, {12, 0}, {8, 4}, {12, 4},
-                                              {0, 8}, {4, 8}, {0, 12}, {4, 12}, {8, 8}, {12, 8}, {8, 12}, {12, 12}};
-
 // Under the lossless bypass the residual of an intra block predicted
 // vertically (horizontally) is sent as differences down the columns (along
 // the rows): it is summed back before the add.

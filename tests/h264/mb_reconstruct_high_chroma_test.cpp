@@ -166,6 +166,104 @@ void chroma_trial(std::mt19937& rng, int rows, Kind kind, int trial) {
     ASSERT_EQ(got[1], want[1]) << trial << " rows " << rows << " kind " << kind << " mode " << mode;
 }
 
+// Checks of the 4:2:2 and Half chroma forms, U's record before V's; nothing
+// is written when they fail.
+TEST(HighChroma, ChecksInOrder) {
+    std::vector<Vek32s> b32(512);
+    std::vector<Vek16s> b16(512);
+    std::vector<Vek16u> pic(kStep * 32, 7);
+    std::vector<Vek8u> pic8(kStep * 32, 7);
+    const auto pic0 = pic;
+    const auto pic80 = pic8;
+    Vek32s *p = b32.data(), *none = nullptr;
+    Vek16s* q = b16.data();
+    const Vek16s table[16] = {};
+    const VekH264HighMBParam ok = param(&p, pic.data() + kMb, 0x1FF, 45, table, 0, 9);
+    const VekH264HighMBParam bad[] = {param(&none, pic.data() + kMb, 1, 0, table, 0, 9),
+                                      VekH264HighMBParam{&p, pic.data() + kMb, 0, 1, 46, table, 0, 9},
+                                      param(&p, pic.data() + kMb, 1, 46, table, 0, 9)};
+    const VekStatus want[] = {vekStsNullPtrErr, vekStsStepErr, vekStsOutOfRangeErr};
+    for (int i = 0; i < 3; ++i) {
+        const VekH264HighMBParam* v_bad[2] = {&ok, &bad[i]};
+        EXPECT_EQ(vekiReconstructChroma422Inter4x4_H264High_32s16u_IP2R(v_bad, 16, 16), want[i]);
+        EXPECT_EQ(vekiReconstructChroma422Intra4x4_H264High_32s16u_IP2R(v_bad, 9, VEKVC_TOP_EDGE, 16, 16), want[i]);
+        EXPECT_EQ(vekiReconstructChroma422IntraHalf4x4_H264High_32s16u_IP2R(v_bad, 9, 4, 0, 16, 16), want[i]);
+        EXPECT_EQ(vekiReconstructChromaIntraHalf4x4_H264High_32s16u_IP2R(v_bad, 9, 4, 0), want[i]);
+    }
+    const VekH264HighMBParam_8u ok8{&q, pic8.data() + kMb, kStep, 0x1FF, 39, table, 0, 0};
+    const VekH264HighMBParam_8u bad8[] = {{&q, nullptr, kStep, 1, 0, table, 0, 0},
+                                          {&q, pic8.data() + kMb, 0, 1, 40, table, 0, 0},
+                                          {&q, pic8.data() + kMb, kStep, 1, 40, table, 0, 16}};
+    for (int i = 0; i < 3; ++i) {
+        const VekH264HighMBParam_8u* v_bad[2] = {&ok8, &bad8[i]};
+        EXPECT_EQ(vekiReconstructChroma422Inter4x4_H264High_16s8u_IP2R(v_bad, 16, 16), want[i]);
+        EXPECT_EQ(vekiReconstructChroma422Intra4x4_H264High_16s8u_IP2R(v_bad, 9, VEKVC_TOP_EDGE, 16, 16), want[i]);
+        EXPECT_EQ(vekiReconstructChroma422IntraHalf4x4_H264High_16s8u_IP2R(v_bad, 9, 4, 0, 16, 16), want[i]);
+    }
+    EXPECT_EQ(vekiReconstructChroma422Inter4x4_H264High_16s8u_IP2R(nullptr, 16, 16), vekStsNullPtrErr);
+    // Modes: out of range, then the mode's neighbours; the Half forms offer DC
+    // and vertical only.
+    const VekH264HighMBParam* good[2] = {&ok, &ok};
+    const VekH264HighMBParam_8u* good8[2] = {&ok8, &ok8};
+    const struct {
+        Vek32u mode;
+        Vek8u edge;
+        VekStatus full, half;
+    } modes[] = {{4, 0, vekStsOutOfRangeErr, vekStsNeighbourUnavailableErr},
+                 {1, 0, vekStsOk, vekStsNeighbourUnavailableErr},
+                 {3, VEKVC_TOP_LEFT_EDGE, vekStsNeighbourUnavailableErr, vekStsNeighbourUnavailableErr},
+                 {2, VEKVC_TOP_EDGE, vekStsNeighbourUnavailableErr, vekStsNeighbourUnavailableErr}};
+    for (const auto& m : modes) {
+        if (m.full != vekStsOk) {
+            EXPECT_EQ(vekiReconstructChroma422Intra4x4_H264High_32s16u_IP2R(good, m.mode, m.edge, 16, 16), m.full);
+            EXPECT_EQ(vekiReconstructChroma422Intra4x4_H264High_16s8u_IP2R(good8, m.mode, m.edge, 16, 16), m.full);
+        }
+        EXPECT_EQ(vekiReconstructChroma422IntraHalf4x4_H264High_32s16u_IP2R(good, m.mode, m.edge, 0, 16, 16), m.half);
+        EXPECT_EQ(vekiReconstructChroma422IntraHalf4x4_H264High_16s8u_IP2R(good8, m.mode, m.edge, 0, 16, 16), m.half);
+        EXPECT_EQ(vekiReconstructChromaIntraHalf4x4_H264High_32s16u_IP2R(good, m.mode, m.edge, 0), m.half);
+        EXPECT_EQ(vekiReconstructChromaIntraHalfs4x4MB_H264_16s8u_P2R(&q, pic8.data() + kMb, pic8.data() + kMb, kStep,
+                                                                     m.mode, 0x7FE0000, 0, 0, m.edge, 0, table, table, 0),
+                  m.half);
+    }
+    EXPECT_EQ(vekiReconstructChromaIntraHalves4x4MB_H264_16s8u_P2R(&q, pic8.data() + kMb, pic8.data() + kMb, kStep, 0,
+                                                                  0x7FE0000, 40, 0, 0, 0, table, table, 0),
+              vekStsOutOfRangeErr);
+    EXPECT_EQ(pic, pic0);
+    EXPECT_EQ(pic8, pic80);
+    EXPECT_EQ(p, b32.data());
+    EXPECT_EQ(q, b16.data());
+}
+
+// The 4:2:2 DC path: one level of 64 with a DC scale of 16. At QP 33 the DC
+// scales at 36, a shift of 0, to 1024, a residual of 16; at QP 32 (35) it is
+// (1024 + 1) >> 1 = 512, a residual of 8. At entry 1 (row 0, column 1) the
+// right column's blocks get the negative; at entry 2 (row 1, column 0) the
+// lower four blocks do. The levels move the cursor by 8.
+TEST(HighChroma, Dc422KnownAnswers) {
+    const struct {
+        int entry, qp, r[8];
+    } cases[] = {{0, 33, {16, 16, 16, 16, 16, 16, 16, 16}},
+                 {0, 32, {8, 8, 8, 8, 8, 8, 8, 8}},
+                 {1, 33, {16, -16, 16, -16, 16, -16, 16, -16}},
+                 {2, 33, {16, 16, 16, 16, -16, -16, -16, -16}}};
+    const Vek16s table[16] = {};
+    for (const auto& c : cases) {
+        std::vector<Vek16s> lv(8, 0);
+        lv[c.entry] = 64;
+        std::vector<Vek8u> u(kStep * 32, 100), v = u;
+        Vek16s* q = lv.data();
+        const VekH264HighMBParam_8u pu{&q, u.data() + kMb, kStep, 1, c.qp, table, 0, 8};
+        const VekH264HighMBParam_8u pv{&q, v.data() + kMb, kStep, 0, c.qp, table, 0, 8};
+        const VekH264HighMBParam_8u* both[2] = {&pu, &pv};
+        ASSERT_EQ(vekiReconstructChroma422Inter4x4_H264High_16s8u_IP2R(both, 16, 99), vekStsOk);
+        EXPECT_EQ(q, lv.data() + 8);
+        for (int b = 0; b < 8; ++b)
+            for (int k = 0; k < 16; ++k)
+                EXPECT_EQ(u[kMb + ((b >> 1) * 4 + k / 4) * kStep + (b & 1) * 4 + k % 4], 100 + c.r[b]) << c.entry;
+        EXPECT_EQ(v, std::vector<Vek8u>(kStep * 32, 100));
+    }
+}
+
 TEST(HighChroma, MatchesModel) {
     std::mt19937 rng(17);
     for (int trial = 0; trial < 1200; ++trial) {

@@ -24,12 +24,12 @@ int coded_number(int x, int y) {
 // from positions, then its residual. Returns the levels used; *warn tells
 // whether a 4x4 mode lacked a neighbour it needs.
 template <class Sample, class Level>
-int luma_intra_model(int n, Sample* mb, const Vek32s* modes, Vek32u cbp, const Level* lv, int qp,
+int luma_intra_model(int n, int count, Sample* mb, const Vek32s* modes, Vek32u cbp, const Level* lv, int qp,
                      const Vek16s* table, bool lossless, int edge, int maxv, bool* warn) {
     const I64 mid = (maxv + 1) / 2;
     int used = 0;
     *warn = false;
-    for (int b = 0; b < (n == 4 ? 16 : 4); ++b) {
+    for (int b = 0; b < count; ++b) {
         const int x = n == 4 ? kX4[b] : (b & 1) * 8, y = n == 4 ? kY4[b] : (b >> 1) * 8, mode = modes[b];
         Sample* blk = mb + y * kStep + x;
         const bool top = y > 0 || !(edge & VEKVC_TOP_EDGE), left = x > 0 || !(edge & VEKVC_LEFT_EDGE);
@@ -60,14 +60,20 @@ int luma_intra_model(int n, Sample* mb, const Vek32s* modes, Vek32u cbp, const L
 }
 
 template <class Sample, class Level>
-VekStatus run_luma_intra(int n, Level** pp, Sample* mb, const Vek32s* modes, Vek32u cbp, int qp, const Vek16s* table,
-                         bool bypass, int edge, int depth) {
+VekStatus run_luma_intra(int n, bool half, Level** pp, Sample* mb, const Vek32s* modes, Vek32u cbp, int qp,
+                         const Vek16s* table, bool bypass, int edge, int depth) {
     const auto e = static_cast<Vek8u>(edge);
     if constexpr (sizeof(Sample) == 1) {
+        if (half)
+            return (n == 4 ? vekiReconstructLumaIntraHalf4x4MB_H264_16s8u_C1R
+                           : vekiReconstructLumaIntraHalf8x8MB_H264_16s8u_C1R)(pp, mb, kStep, modes, cbp, qp, e, table);
         return (n == 4 ? vekiReconstructLumaIntra4x4MB_H264_16s8u_C1R : vekiReconstructLumaIntra8x8MB_H264_16s8u_C1R)(
             pp, mb, kStep, modes, cbp, qp, e, table, bypass);
     } else {
         const VekH264HighMBParam prm = param(pp, mb, cbp, qp, table, bypass, depth);
+        if (half)
+            return (n == 4 ? vekiReconstructLumaIntraHalf4x4_H264High_32s16u_IP1R
+                           : vekiReconstructLumaIntraHalf8x8_H264High_32s16u_IP1R)(&prm, modes, e);
         return (n == 4 ? vekiReconstructLumaIntra4x4_H264High_32s16u_IP1R
                        : vekiReconstructLumaIntra8x8_H264High_32s16u_IP1R)(&prm, modes, e);
     }
@@ -79,7 +85,7 @@ TEST(HighIntra, ChecksInOrder) {
     const std::vector<Vek16u> untouched = pic;
     Vek32s* p = buf.data();
     const Vek16s table[64] = {};
-    const Vek32s modes[16] = {}, bad_mode[16] = {0, 0, 0, 9};
+    const Vek32s modes[16] = {}, bad_mode[16] = {0, 9};
     Vek16u* mb = pic.data() + 8 * kStep + 8;
     const VekH264HighMBParam ok = param(&p, mb, 0x1FFFF, 20, table, 0, 9), qp64 = param(&p, mb, 2, 64, table, 0, 10);
     const struct {
@@ -126,6 +132,12 @@ TEST(HighIntra, ChecksInOrder) {
         EXPECT_EQ(fn(&q, y8, kStep, modes, 2, 52, 0, nullptr, 0), vekStsNullPtrErr);
         EXPECT_EQ(fn(&q, y8, kStep, bad_mode, 2, 52, 0, table, 0), vekStsOutOfRangeErr);
         EXPECT_EQ(fn(&q, y8, kStep, bad_mode, 2, 51, 0, table, 0), vekStsOutOfRangeErr);
+    }
+    for (auto* fn : {vekiReconstructLumaIntraHalf4x4MB_H264_16s8u_C1R, vekiReconstructLumaIntraHalf8x8MB_H264_16s8u_C1R}) {
+        EXPECT_EQ(fn(&q, y8, kStep, nullptr, 2, 52, 0, table), vekStsNullPtrErr);
+        EXPECT_EQ(fn(&q, y8, 0, bad_mode, 2, 52, 0, table), vekStsStepErr);
+        EXPECT_EQ(fn(&q, y8, kStep, modes, 2, 52, 0, table), vekStsOutOfRangeErr);
+        EXPECT_EQ(fn(&q, y8, kStep, bad_mode, 2, 51, 0, table), vekStsOutOfRangeErr);
     }
     const auto chroma8 = [&](Vek32u mode, Vek32u qpv, Vek8u edge, const Vek16s* tv) {
         return vekiReconstructChromaIntra4x4MB_H264_16s8u_P2R(&q, y8, y8 + 8, kStep, mode, 0x7FE0000, 0, qpv, edge,
@@ -182,7 +194,8 @@ template <class Sample, class Level>
 void luma_intra_trial(std::mt19937& rng, int trial) {
     const int n = trial & 2 ? 8 : 4, depth = sizeof(Sample) == 1 ? 8 : 8 + static_cast<int>(rng() % 7);
     const int maxv = (1 << depth) - 1, qp = rng() % 3 ? static_cast<int>(rng() % ((depth - 8) * 6 + 52)) : 0;
-    const bool bypass = rng() % 2, lossless = bypass && qp == 0;
+    const bool half = trial & 4, bypass = rng() % 2;
+    const bool lossless = bypass && qp == 0 && !(half && sizeof(Sample) == 1);  // the 8-bit Half forms have no bypass
     const Vek32u cbp = static_cast<Vek32u>(rng());
     const int edge = static_cast<int>(rng() & (VEKVC_LEFT_EDGE | VEKVC_TOP_EDGE | VEKVC_TOP_LEFT_EDGE | VEKVC_TOP_RIGHT_EDGE));
     Vek32s modes[16];
@@ -194,19 +207,19 @@ void luma_intra_trial(std::mt19937& rng, int trial) {
     std::vector<Sample> got = plane<Sample>(rng, maxv), want = got;
     bool warn = false;
     const Vek32u block_bits = n == 4 ? cbp : cbp << 1;
-    const int used = luma_intra_model(n, want.data() + 8 * kStep + 8, modes, block_bits, lv.data(), qp, table.data(),
+    const int used = luma_intra_model(n, (n == 4 ? 16 : 4) / (half ? 2 : 1), want.data() + 8 * kStep + 8, modes, block_bits, lv.data(), qp, table.data(),
                                       lossless, edge, maxv, &warn);
     Level* p = lv.data();
-    ASSERT_EQ(run_luma_intra(n, &p, got.data() + 8 * kStep + 8, modes, cbp, qp, table.data(), bypass, edge, depth),
+    ASSERT_EQ(run_luma_intra(n, half, &p, got.data() + 8 * kStep + 8, modes, cbp, qp, table.data(), bypass, edge, depth),
               warn ? vekStsNeighbourFallbackWrn : vekStsOk)
         << trial;
     EXPECT_EQ(p - lv.data(), used);
-    ASSERT_EQ(got, want) << trial << " n " << n << " edge " << edge;
+    ASSERT_EQ(got, want) << trial << " n " << n << " half " << half << " edge " << edge;
 }
 
 TEST(HighIntra, LumaMatchesModel) {
     std::mt19937 rng(13);
-    for (int trial = 0; trial < 600; ++trial)
+    for (int trial = 0; trial < 800; ++trial)
         trial & 1 ? luma_intra_trial<Vek8u, Vek16s>(rng, trial) : luma_intra_trial<Vek16u, Vek32s>(rng, trial);
 }
 
