@@ -389,6 +389,20 @@ typedef struct VekH264HighMBParam {
     Vek32s bitDepth;
 } VekH264HighMBParam;
 
+/* The record of the 8-bit 4:2:2 chroma functions: the fields of
+ * VekH264HighMBParam in the same places, with 16-bit levels and 8-bit
+ * samples (srcDstStep in bytes). bitDepth is not read. */
+typedef struct VekH264HighMBParam_8u {
+    Vek16s** ppSrcDstCoeff;
+    Vek8u* pSrcDstPlane;
+    Vek32s srcDstStep;
+    Vek32u cbp;
+    Vek32s QP;
+    const Vek16s* pQuantTable;
+    Vek32u bypass;
+    Vek32s bitDepth;
+} VekH264HighMBParam_8u;
+
 /* Luma residual added to the prediction in the plane. 4x4: cbp bits 1-16 are
  * the coded 4x4 blocks; 8x8: cbp bits 0-3 the 8x8 blocks (64 levels each).
  * Null pointer: vekStsNullPtrErr; step below 1: vekStsStepErr; QP outside
@@ -432,6 +446,115 @@ VEKVC_API VekStatus vekiReconstructChromaInter4x4MB_H264_16s8u_P2R(Vek16s** ppSr
                                                                    Vek32u cbp4x4, Vek32u chromaQPU,
                                                                    Vek32u chromaQPV, const Vek16s* pQuantTableU,
                                                                    const Vek16s* pQuantTableV, Vek8u bypass);
+
+/* Intra luma, each block predicted from its finished neighbours, then given
+ * its residual. 4x4: cbp bits 1-16 the coded blocks, pMBIntraTypes[16] by
+ * coded block number (modes 0..8); a mode needing a missing neighbour reads
+ * 2^(bitDepth - 1) (128) for it and the call returns
+ * vekStsNeighbourFallbackWrn. 8x8: cbp bits 0-3 (64 levels a block),
+ * pMBIntraTypes[4] in raster order; the neighbours are filtered as the
+ * standard's 8x8 prediction does (a missing top-right repeats the last
+ * sample above), a missing side reads 2^(bitDepth - 1) and the status stays
+ * vekStsOk. Lossless, a block predicted vertically (horizontally) sums its
+ * levels down the columns (along the rows). Checks: null pointers, then as
+ * the inter forms, then a mode above 8: vekStsOutOfRangeErr, nothing written. */
+VEKVC_API VekStatus vekiReconstructLumaIntra4x4_H264High_32s16u_IP1R(const VekH264HighMBParam* pParam,
+                                                                    const Vek32s* pMBIntraTypes, Vek8u edgeType);
+VEKVC_API VekStatus vekiReconstructLumaIntra8x8_H264High_32s16u_IP1R(const VekH264HighMBParam* pParam,
+                                                                    const Vek32s* pMBIntraTypes, Vek8u edgeType);
+VEKVC_API VekStatus vekiReconstructLumaIntra4x4MB_H264_16s8u_C1R(Vek16s** ppSrcCoeff, Vek8u* pSrcDstY,
+                                                                 Vek32s srcDstStep, const Vek32s* pMBIntraTypes,
+                                                                 Vek32u cbp4x4, Vek32u QP, Vek8u edgeType,
+                                                                 const Vek16s* pQuantTable, Vek8u bypass);
+VEKVC_API VekStatus vekiReconstructLumaIntra8x8MB_H264_16s8u_C1R(Vek16s** ppSrcCoeff, Vek8u* pSrcDstY,
+                                                                 Vek32s srcDstStep, const Vek32s* pMBIntraTypes,
+                                                                 Vek32u cbp4x4, Vek32u QP, Vek8u edgeType,
+                                                                 const Vek16s* pQuantTable, Vek8u bypass);
+
+/* Intra 4:2:0 chroma: both planes predicted (0 DC, 1 horizontal, 2 vertical,
+ * 3 plane), then the residual of the inter forms above. Checks: as the inter
+ * forms, then a mode above 3: vekStsOutOfRangeErr, then a missing neighbour
+ * of the mode: vekStsNeighbourUnavailableErr, nothing written. Lossless,
+ * horizontal and vertical prediction sum the plane's levels along their
+ * direction. */
+VEKVC_API VekStatus vekiReconstructChromaIntra4x4_H264High_32s16u_IP2R(const VekH264HighMBParam* const pParams[2],
+                                                                      Vek32u intraChromaPredMode, Vek8u edgeType);
+VEKVC_API VekStatus vekiReconstructChromaIntra4x4MB_H264_16s8u_P2R(Vek16s** ppSrcCoeff, Vek8u* pSrcDstU,
+                                                                   Vek8u* pSrcDstV, Vek32s srcDstStep,
+                                                                   Vek32u intraChromaPredMode, Vek32u cbp4x4,
+                                                                   Vek32u chromaQPU, Vek32u chromaQPV,
+                                                                   Vek8u edgeType, const Vek16s* pQuantTableU,
+                                                                   const Vek16s* pQuantTableV, Vek8u bypass);
+
+/* Half forms, for a macroblock whose upper and lower halves see different
+ * left neighbours. Luma: the upper half only (4x4 blocks 0-7, 8x8 blocks
+ * 0-1), arguments and results as the full forms; the 8-bit ones have no
+ * bypass and refuse a step below 1 (vekStsStepErr) after the pointers.
+ * Chroma: the left column of the upper half follows edgeTypeTop, of the
+ * lower half edgeTypeBottom; only DC and vertical prediction (which needs
+ * edgeTypeTop's top) are offered, other modes give
+ * vekStsNeighbourUnavailableErr. The Halves name only calls the Halfs one. */
+VEKVC_API VekStatus vekiReconstructLumaIntraHalf4x4_H264High_32s16u_IP1R(const VekH264HighMBParam* pParam,
+                                                                        const Vek32s* pMBIntraTypes, Vek8u edgeType);
+VEKVC_API VekStatus vekiReconstructLumaIntraHalf8x8_H264High_32s16u_IP1R(const VekH264HighMBParam* pParam,
+                                                                        const Vek32s* pMBIntraTypes, Vek8u edgeType);
+VEKVC_API VekStatus vekiReconstructLumaIntraHalf4x4MB_H264_16s8u_C1R(Vek16s** ppSrcCoeff, Vek8u* pSrcDstY,
+                                                                     Vek32s srcDstStep, const Vek32s* pMBIntraTypes,
+                                                                     Vek32u cbp4x4, Vek32u QP, Vek8u edgeType,
+                                                                     const Vek16s* pQuantTable);
+VEKVC_API VekStatus vekiReconstructLumaIntraHalf8x8MB_H264_16s8u_C1R(Vek16s** ppSrcCoeff, Vek8u* pSrcDstY,
+                                                                     Vek32s srcDstStep, const Vek32s* pMBIntraTypes,
+                                                                     Vek32u cbp4x4, Vek32u QP, Vek8u edgeType,
+                                                                     const Vek16s* pQuantTable);
+VEKVC_API VekStatus vekiReconstructChromaIntraHalf4x4_H264High_32s16u_IP2R(const VekH264HighMBParam* const pParams[2],
+                                                                          Vek32u intraChromaPredMode,
+                                                                          Vek8u edgeTypeTop, Vek8u edgeTypeBottom);
+VEKVC_API VekStatus vekiReconstructChromaIntraHalfs4x4MB_H264_16s8u_P2R(Vek16s** ppSrcCoeff, Vek8u* pSrcDstU,
+                                                                        Vek8u* pSrcDstV, Vek32s srcDstStep,
+                                                                        Vek32u intraChromaPredMode, Vek32u cbp4x4,
+                                                                        Vek32u chromaQPU, Vek32u chromaQPV,
+                                                                        Vek8u edgeTypeTop, Vek8u edgeTypeBottom,
+                                                                        const Vek16s* pQuantTableU,
+                                                                        const Vek16s* pQuantTableV, Vek8u bypass);
+VEKVC_API VekStatus vekiReconstructChromaIntraHalves4x4MB_H264_16s8u_P2R(Vek16s** ppSrcCoeff, Vek8u* pSrcDstU,
+                                                                         Vek8u* pSrcDstV, Vek32s srcDstStep,
+                                                                         Vek32u intraChromaPredMode, Vek32u cbp4x4,
+                                                                         Vek32u chromaQPU, Vek32u chromaQPV,
+                                                                         Vek8u edgeTypeTop, Vek8u edgeTypeBottom,
+                                                                         const Vek16s* pQuantTableU,
+                                                                         const Vek16s* pQuantTableV, Vek8u bypass);
+
+/* 4:2:2 chroma, planes of 8 x 16 samples. pParams[0] is U, pParams[1] V,
+ * each with its own cursor (the two may share one), plane, step, QP (the
+ * plane's QP'c: 0..39 in the 8-bit record, 0..(bitDepth - 8) * 6 + 39 in
+ * the 16-bit one), 4x4 level table for that QP, bypass (acting at QP 0). cbp
+ * of each record: bit 0 the 2x4 DC block (8 levels), bits 1-8 the eight 4x4
+ * blocks in raster order (block k at x = (k & 1) * 4, y = (k >> 1) * 4).
+ * Levels are read U DC, V DC, U blocks, V blocks. The DC levels lie as
+ * vekiDecodeCAVLCChroma422DcCoeffs_H264_* leaves them: raster order of two
+ * columns by four rows, entry k the DC of block k. They go through the 2x4
+ * inverse transform and are scaled at QP + 3 with levelScaleDC (the level
+ * scale of QP + 3 at position 0): (f * ls + 2^(5 - s)) >> (6 - s) with s =
+ * (QP + 3) / 6 below 6, else (f * ls) << (s - 6). Checks: null pointers,
+ * step below 1, QP range, for U then V. Intra: modes and failures as the
+ * 4:2:0 intra forms, DC per 4x4 block, plane with the 4:2:2 gradients; the
+ * Half forms split the left column into rows 0-7 and 8-15. */
+VEKVC_API VekStatus vekiReconstructChroma422Inter4x4_H264High_16s8u_IP2R(const VekH264HighMBParam_8u* const pParams[2],
+                                                                        Vek32s levelScaleDCU, Vek32s levelScaleDCV);
+VEKVC_API VekStatus vekiReconstructChroma422Inter4x4_H264High_32s16u_IP2R(const VekH264HighMBParam* const pParams[2],
+                                                                         Vek32s levelScaleDCU, Vek32s levelScaleDCV);
+VEKVC_API VekStatus vekiReconstructChroma422Intra4x4_H264High_16s8u_IP2R(const VekH264HighMBParam_8u* const pParams[2],
+                                                                        Vek32u intraChromaPredMode, Vek8u edgeType,
+                                                                        Vek32s levelScaleDCU, Vek32s levelScaleDCV);
+VEKVC_API VekStatus vekiReconstructChroma422Intra4x4_H264High_32s16u_IP2R(const VekH264HighMBParam* const pParams[2],
+                                                                         Vek32u intraChromaPredMode, Vek8u edgeType,
+                                                                         Vek32s levelScaleDCU, Vek32s levelScaleDCV);
+VEKVC_API VekStatus vekiReconstructChroma422IntraHalf4x4_H264High_16s8u_IP2R(
+    const VekH264HighMBParam_8u* const pParams[2], Vek32u intraChromaPredMode, Vek8u edgeTypeTop,
+    Vek8u edgeTypeBottom, Vek32s levelScaleDCU, Vek32s levelScaleDCV);
+VEKVC_API VekStatus vekiReconstructChroma422IntraHalf4x4_H264High_32s16u_IP2R(
+    const VekH264HighMBParam* const pParams[2], Vek32u intraChromaPredMode, Vek8u edgeTypeTop,
+    Vek8u edgeTypeBottom, Vek32s levelScaleDCU, Vek32s levelScaleDCV);
 
 /* ---- H.264 forward transform, quantisation and CAVLC encoding ---------- */
 

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "decoder.h"
+#include "sample_ops.h"
 
 namespace h264dec {
 
@@ -73,9 +74,98 @@ bool same_motion(const MbInfo& p, int pb, const MbInfo& q, int qb) {
 
 int strength(const MbInfo& p, int pb, const MbInfo& q, int qb, bool mb_edge) {
     if (p.intra || q.intra) return mb_edge ? 4 : 3;
-    if (p.nz[pb] || q.nz[qb]) return 2;
+    if (((p.coded >> pb) & 1) || ((q.coded >> qb) & 1)) return 2;
     if (same_motion(p, pb, q, qb)) return 0;
     return motion_strength(p, pb, q, qb);
+}
+
+// Thresholds of one plane and direction: [0] the outer edge, whose QP is
+// the average of both macroblocks', [1] the inner edges. All of them scale
+// with the bit depth.
+template <class P>
+struct Thresholds {
+    P alpha[2], beta[2], tc0[16];
+    int index_a[2];
+    int scale;
+
+    Thresholds(int qp_outer, int qp_inner, const SliceHeader& sh, int depth) : scale(1 << (depth - 8)) {
+        for (int k = 0; k < 2; ++k) {
+            const int qp = k == 0 ? qp_outer : qp_inner;
+            index_a[k] = std::clamp(qp + sh.alpha_offset, 0, 51);
+            alpha[k] = static_cast<P>(kAlpha[index_a[k]] * scale);
+            beta[k] = static_cast<P>(kBeta[std::clamp(qp + sh.beta_offset, 0, 51)] * scale);
+        }
+    }
+    // tc0 of a group of strength bs on the outer or an inner edge.
+    P tc(int bs, bool inner) const {
+        return (bs > 0 && bs < 4) ? static_cast<P>(kTc0[index_a[inner]][bs - 1] * scale) : 0;
+    }
+};
+
+template <class P>
+void deblock_mb(Picture& pic, const std::vector<MbInfo>& mbs, const SliceHeader& sh, int mbx, int mby, int mbw) {
+    using Ops = SampleOps<P>;
+    const MbInfo& q = mbs[static_cast<std::size_t>(mby) * mbw + mbx];
+    const int chroma_h = pic.cwidth ? pic.cheight / (pic.height / 16) : 0;  // 8 or 16 rows, 0 monochrome
+    const bool c422 = chroma_h == 16;
+    P* y = pic.plane<P>(0) + mby * 16 * pic.stride + mbx * 16;
+    for (int dir = 0; dir < 2; ++dir) {  // vertical edges, then horizontal
+        const MbInfo* p = nullptr;
+        if (dir == 0 && mbx > 0) p = &mbs[static_cast<std::size_t>(mby) * mbw + mbx - 1];
+        if (dir == 1 && mby > 0) p = &mbs[static_cast<std::size_t>(mby - 1) * mbw + mbx];
+        if (p && (!p->decoded || (sh.disable_deblocking == 2 && p->slice != q.slice))) p = nullptr;
+        Vek8u bs[16];
+        bool any = false;
+        // Inside an inter macroblock with one motion and no coefficients
+        // every internal edge has strength 0.
+        const bool quiet = !q.intra && q.uniform && q.coded == 0;
+        for (int e = 0; e < 4; ++e)
+            for (int i = 0; i < 4; ++i) {
+                if (e > 0 && quiet) {
+                    bs[4 * e + i] = 0;
+                    continue;
+                }
+                const int qb = dir == 0 ? i * 4 + e : e * 4 + i;
+                int s = 0;
+                if (e > 0) {
+                    s = strength(q, dir == 0 ? qb - 1 : qb - 4, q, qb, false);
+                } else if (p) {
+                    s = strength(*p, dir == 0 ? qb + 3 : qb + 12, q, qb, true);
+                }
+                bs[4 * e + i] = static_cast<Vek8u>(s);
+                any |= s != 0;
+            }
+        if (!any) continue;
+        const bool vertical = dir == 0;
+        // The 8x8 transform leaves luma edges 1 and 3 unfiltered; 4:2:2
+        // chroma still filters the rows they stand for.
+        Vek8u luma_bs[16];
+        std::memcpy(luma_bs, bs, sizeof bs);
+        if (q.transform8x8) {
+            std::memset(luma_bs + 4, 0, 4);
+            std::memset(luma_bs + 12, 0, 4);
+        }
+        const int qp_outer = p ? (p->qp + q.qp + 1) >> 1 : q.qp;
+        Thresholds<P> lt(qp_outer, q.qp, sh, pic.depth);
+        for (int g = 0; g < 16; ++g) lt.tc0[g] = lt.tc(luma_bs[g], g >= 4);
+        Ops::luma_edges(vertical, y, pic.stride, lt.alpha, lt.beta, lt.tc0, luma_bs, pic.depth);
+        if (!chroma_h) continue;
+        for (int c = 0; c < 2; ++c) {
+            P* plane = pic.plane<P>(1 + c) + mby * chroma_h * pic.cstride + mbx * 8;
+            const int cqp_outer = p ? (p->qpc[c] + q.qpc[c] + 1) >> 1 : q.qpc[c];
+            Thresholds<P> ct(cqp_outer, q.qpc[c], sh, pic.cdepth);
+            // Chroma edges take the strengths of the luma edges they lie on:
+            // 4:2:2 horizontal ones all four luma edges (the luma layout),
+            // the others luma edges 0 and 8 (tc0 per edge and group of 4).
+            if (c422 && !vertical) {
+                for (int g = 0; g < 16; ++g) ct.tc0[g] = ct.tc(bs[g], g >= 4);
+            } else {
+                for (int e = 0; e < 2; ++e)
+                    for (int i = 0; i < 4; ++i) ct.tc0[4 * e + i] = ct.tc(bs[8 * e + i], e == 1);
+            }
+            Ops::chroma_edges(vertical, c422, plane, pic.cstride, ct.alpha, ct.beta, ct.tc0, bs, pic.cdepth);
+        }
+    }
 }
 
 }  // namespace
@@ -89,73 +179,10 @@ void Decoder::deblock_picture() {
             if (!q.decoded || q.slice < 0 || q.slice >= static_cast<int>(slices_.size())) continue;
             const SliceHeader& sh = slices_[q.slice];
             if (sh.disable_deblocking == 1) continue;
-            Vek8u* y = pic.y + mby * 16 * pic.stride + mbx * 16;
-            Vek8u* u = pic.u + mby * 8 * pic.cstride + mbx * 8;
-            Vek8u* v = pic.v + mby * 8 * pic.cstride + mbx * 8;
-            for (int dir = 0; dir < 2; ++dir) {  // vertical edges, then horizontal
-                const MbInfo* p = nullptr;
-                if (dir == 0 && mbx > 0) p = &pic.mbs[static_cast<std::size_t>(mby) * mbw + mbx - 1];
-                if (dir == 1 && mby > 0) p = &pic.mbs[static_cast<std::size_t>(mby - 1) * mbw + mbx];
-                if (p && (!p->decoded || (sh.disable_deblocking == 2 && p->slice != q.slice))) p = nullptr;
-                Vek8u bs[16];
-                bool any = false;
-                // Inside an inter macroblock with one motion and no coefficients
-                // every internal edge has strength 0.
-                bool quiet = !q.intra && q.uniform;
-                for (int n = 0; n < 16 && quiet; ++n) quiet = q.nz[n] == 0;
-                for (int e = 0; e < 4; ++e)
-                    for (int i = 0; i < 4; ++i) {
-                        if (e > 0 && quiet) {
-                            bs[4 * e + i] = 0;
-                            continue;
-                        }
-                        const int qb = dir == 0 ? i * 4 + e : e * 4 + i;
-                        int s = 0;
-                        if (e > 0) {
-                            s = strength(q, dir == 0 ? qb - 1 : qb - 4, q, qb, false);
-                        } else if (p) {
-                            s = strength(*p, dir == 0 ? qb + 3 : qb + 12, q, qb, true);
-                        }
-                        bs[4 * e + i] = static_cast<Vek8u>(s);
-                        any |= s != 0;
-                    }
-                if (!any) continue;
-                // Luma thresholds: the outer edge averages the two QPs.
-                Vek8u alpha[2], beta[2], tc0[16];
-                int index_a[2];
-                for (int k = 0; k < 2; ++k) {
-                    const int qp = (k == 0 && p) ? (p->qp + q.qp + 1) >> 1 : q.qp;
-                    index_a[k] = std::clamp(qp + sh.alpha_offset, 0, 51);
-                    alpha[k] = kAlpha[index_a[k]];
-                    beta[k] = kBeta[std::clamp(qp + sh.beta_offset, 0, 51)];
-                }
-                for (int n = 0; n < 16; ++n)
-                    tc0[n] = (bs[n] > 0 && bs[n] < 4) ? kTc0[index_a[n < 4 ? 0 : 1]][bs[n] - 1] : 0;
-                if (dir == 0)
-                    vekiFilterDeblockingLuma_VerEdge_H264_8u_C1IR(y, pic.stride, alpha, beta, tc0, bs);
-                else
-                    vekiFilterDeblockingLuma_HorEdge_H264_8u_C1IR(y, pic.stride, alpha, beta, tc0, bs);
-                // Chroma edges 0 and 4 lie on luma edges 0 and 8 and share their strengths.
-                Vek8u calpha[2], cbeta[2], ctc0[8];
-                int cindex_a[2];
-                for (int k = 0; k < 2; ++k) {
-                    const int qp = (k == 0 && p) ? (p->qpc + q.qpc + 1) >> 1 : q.qpc;
-                    cindex_a[k] = std::clamp(qp + sh.alpha_offset, 0, 51);
-                    calpha[k] = kAlpha[cindex_a[k]];
-                    cbeta[k] = kBeta[std::clamp(qp + sh.beta_offset, 0, 51)];
-                }
-                for (int e = 0; e < 2; ++e)
-                    for (int i = 0; i < 4; ++i) {
-                        const int s = bs[8 * e + i];
-                        ctc0[4 * e + i] = (s > 0 && s < 4) ? kTc0[cindex_a[e]][s - 1] : 0;
-                    }
-                for (Vek8u* plane : {u, v}) {
-                    if (dir == 0)
-                        vekiFilterDeblockingChroma_VerEdge_H264_8u_C1IR(plane, pic.cstride, calpha, cbeta, ctc0, bs);
-                    else
-                        vekiFilterDeblockingChroma_HorEdge_H264_8u_C1IR(plane, pic.cstride, calpha, cbeta, ctc0, bs);
-                }
-            }
+            if (pic.wide)
+                deblock_mb<Vek16u>(pic, pic.mbs, sh, mbx, mby, mbw);
+            else
+                deblock_mb<Vek8u>(pic, pic.mbs, sh, mbx, mby, mbw);
         }
     }
 }

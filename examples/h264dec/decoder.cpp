@@ -38,6 +38,95 @@ int max_dpb_mbs(int level_idc) {
     }
 }
 
+// Scan position to raster place in 4x4 and 8x8 blocks (frame scans).
+constexpr int kZigzag4x4[16] = {0, 1, 4, 8, 5, 2, 3, 6, 9, 12, 13, 10, 7, 11, 14, 15};
+constexpr int kZigzag8x8[64] = {0,  1,  8,  16, 9,  2,  3,  10, 17, 24, 32, 25, 18, 11, 4,  5,
+                                12, 19, 26, 33, 40, 48, 41, 34, 27, 20, 13, 6,  7,  14, 21, 28,
+                                35, 42, 49, 56, 57, 50, 43, 36, 29, 22, 15, 23, 30, 37, 44, 51,
+                                58, 59, 52, 45, 38, 31, 39, 46, 53, 60, 61, 54, 47, 55, 62, 63};
+
+// The standard's default scaling lists, scan order.
+constexpr std::uint8_t kDefault4x4[2][16] = {
+    {6, 13, 13, 20, 20, 20, 28, 28, 28, 28, 32, 32, 32, 37, 37, 42},
+    {10, 14, 14, 20, 20, 20, 24, 24, 24, 24, 27, 27, 27, 30, 30, 34}};
+constexpr std::uint8_t kDefault8x8[2][64] = {
+    {6,  10, 10, 13, 11, 13, 16, 16, 16, 16, 18, 18, 18, 18, 18, 23, 23, 23, 23, 23, 23, 25,
+     25, 25, 25, 25, 25, 25, 27, 27, 27, 27, 27, 27, 27, 27, 29, 29, 29, 29, 29, 29, 29, 31,
+     31, 31, 31, 31, 31, 33, 33, 33, 33, 33, 36, 36, 36, 36, 38, 38, 38, 40, 40, 42},
+    {9,  13, 13, 15, 13, 15, 17, 17, 17, 17, 19, 19, 19, 19, 19, 21, 21, 21, 21, 21, 21, 22,
+     22, 22, 22, 22, 22, 22, 24, 24, 24, 24, 24, 24, 24, 24, 25, 25, 25, 25, 25, 25, 25, 27,
+     27, 27, 27, 27, 27, 28, 28, 28, 28, 28, 30, 30, 30, 30, 32, 32, 32, 33, 33, 35}};
+
+// normAdjust by QP % 6 for the three classes of 4x4 positions and the six of 8x8.
+constexpr int kNormAdjust4x4[6][3] = {{10, 16, 13}, {11, 18, 14}, {13, 20, 16},
+                                      {14, 23, 18}, {16, 25, 20}, {18, 29, 23}};
+constexpr int kNormAdjust8x8[6][6] = {{20, 18, 32, 19, 25, 24}, {22, 19, 35, 21, 28, 26},
+                                      {26, 23, 42, 24, 33, 31}, {28, 25, 45, 26, 35, 33},
+                                      {32, 28, 51, 30, 40, 38}, {36, 32, 58, 34, 46, 43}};
+
+int norm_class4x4(int i, int j) { return (i % 2 == 0 && j % 2 == 0) ? 0 : (i % 2 == 1 && j % 2 == 1) ? 1 : 2; }
+int norm_class8x8(int i, int j) {
+    if (i % 4 == 0 && j % 4 == 0) return 0;
+    if (i % 2 == 1 && j % 2 == 1) return 1;
+    if (i % 4 == 2 && j % 4 == 2) return 2;
+    if ((i % 4 == 0 && j % 2 == 1) || (i % 2 == 1 && j % 4 == 0)) return 3;
+    if ((i % 4 == 0 && j % 4 == 2) || (i % 4 == 2 && j % 4 == 0)) return 4;
+    return 5;
+}
+
+// One scaling list; a first delta that lands on 0 asks for the default list.
+void parse_scaling_list(BitReader& br, std::uint8_t* list, int size, ScalingLists::State& state) {
+    int last = 8, next = 8;
+    state = ScalingLists::kExplicit;
+    for (int j = 0; j < size && !br.bad(); ++j) {
+        if (next != 0) {
+            const int delta = br.se();
+            if (delta < -128 || delta > 127) br.mark_bad();
+            next = (last + delta + 256) & 255;
+            if (j == 0 && next == 0) {
+                state = ScalingLists::kDefault;
+                return;
+            }
+        }
+        list[j] = static_cast<std::uint8_t>(next == 0 ? last : next);
+        last = list[j];
+    }
+}
+
+void parse_scaling_lists(BitReader& br, ScalingLists& s, int count) {
+    for (int i = 0; i < count; ++i) {
+        s.state[i] = ScalingLists::kAbsent;
+        if (br.flag()) parse_scaling_list(br, i < 6 ? s.list4[i] : s.list8[i - 6], i < 6 ? 16 : 64, s.state[i]);
+    }
+}
+
+// The eight lists in force at one level. An absent list falls back to the
+// default (sequence level) or to the sequence's list (picture level) for the
+// first list of each kind, to the list before it otherwise.
+struct Weights {
+    std::uint8_t w4[6][16];
+    std::uint8_t w8[2][64];
+};
+
+Weights resolve_weights(const ScalingLists& s, const Weights* sequence) {
+    Weights w;
+    for (int i = 0; i < 6; ++i) {
+        const int kind = i < 3 ? 0 : 1;
+        const std::uint8_t* src = s.list4[i];
+        if (s.state[i] == ScalingLists::kDefault) src = kDefault4x4[kind];
+        if (s.state[i] == ScalingLists::kAbsent)
+            src = (i % 3) ? w.w4[i - 1] : sequence ? sequence->w4[i] : kDefault4x4[kind];
+        std::memcpy(w.w4[i], src, 16);
+    }
+    for (int i = 0; i < 2; ++i) {
+        const std::uint8_t* src = s.list8[i];
+        if (s.state[6 + i] == ScalingLists::kDefault) src = kDefault8x8[i];
+        if (s.state[6 + i] == ScalingLists::kAbsent) src = sequence ? sequence->w8[i] : kDefault8x8[i];
+        std::memcpy(w.w8[i], src, 64);
+    }
+    return w;
+}
+
 void skip_hrd(BitReader& br) {
     const std::uint32_t count = br.ue_max(31) + 1;
     br.bits(8);
@@ -56,8 +145,10 @@ Decoder::Decoder() {
     coeff_token_[1] = build_table(kCoeffTokenNc2);
     coeff_token_[2] = build_table(kCoeffTokenNc4);
     coeff_token_chroma_dc_ = build_table(kCoeffTokenChromaDc);
+    coeff_token_chroma_dc422_ = build_table(kCoeffTokenChromaDc422);
     for (int t = 1; t < 16; ++t) total_zeros_[t] = build_table(kTotalZerosLists[t]);
     for (int t = 1; t < 4; ++t) total_zeros_chroma_dc_[t] = build_table(kTotalZerosChromaDcLists[t]);
+    for (int t = 1; t < 8; ++t) total_zeros_chroma_dc422_[t] = build_table(kTotalZerosChromaDc422Lists[t]);
     // Run-before codes for 7 and more zeros left are one table.
     for (int z = 1; z < 7; ++z) run_before_[z] = build_table(kRunBeforeLists[z]);
     run_before_[7] = build_table(kRunBeforeLists[7]);
@@ -68,8 +159,10 @@ Decoder::Decoder() {
 Decoder::~Decoder() {
     for (Vek32s* t : coeff_token_) vekiHuffmanTableFree_32s(t);
     vekiHuffmanTableFree_32s(coeff_token_chroma_dc_);
+    vekiHuffmanTableFree_32s(coeff_token_chroma_dc422_);
     for (int t = 1; t < 16; ++t) vekiHuffmanTableFree_32s(total_zeros_[t]);
     for (int t = 1; t < 4; ++t) vekiHuffmanTableFree_32s(total_zeros_chroma_dc_[t]);
+    for (int t = 1; t < 8; ++t) vekiHuffmanTableFree_32s(total_zeros_chroma_dc422_[t]);
     for (int z = 1; z < 8; ++z) vekiHuffmanTableFree_32s(run_before_[z]);
 }
 
@@ -114,17 +207,17 @@ bool Decoder::parse_sps(BitReader& br) {
     static constexpr int kHighProfiles[] = {100, 110, 122, 244, 44, 83, 86, 118, 128, 138, 139, 134, 135};
     if (std::find(std::begin(kHighProfiles), std::end(kHighProfiles), s.profile_idc) != std::end(kHighProfiles)) {
         s.chroma_format_idc = static_cast<int>(br.ue());
-        if (s.chroma_format_idc == 3) br.bits(1);
+        if (s.chroma_format_idc == 3) return fail("unsupported feature: 4:4:4 chroma (chroma_format_idc 3)");
+        if (s.chroma_format_idc > 3) return fail("damaged sequence parameter set");
         const std::uint32_t depth_luma = br.ue() + 8, depth_chroma = br.ue() + 8;
-        const bool bypass = br.flag();
-        const bool scaling = br.flag();
-        if (s.chroma_format_idc != 1)
-            return fail("unsupported feature: chroma format other than 4:2:0 (chroma_format_idc " +
-                        std::to_string(s.chroma_format_idc) + ")");
-        if (depth_luma != 8 || depth_chroma != 8)
-            return fail("unsupported feature: bit depth " + std::to_string(depth_luma) + " (8 only)");
-        if (bypass) return fail("unsupported feature: lossless transform bypass");
-        if (scaling) return fail("unsupported feature: scaling matrices");
+        if (depth_luma > 10 || depth_chroma > 10)
+            return fail("unsupported feature: bit depth " + std::to_string(std::max(depth_luma, depth_chroma)) +
+                        " (8 to 10 only)");
+        s.bit_depth_luma = static_cast<int>(depth_luma);
+        s.bit_depth_chroma = static_cast<int>(depth_chroma);
+        if (br.flag()) return fail("unsupported feature: lossless transform bypass");
+        s.scaling_present = br.flag();
+        if (s.scaling_present) parse_scaling_lists(br, s.scaling, 8);
     }
     s.log2_max_frame_num = static_cast<int>(br.ue_max(12)) + 4;
     s.poc_type = static_cast<int>(br.ue_max(2));
@@ -145,10 +238,11 @@ bool Decoder::parse_sps(BitReader& br) {
     if (!frame_mbs_only) return fail("unsupported feature: interlaced coding (frame_mbs_only_flag 0)");
     s.direct_8x8_inference = br.flag();
     if (br.flag()) {
-        s.crop_left = static_cast<int>(br.ue()) * 2;
-        s.crop_right = static_cast<int>(br.ue()) * 2;
-        s.crop_top = static_cast<int>(br.ue()) * 2;
-        s.crop_bottom = static_cast<int>(br.ue()) * 2;
+        const int unit_x = s.chroma_format_idc ? s.sub_width() : 1, unit_y = s.chroma_format_idc ? s.sub_height() : 1;
+        s.crop_left = static_cast<int>(br.ue_max(8192)) * unit_x;
+        s.crop_right = static_cast<int>(br.ue_max(8192)) * unit_x;
+        s.crop_top = static_cast<int>(br.ue_max(8192)) * unit_y;
+        s.crop_bottom = static_cast<int>(br.ue_max(8192)) * unit_y;
     }
     if (br.flag()) {  // VUI: only the buffering limit matters here
         if (br.flag() && br.bits(8) == 255) br.bits(32);
@@ -186,6 +280,7 @@ bool Decoder::parse_sps(BitReader& br) {
         return fail("cropping window is empty");
     s.valid = true;
     sps_[id] = s;
+    scales_stale_ = true;
     return true;
 }
 
@@ -205,21 +300,24 @@ bool Decoder::parse_pps(BitReader& br) {
     if (p.weighted_bipred_idc == 3) return fail("weighted_bipred_idc 3 is reserved");
     p.pic_init_qp = 26 + br.se();
     br.se();  // pic_init_qs: SP and SI slices are not supported
-    p.chroma_qp_index_offset = br.se();
+    p.chroma_qp_index_offset[0] = p.chroma_qp_index_offset[1] = br.se();
     p.deblocking_filter_control_present = br.flag();
     p.constrained_intra_pred = br.flag();
     p.redundant_pic_cnt_present = br.flag();
     if (br.more_data()) {
-        if (br.flag()) return fail("unsupported feature: 8x8 transform (High profile)");
-        if (br.flag()) return fail("unsupported feature: scaling matrices");
-        if (br.se() != p.chroma_qp_index_offset)
-            return fail("unsupported feature: second chroma QP offset");
+        p.transform_8x8_mode = br.flag();
+        p.scaling_present = br.flag();
+        if (p.scaling_present) parse_scaling_lists(br, p.scaling, p.transform_8x8_mode ? 8 : 6);
+        p.chroma_qp_index_offset[1] = br.se();
     }
-    if (br.bad() || p.pic_init_qp < 0 || p.pic_init_qp > 51 || p.chroma_qp_index_offset < -12 ||
-        p.chroma_qp_index_offset > 12)
+    // The lowest QP of 14-bit samples; each slice checks its own depth.
+    if (br.bad() || p.pic_init_qp < -36 || p.pic_init_qp > 51)
         return fail("damaged picture parameter set");
+    for (int offset : p.chroma_qp_index_offset)
+        if (offset < -12 || offset > 12) return fail("damaged picture parameter set");
     p.valid = true;
     pps_[id] = p;
+    scales_stale_ = true;
     return true;
 }
 
@@ -267,14 +365,15 @@ bool Decoder::parse_slice_header(BitReader& br, SliceHeader& sh, int nal_type, i
     }
     if ((pps.weighted_pred && sh.slice_type == 0) || (pps.weighted_bipred_idc == 1 && sh.slice_type == 1)) {
         sh.luma_log2_denom = static_cast<int>(br.ue_max(7));
-        sh.chroma_log2_denom = static_cast<int>(br.ue_max(7));
+        const bool chroma = sps.chroma_format_idc != 0;
+        if (chroma) sh.chroma_log2_denom = static_cast<int>(br.ue_max(7));
         for (int list = 0; list < (sh.slice_type == 1 ? 2 : 1); ++list) {
             for (int i = 0; i < sh.num_ref_idx[list]; ++i) {
                 Weight& lw = sh.luma_weight[list][i];
                 lw = {1 << sh.luma_log2_denom, 0, false};
                 if (br.flag()) lw = {br.se(), br.se(), true};
                 for (int c = 0; c < 2; ++c) sh.chroma_weight[list][i][c] = {1 << sh.chroma_log2_denom, 0, false};
-                if (br.flag())
+                if (chroma && br.flag())
                     for (int c = 0; c < 2; ++c) sh.chroma_weight[list][i][c] = {br.se(), br.se(), true};
             }
         }
@@ -297,8 +396,9 @@ bool Decoder::parse_slice_header(BitReader& br, SliceHeader& sh, int nal_type, i
             }
         }
     }
+    sh.qp_bd_offset = 6 * (sps.bit_depth_luma - 8);
     sh.qp = pps.pic_init_qp + br.se();
-    if (sh.qp < 0 || sh.qp > 51) return fail("slice QP out of range");
+    if (sh.qp < -sh.qp_bd_offset || sh.qp > 51) return fail("slice QP out of range");
     if (pps.deblocking_filter_control_present) {
         sh.disable_deblocking = static_cast<int>(br.ue_max(2));
         if (sh.disable_deblocking != 1) {
@@ -339,7 +439,10 @@ bool Decoder::start_picture(const SliceHeader& sh) {
     const Sps& sps = sps_[pps.sps_id];
     const int width = sps.width_mbs * 16, height = sps.height_mbs * 16;
     if (sh.idr || !sps_active_) {
-        if (sps_active_ && (sps_active_->width_mbs != sps.width_mbs || sps_active_->height_mbs != sps.height_mbs)) {
+        if (sps_active_ && (sps_active_->width_mbs != sps.width_mbs || sps_active_->height_mbs != sps.height_mbs ||
+                            sps_active_->chroma_format_idc != sps.chroma_format_idc ||
+                            sps_active_->bit_depth_luma != sps.bit_depth_luma ||
+                            sps_active_->bit_depth_chroma != sps.bit_depth_chroma)) {
             output_all();
             dpb_.clear();
             free_.clear();
@@ -348,8 +451,13 @@ bool Decoder::start_picture(const SliceHeader& sh) {
         return fail("sequence parameter set changes outside an IDR picture");
     }
     if (!sh.idr && dpb_.empty() && !sps_active_) return fail("stream does not start with an IDR picture");
-    sps_active_ = &sps;
-    pps_active_ = &pps;
+    // The level scale tables follow the parameter sets in force.
+    if (scales_stale_ || sps_active_ != &sps || pps_active_ != &pps) {
+        sps_active_ = &sps;
+        pps_active_ = &pps;
+        build_level_scales();
+        scales_stale_ = false;
+    }
     first_sh_ = sh;
 
     std::unique_ptr<Picture> pic;
@@ -359,22 +467,37 @@ bool Decoder::start_picture(const SliceHeader& sh) {
     } else {
         pic = std::make_unique<Picture>();
     }
-    if (pic->width != width || pic->height != height) {
+    const int cwidth = sps.chroma_format_idc ? width / sps.sub_width() : 0;
+    const int cheight = sps.chroma_format_idc ? height / sps.sub_height() : 0;
+    if (pic->width != width || pic->height != height || pic->cwidth != cwidth || pic->cheight != cheight ||
+        pic->wide != sps.wide()) {
         // Planes get a margin: the interpolation kernels may read a few
         // samples beyond the window they filter.
         pic->width = width;
         pic->height = height;
+        pic->cwidth = cwidth;
+        pic->cheight = cheight;
+        pic->wide = sps.wide();
+        const std::size_t bytes = pic->wide ? 2 : 1;
         pic->stride = (width + 64 + 63) & ~63;
-        pic->cstride = (width / 2 + 64 + 63) & ~63;
-        const std::size_t ysize = static_cast<std::size_t>(pic->stride) * (height + 8);
-        const std::size_t csize = static_cast<std::size_t>(pic->cstride) * (height / 2 + 8);
+        pic->cstride = (cwidth + 64 + 63) & ~63;
+        const std::size_t ysize = static_cast<std::size_t>(pic->stride) * (height + 8) * bytes;
+        const std::size_t csize = cwidth ? static_cast<std::size_t>(pic->cstride) * (cheight + 8) * bytes : 0;
         pic->memory.assign(ysize + 2 * csize + 64, 128);
         std::uint8_t* base = pic->memory.data();
         base += (64 - reinterpret_cast<std::uintptr_t>(base) % 64) % 64;
-        pic->y = base + pic->stride * 4 + 32;
-        pic->u = base + ysize + pic->cstride * 4 + 32;
-        pic->v = base + ysize + csize + pic->cstride * 4 + 32;
+        if (pic->wide) {
+            // Mid-grey in every sample, margins included, as 128 is for bytes.
+            const std::uint16_t grey = static_cast<std::uint16_t>(1 << (sps.bit_depth_luma - 1));
+            std::uint16_t* words = reinterpret_cast<std::uint16_t*>(base);
+            std::fill(words, words + (ysize + 2 * csize) / 2, grey);
+        }
+        pic->planes[0] = base + (pic->stride * 4 + 32) * bytes;
+        pic->planes[1] = cwidth ? base + ysize + (pic->cstride * 4 + 32) * bytes : nullptr;
+        pic->planes[2] = cwidth ? base + ysize + csize + (pic->cstride * 4 + 32) * bytes : nullptr;
     }
+    pic->depth = sps.bit_depth_luma;
+    pic->cdepth = sps.bit_depth_chroma;
     pic->serial = next_serial_++;
     pic->frame_num = sh.frame_num;
     pic->ref_short = pic->ref_long = false;
@@ -737,15 +860,69 @@ bool decode_annexb(Decoder& decoder, const std::uint8_t* stream, std::size_t n) 
     return decoder.flush();
 }
 
+void Decoder::build_level_scales() {
+    // Flat lists unless the parameter sets give some. Lists a picture
+    // parameter set leaves out fall back on the sequence's lists if it has
+    // any, else on the defaults, as in the sequence itself.
+    const Sps& sps = *sps_active_;
+    Weights seq;
+    std::memset(&seq, 16, sizeof seq);
+    if (sps.scaling_present) seq = resolve_weights(sps.scaling, nullptr);
+    const Pps& pps = *pps_active_;
+    const Weights w = pps.scaling_present ? resolve_weights(pps.scaling, sps.scaling_present ? &seq : nullptr) : seq;
+    for (int m = 0; m < 6; ++m) {
+        for (int list = 0; list < 6; ++list)
+            for (int k = 0; k < 16; ++k) {
+                const int r = kZigzag4x4[k];
+                const int norm = kNormAdjust4x4[m][norm_class4x4(r >> 2, r & 3)];
+                level4_[list][m][r] = static_cast<Vek16s>(w.w4[list][k] * norm);
+            }
+        for (int list = 0; list < 2; ++list)
+            for (int k = 0; k < 64; ++k) {
+                const int r = kZigzag8x8[k];
+                const int norm = kNormAdjust8x8[m][norm_class8x8(r >> 3, r & 7)];
+                level8_[list][m][r] = static_cast<Vek16s>(w.w8[list][k] * norm);
+            }
+    }
+    plain_8bit_ = !sps.wide() && sps.chroma_format_idc == 1 && !sps.scaling_present && !pps.scaling_present &&
+                  !pps.transform_8x8_mode;
+}
+
 void crop_frame(const Picture& pic, const Sps& sps, std::vector<std::uint8_t>& out, int& w, int& h) {
     w = pic.width - sps.crop_left - sps.crop_right;
     h = pic.height - sps.crop_top - sps.crop_bottom;
-    out.resize(static_cast<std::size_t>(w) * h * 3 / 2);
+    // Monochrome frames come out as 4:2:0 with mid-grey chroma, the way
+    // players show them.
+    const bool mono = pic.cwidth == 0;
+    const int cw = mono ? (w + 1) / 2 : w / sps.sub_width(), ch = mono ? (h + 1) / 2 : h / sps.sub_height();
+    const std::size_t bytes = pic.wide ? 2 : 1;
+    out.resize((static_cast<std::size_t>(w) * h + 2 * static_cast<std::size_t>(cw) * ch) * bytes);
     std::uint8_t* o = out.data();
-    for (int r = 0; r < h; ++r, o += w) std::memcpy(o, pic.y + (r + sps.crop_top) * pic.stride + sps.crop_left, w);
-    for (const std::uint8_t* plane : {pic.u, pic.v})
-        for (int r = 0; r < h / 2; ++r, o += w / 2)
-            std::memcpy(o, plane + (r + sps.crop_top / 2) * pic.cstride + sps.crop_left / 2, w / 2);
+    auto copy = [&](int c, int width, int height, int left, int top, int stride) {
+        for (int r = 0; r < height; ++r) {
+            if (!pic.wide) {
+                std::memcpy(o, pic.plane<std::uint8_t>(c) + (r + top) * stride + left, width);
+                o += width;
+                continue;
+            }
+            const std::uint16_t* row = pic.plane<std::uint16_t>(c) + (r + top) * stride + left;
+            for (int x = 0; x < width; ++x) {
+                *o++ = static_cast<std::uint8_t>(row[x] & 255);
+                *o++ = static_cast<std::uint8_t>(row[x] >> 8);
+            }
+        }
+    };
+    copy(0, w, h, sps.crop_left, sps.crop_top, pic.stride);
+    if (mono) {
+        const int grey = 1 << (pic.cdepth - 1);
+        for (std::size_t i = 0; i < 2 * static_cast<std::size_t>(cw) * ch; ++i) {
+            *o++ = static_cast<std::uint8_t>(pic.wide ? grey & 255 : grey);
+            if (pic.wide) *o++ = static_cast<std::uint8_t>(grey >> 8);
+        }
+        return;
+    }
+    for (int c = 1; c < 3; ++c)
+        copy(c, cw, ch, sps.crop_left / sps.sub_width(), sps.crop_top / sps.sub_height(), pic.cstride);
 }
 
 }  // namespace h264dec

@@ -1,6 +1,8 @@
 // Macroblock layer of CAVLC slices.
 #include "slice_data.h"
 
+#include "sample_ops.h"
+
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
@@ -18,6 +20,18 @@ constexpr int kRasterTo8x8[16] = {0, 0, 1, 1, 0, 0, 1, 1, 2, 2, 3, 3, 2, 2, 3, 3
 constexpr Vek32s kZigzag[32] = {0, 1, 4, 8, 5, 2, 3, 6, 9, 12, 13, 10, 7, 11, 14, 15,
                                 15, 15, 15, 15, 15, 15, 15, 15, 15, 15, 15, 15, 15, 15, 15, 15};
 
+// Positions of an 8x8 block's 4x4 parts taken in scan order, to be
+// interleaved into the 8x8 scan.
+constexpr Vek32s kScanOrder[32] = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15,
+                                   15, 15, 15, 15, 15, 15, 15, 15, 15, 15, 15, 15, 15, 15, 15, 15};
+constexpr int kZigzag8x8[64] = {0,  1,  8,  16, 9,  2,  3,  10, 17, 24, 32, 25, 18, 11, 4,  5,
+                                12, 19, 26, 33, 40, 48, 41, 34, 27, 20, 13, 6,  7,  14, 21, 28,
+                                35, 42, 49, 56, 57, 50, 43, 36, 29, 22, 15, 23, 30, 37, 44, 51,
+                                58, 59, 52, 45, 38, 31, 39, 46, 53, 60, 61, 54, 47, 55, 62, 63};
+
+// coded_block_pattern by code number; monochrome streams code luma only.
+constexpr std::uint8_t kCbpIntraMono[16] = {15, 0, 7, 11, 13, 14, 3, 5, 10, 12, 1, 2, 4, 8, 6, 9};
+constexpr std::uint8_t kCbpInterMono[16] = {0, 1, 2, 4, 8, 3, 5, 10, 12, 15, 7, 11, 13, 14, 6, 9};
 constexpr std::uint8_t kCbpIntra[48] = {47, 31, 15, 0,  23, 27, 29, 30, 7,  11, 13, 14, 39, 43, 45, 46,
                                         16, 3,  5,  10, 12, 19, 21, 26, 28, 35, 37, 42, 44, 1,  2,  4,
                                         8,  17, 18, 20, 24, 6,  9,  22, 25, 32, 33, 34, 36, 40, 38, 41};
@@ -55,8 +69,17 @@ int min_positive(int a, int b) { return (a >= 0 && b >= 0) ? std::min(a, b) : st
 
 SliceDecoder::SliceDecoder(Decoder& dec, Picture& pic, const SliceHeader& sh, BitReader& br, int slice)
     : dec_(dec), pic_(pic), sh_(sh), br_(br), sps_(*dec.sps_active_), pps_(*dec.pps_active_), slice_(slice),
-      mbw_(dec.sps_active_->width_mbs), mbh_(dec.sps_active_->height_mbs), qp_(sh.qp) {
-    for (int q = 0; q < 52; ++q) chroma_qp_table_[q] = kChromaQp[std::clamp(q + pps_.chroma_qp_index_offset, 0, 51)];
+      mbw_(dec.sps_active_->width_mbs), mbh_(dec.sps_active_->height_mbs), qp_(sh.qp),
+      qp_bd_offset_(6 * (dec.sps_active_->bit_depth_luma - 8)),
+      cqp_bd_offset_(6 * (dec.sps_active_->bit_depth_chroma - 8)),
+      chroma_rows_(dec.sps_active_->chroma_format_idc == 0 ? 0 : 4 / dec.sps_active_->sub_height()) {}
+
+// Chroma QP of plane c (0 Cb, 1 Cr) for luma QP `qp`, both without their
+// bit depth offsets; below 30 the mapping is the identity, negative values
+// included.
+int SliceDecoder::chroma_qp(int c, int qp) const {
+    const int q = std::clamp(qp + pps_.chroma_qp_index_offset[c], -cqp_bd_offset_, 51);
+    return q < 0 ? q : kChromaQp[q];
 }
 
 bool SliceDecoder::fail(const char* why) {
@@ -103,8 +126,9 @@ bool SliceDecoder::intra_available(const MbInfo* n) const {
 namespace {
 void reset_mb(MbInfo& mb, int slice) {
     mb.decoded = false;
-    mb.intra = mb.pcm = mb.intra4x4 = mb.uniform = false;
+    mb.intra = mb.pcm = mb.intra_nxn = mb.uniform = mb.transform8x8 = false;
     mb.slice = slice;
+    mb.coded = 0;
     std::memset(mb.nz, 0, sizeof mb.nz);
     std::memset(mb.nzc, 0, sizeof mb.nzc);
     std::memset(mb.ipred, 2, sizeof mb.ipred);
@@ -131,144 +155,266 @@ bool SliceDecoder::decode_skip() {
     } else if (!direct_motion(0, 3)) {
         return false;
     }
-    finish_motion();
     if (!predict_inter()) return false;
     mb_->qp = qp_;
-    mb_->qpc = chroma_qp_table_[qp_];
+    for (int c = 0; c < 2; ++c) mb_->qpc[c] = chroma_qp(c, qp_);
     mb_->decoded = true;
     return true;
 }
 
+// Samples as they stand, bitDepth bits each.
+template <class P>
 bool SliceDecoder::decode_pcm() {
     br_.align();
     const int stride = pic_.stride, cstride = pic_.cstride;
-    std::uint8_t* y = pic_.y + mby_ * 16 * stride + mbx_ * 16;
+    P* y = pic_.plane<P>(0) + mby_ * 16 * stride + mbx_ * 16;
     for (int r = 0; r < 16; ++r)
-        for (int c = 0; c < 16; ++c) y[r * stride + c] = static_cast<std::uint8_t>(br_.bits(8));
-    for (std::uint8_t* plane : {pic_.u, pic_.v}) {
-        std::uint8_t* p = plane + mby_ * 8 * cstride + mbx_ * 8;
-        for (int r = 0; r < 8; ++r)
-            for (int c = 0; c < 8; ++c) p[r * cstride + c] = static_cast<std::uint8_t>(br_.bits(8));
+        for (int c = 0; c < 16; ++c) y[r * stride + c] = static_cast<P>(br_.bits(pic_.depth));
+    const int ch = chroma_rows_ * 4;
+    for (int plane = 1; plane < 3 && ch; ++plane) {
+        P* p = pic_.plane<P>(plane) + mby_ * ch * cstride + mbx_ * 8;
+        for (int r = 0; r < ch; ++r)
+            for (int c = 0; c < 8; ++c) p[r * cstride + c] = static_cast<P>(br_.bits(pic_.cdepth));
     }
     mb_->intra = mb_->pcm = true;
     std::memset(mb_->nz, 16, sizeof mb_->nz);
     std::memset(mb_->nzc, 16, sizeof mb_->nzc);
+    mb_->coded = 0xFFFF;
     mb_->qp = 0;  // the loop filter treats PCM samples as coded at QP 0
-    mb_->qpc = chroma_qp_table_[0];
+    for (int c = 0; c < 2; ++c) mb_->qpc[c] = chroma_qp(c, 0);
     mb_->decoded = true;
     return !br_.bad();
+}
+
+// Most probable mode of the Intra 4x4 or 8x8 block whose top-left 4x4 block
+// is raster block `blk`: the smaller of the modes left and above, DC where a
+// neighbour is missing and 2 where it is not Intra NxN.
+int SliceDecoder::predicted_intra_mode(int blk) const {
+    const int bx = blk & 3, by = blk >> 2;
+    int mode_a = -1, mode_b = -1;
+    const MbInfo* left = mb_at(mbx_ - 1, mby_);
+    const MbInfo* top = mb_at(mbx_, mby_ - 1);
+    if (bx > 0)
+        mode_a = mb_->ipred[blk - 1];
+    else if (intra_available(left))
+        mode_a = left->intra_nxn ? left->ipred[blk + 3] : 2;
+    if (by > 0)
+        mode_b = mb_->ipred[blk - 4];
+    else if (intra_available(top))
+        mode_b = top->intra_nxn ? top->ipred[blk + 12] : 2;
+    return (mode_a < 0 || mode_b < 0) ? 2 : std::min(mode_a, mode_b);
+}
+
+void SliceDecoder::parse_intra_modes(MbSyntax& m) {
+    mb_->intra_nxn = true;
+    const int blocks = m.transform8x8 ? 4 : 16;
+    for (int n = 0; n < blocks; ++n) {
+        // An 8x8 block takes the neighbours of its top-left 4x4 block and
+        // gives its mode to all four.
+        const int blk = m.transform8x8 ? kCodedToRaster[4 * n] : kCodedToRaster[n];
+        const int pred = predicted_intra_mode(blk);
+        int mode = pred;
+        if (!br_.flag()) {
+            const int rem = static_cast<int>(br_.bits(3));
+            mode = rem < pred ? rem : rem + 1;
+        }
+        const auto mode8 = static_cast<std::int8_t>(mode);
+        mb_->ipred[blk] = mode8;
+        if (m.transform8x8) mb_->ipred[blk + 1] = mb_->ipred[blk + 4] = mb_->ipred[blk + 5] = mode8;
+        m.modes[n] = mode;
+    }
 }
 
 bool SliceDecoder::decode_macroblock() {
     begin_macroblock();
 
     std::uint32_t mb_type = br_.ue();
-    int imb = -1;  // intra type, or -1 for inter
+    MbSyntax m;
     if (sh_.slice_type == 2) {
-        imb = static_cast<int>(mb_type);
+        m.imb = static_cast<int>(mb_type);
     } else if (sh_.slice_type == 0) {
-        if (mb_type >= 5) imb = static_cast<int>(mb_type) - 5;
+        if (mb_type >= 5) m.imb = static_cast<int>(mb_type) - 5;
     } else if (mb_type >= 23) {
-        imb = static_cast<int>(mb_type) - 23;
+        m.imb = static_cast<int>(mb_type) - 23;
     }
-    if (imb > 25 || br_.bad()) return fail("macroblock type out of range");
-    if (imb == 25) return decode_pcm();
+    if (m.imb > 25 || br_.bad()) return fail("macroblock type out of range");
+    if (m.imb == 25) return pic_.wide ? decode_pcm<Vek16u>() : decode_pcm<Vek8u>();
 
-    const int stride = pic_.stride, cstride = pic_.cstride;
-    Vek8u* y = pic_.y + mby_ * 16 * stride + mbx_ * 16;
-    Vek8u* u = pic_.u + mby_ * 8 * cstride + mbx_ * 8;
-    Vek8u* v = pic_.v + mby_ * 8 * cstride + mbx_ * 8;
-
-    int cbp_luma = 0, cbp_chroma = 0;
-    int i16_mode = 0, chroma_mode = 0;
-    Vek32s modes_coded[16];
-    if (imb >= 0) {
+    const std::uint8_t* cbp_intra = chroma_rows_ ? kCbpIntra : kCbpIntraMono;
+    const std::uint8_t* cbp_inter = chroma_rows_ ? kCbpInter : kCbpInterMono;
+    const std::uint32_t cbp_codes = chroma_rows_ ? 47 : 15;
+    if (m.imb >= 0) {
         mb_->intra = true;
-        const MbInfo* left = mb_at(mbx_ - 1, mby_);
-        const MbInfo* top = mb_at(mbx_, mby_ - 1);
-        if (imb == 0) {
-            mb_->intra4x4 = true;
-            for (int n = 0; n < 16; ++n) {
-                const int blk = kCodedToRaster[n];
-                const int bx = blk & 3, by = blk >> 2;
-                int mode_a = -1, mode_b = -1;
-                if (bx > 0)
-                    mode_a = mb_->ipred[blk - 1];
-                else if (intra_available(left))
-                    mode_a = left->intra4x4 ? left->ipred[blk + 3] : 2;
-                if (by > 0)
-                    mode_b = mb_->ipred[blk - 4];
-                else if (intra_available(top))
-                    mode_b = top->intra4x4 ? top->ipred[blk + 12] : 2;
-                const int pred = (mode_a < 0 || mode_b < 0) ? 2 : std::min(mode_a, mode_b);
-                int mode = pred;
-                if (!br_.flag()) {
-                    const int rem = static_cast<int>(br_.bits(3));
-                    mode = rem < pred ? rem : rem + 1;
-                }
-                mb_->ipred[blk] = static_cast<std::int8_t>(mode);
-                modes_coded[n] = mode;
-            }
+        if (m.imb == 0) {
+            if (pps_.transform_8x8_mode) m.transform8x8 = br_.flag();
+            parse_intra_modes(m);
         } else {
-            i16_mode = (imb - 1) % 4;
-            cbp_chroma = ((imb - 1) / 4) % 3;
-            cbp_luma = imb >= 13 ? 15 : 0;
+            m.i16_mode = (m.imb - 1) % 4;
+            m.cbp_chroma = ((m.imb - 1) / 4) % 3;
+            m.cbp_luma = m.imb >= 13 ? 15 : 0;
         }
-        chroma_mode = static_cast<int>(br_.ue());
-        if (chroma_mode > 3) return fail("intra chroma prediction mode out of range");
-        if (imb == 0) {
+        if (chroma_rows_) {
+            m.chroma_mode = static_cast<int>(br_.ue());
+            if (m.chroma_mode > 3) return fail("intra chroma prediction mode out of range");
+        }
+        if (m.imb == 0) {
             const std::uint32_t code = br_.ue();
-            if (code > 47) return fail("coded block pattern out of range");
-            cbp_luma = kCbpIntra[code] & 15;
-            cbp_chroma = kCbpIntra[code] >> 4;
+            if (code > cbp_codes) return fail("coded block pattern out of range");
+            m.cbp_luma = cbp_intra[code] & 15;
+            m.cbp_chroma = cbp_intra[code] >> 4;
         }
-        finish_motion();
     } else {
-        if (!parse_inter(static_cast<int>(mb_type))) return false;
+        bool t8_allowed = false;
+        if (!parse_inter(static_cast<int>(mb_type), t8_allowed)) return false;
         const std::uint32_t code = br_.ue();
-        if (code > 47) return fail("coded block pattern out of range");
-        cbp_luma = kCbpInter[code] & 15;
-        cbp_chroma = kCbpInter[code] >> 4;
+        if (code > cbp_codes) return fail("coded block pattern out of range");
+        m.cbp_luma = cbp_inter[code] & 15;
+        m.cbp_chroma = cbp_inter[code] >> 4;
+        if (m.cbp_luma && pps_.transform_8x8_mode && t8_allowed) m.transform8x8 = br_.flag();
         if (br_.bad()) return fail("damaged macroblock prediction");
         if (!predict_inter()) return false;
     }
+    mb_->transform8x8 = m.transform8x8;
 
-    const bool i16 = imb >= 1;
-    Vek32u cbp4x4 = 0;
-    if (cbp_luma || cbp_chroma || i16) {
+    if (m.cbp_luma || m.cbp_chroma || m.imb >= 1) {
         const int delta = br_.se();
-        if (delta < -26 || delta > 25) return fail("QP delta out of range");
-        qp_ = (qp_ + delta + 52) % 52;
-        if (!parse_residual(i16, cbp_luma, cbp_chroma, cbp4x4)) return false;
+        const int half = qp_bd_offset_ / 2;
+        if (delta < -(26 + half) || delta > 25 + half) return fail("QP delta out of range");
+        // The QP wraps within its range, whose low end is below 0 above 8 bits.
+        qp_ = (qp_ + delta + 52 + 2 * qp_bd_offset_) % (52 + qp_bd_offset_) - qp_bd_offset_;
+        if (!(pic_.wide ? parse_residual<Vek32s>(m) : parse_residual<Vek16s>(m))) return false;
     }
     mb_->qp = qp_;
-    const int qpc = chroma_qp_table_[qp_];
-    mb_->qpc = qpc;
+    for (int c = 0; c < 2; ++c) mb_->qpc[c] = chroma_qp(c, qp_);
+    // The loop filter's view of the coefficients: by transform block.
+    for (int blk = 0; blk < 16; ++blk) {
+        bool coded = mb_->nz[blk] != 0;
+        if (m.transform8x8) {
+            const int tl = blk & ~5;  // top-left 4x4 block of the 8x8 block
+            coded = mb_->nz[tl] || mb_->nz[tl + 1] || mb_->nz[tl + 4] || mb_->nz[tl + 5];
+        }
+        if (coded) mb_->coded |= static_cast<std::uint16_t>(1u << blk);
+    }
+    if (!(pic_.wide ? reconstruct<Vek16u>(m) : reconstruct<Vek8u>(m))) return false;
+    mb_->decoded = true;
+    return true;
+}
+
+// ---- Reconstruction ----------------------------------------------------------------
+
+template <class P>
+bool SliceDecoder::reconstruct(const MbSyntax& m) {
+    using Coef = typename SampleOps<P>::Coef;
+    const int stride = pic_.stride, cstride = pic_.cstride;
+    const int ch = chroma_rows_ * 4;
+    P* y = pic_.plane<P>(0) + mby_ * 16 * stride + mbx_ * 16;
+    P* uv[2] = {nullptr, nullptr};
+    if (ch)
+        for (int c = 0; c < 2; ++c) uv[c] = pic_.plane<P>(1 + c) + mby_ * ch * cstride + mbx_ * 8;
+    Coef* luma = levels<Coef>(false);
+    Coef* chroma = levels<Coef>(true);
+    const bool intra = m.imb >= 0;
 
     // Edges of the macroblock that intra prediction may not use.
     Vek8u edge = 0;
-    if (imb >= 0) {
+    if (intra) {
         if (!intra_available(mb_at(mbx_ - 1, mby_))) edge |= VEKVC_LEFT_EDGE;
         if (!intra_available(mb_at(mbx_, mby_ - 1))) edge |= VEKVC_TOP_EDGE;
         if (!intra_available(mb_at(mbx_ - 1, mby_ - 1))) edge |= VEKVC_TOP_LEFT_EDGE;
         if (!intra_available(mb_at(mbx_ + 1, mby_ - 1))) edge |= VEKVC_TOP_RIGHT_EDGE;
     }
+    // QPs with their bit depth offsets and the level scale tables in force.
+    const int qp = qp_ + qp_bd_offset_;
+    int qpc[2];
+    const Vek16s* ctable[2];
+    Vek32s dc_scale[2];
+    for (int c = 0; c < 2; ++c) {
+        qpc[c] = mb_->qpc[c] + cqp_bd_offset_;
+        const int list = (intra ? 1 : 4) + c;
+        ctable[c] = dec_.level4_[list][qpc[c] % 6];
+        // 4:2:2 DC blocks scale at QP + 3.
+        dc_scale[c] = dec_.level4_[list][(qpc[c] + 3) % 6][0];
+    }
+    const Vek16s* ltable =
+        m.transform8x8 ? dec_.level8_[intra ? 0 : 1][qp % 6] : dec_.level4_[intra ? 0 : 3][qp % 6];
+    const Vek32u chroma_bits = ((m.chroma_cbp[0] & 1) << 17) | ((m.chroma_cbp[1] & 1) << 18) |
+                               ((m.chroma_cbp[0] >> 1) << 19) | ((m.chroma_cbp[1] >> 1) << 23);
+    VekStatus st = vekStsOk, cst = vekStsOk;
 
-    Vek16s* coef = coeffs_;
-    VekStatus st;
-    if (imb == 0)
-        st = vekiReconstructLumaIntraMB_H264_16s8u_C1R(&coef, y, stride, modes_coded, cbp4x4, qp_, edge);
-    else if (imb > 0)
-        st = vekiReconstructLumaIntra16x16MB_H264_16s8u_C1R(&coef, y, stride, i16_mode, cbp4x4, qp_, edge);
-    else
-        st = vekiReconstructLumaInterMB_H264_16s8u_C1R(&coef, y, stride, cbp4x4, qp_);
+    if constexpr (sizeof(P) == 1) {
+        if (dec_.plain_8bit_) {
+            // Baseline and Main tools only: the plain 8-bit functions.
+            const Vek32u cbp4x4 = m.luma_cbp | chroma_bits;
+            if (m.imb == 0)
+                st = vekiReconstructLumaIntraMB_H264_16s8u_C1R(&luma, y, stride, m.modes, cbp4x4, qp, edge);
+            else if (m.imb > 0)
+                st = vekiReconstructLumaIntra16x16MB_H264_16s8u_C1R(&luma, y, stride, m.i16_mode, cbp4x4, qp, edge);
+            else
+                st = vekiReconstructLumaInterMB_H264_16s8u_C1R(&luma, y, stride, cbp4x4, qp);
+            if (intra)
+                cst = vekiReconstructChromaIntraMB_H264_16s8u_P2R(&chroma, uv[0], uv[1], cstride, m.chroma_mode,
+                                                                   cbp4x4, qpc[0], edge);
+            else
+                cst = vekiReconstructChromaInterMB_H264_16s8u_P2R(&chroma, uv[0], uv[1], cstride, cbp4x4, qpc[0]);
+        } else {
+            if (m.imb == 0 && m.transform8x8)
+                st = vekiReconstructLumaIntra8x8MB_H264_16s8u_C1R(&luma, y, stride, m.modes, m.luma_cbp, qp, edge,
+                                                                  ltable, 0);
+            else if (m.imb == 0)
+                st = vekiReconstructLumaIntra4x4MB_H264_16s8u_C1R(&luma, y, stride, m.modes, m.luma_cbp, qp, edge,
+                                                                  ltable, 0);
+            else if (m.imb > 0)
+                st = vekiReconstructLumaIntra_16x16MB_H264_16s8u_C1R(&luma, y, stride, m.i16_mode, m.luma_cbp, qp,
+                                                                     edge, ltable, 0);
+            else if (m.transform8x8)
+                st = vekiReconstructLumaInter8x8MB_H264_16s8u_C1R(&luma, y, stride, m.luma_cbp, qp, ltable, 0);
+            else
+                st = vekiReconstructLumaInter4x4MB_H264_16s8u_C1R(&luma, y, stride, m.luma_cbp, qp, ltable, 0);
+            if (chroma_rows_ == 2 && intra)
+                cst = vekiReconstructChromaIntra4x4MB_H264_16s8u_P2R(&chroma, uv[0], uv[1], cstride, m.chroma_mode,
+                                                                      chroma_bits, qpc[0], qpc[1], edge, ctable[0],
+                                                                      ctable[1], 0);
+            else if (chroma_rows_ == 2)
+                cst = vekiReconstructChromaInter4x4MB_H264_16s8u_P2R(&chroma, uv[0], uv[1], cstride, chroma_bits,
+                                                                      qpc[0], qpc[1], ctable[0], ctable[1], 0);
+            if (chroma_rows_ == 4) {
+                VekH264HighMBParam_8u rec[2];
+                for (int c = 0; c < 2; ++c)
+                    rec[c] = {&chroma, uv[c], cstride, m.chroma_cbp[c], qpc[c], ctable[c], 0, 8};
+                const VekH264HighMBParam_8u* const recs[2] = {&rec[0], &rec[1]};
+                cst = intra ? vekiReconstructChroma422Intra4x4_H264High_16s8u_IP2R(recs, m.chroma_mode, edge,
+                                                                                   dc_scale[0], dc_scale[1])
+                            : vekiReconstructChroma422Inter4x4_H264High_16s8u_IP2R(recs, dc_scale[0], dc_scale[1]);
+            }
+        }
+    } else {
+        VekH264HighMBParam lp{&luma, y, stride, m.luma_cbp, qp, ltable, 0, pic_.depth};
+        if (m.imb == 0 && m.transform8x8)
+            st = vekiReconstructLumaIntra8x8_H264High_32s16u_IP1R(&lp, m.modes, edge);
+        else if (m.imb == 0)
+            st = vekiReconstructLumaIntra4x4_H264High_32s16u_IP1R(&lp, m.modes, edge);
+        else if (m.imb > 0)
+            st = vekiReconstructLumaIntra16x16_H264High_32s16u_IP1R(&lp, m.i16_mode, edge);
+        else if (m.transform8x8)
+            st = vekiReconstructLumaInter8x8_H264High_32s16u_IP1R(&lp);
+        else
+            st = vekiReconstructLumaInter4x4_H264High_32s16u_IP1R(&lp);
+        if (chroma_rows_) {
+            VekH264HighMBParam rec[2];
+            for (int c = 0; c < 2; ++c)
+                rec[c] = {&chroma, uv[c], cstride, m.chroma_cbp[c], qpc[c], ctable[c], 0, pic_.cdepth};
+            const VekH264HighMBParam* const recs[2] = {&rec[0], &rec[1]};
+            if (chroma_rows_ == 2)
+                cst = intra ? vekiReconstructChromaIntra4x4_H264High_32s16u_IP2R(recs, m.chroma_mode, edge)
+                            : vekiReconstructChromaInter4x4_H264High_32s16u_IP2R(recs);
+            else
+                cst = intra ? vekiReconstructChroma422Intra4x4_H264High_32s16u_IP2R(recs, m.chroma_mode, edge,
+                                                                                    dc_scale[0], dc_scale[1])
+                            : vekiReconstructChroma422Inter4x4_H264High_32s16u_IP2R(recs, dc_scale[0], dc_scale[1]);
+        }
+    }
     if (st < 0) return fail("luma reconstruction refused the macroblock (prediction from a missing neighbour?)");
-    if (imb >= 0)
-        st = vekiReconstructChromaIntraMB_H264_16s8u_P2R(&coef, u, v, cstride, chroma_mode, cbp4x4, qpc, edge);
-    else
-        st = vekiReconstructChromaInterMB_H264_16s8u_P2R(&coef, u, v, cstride, cbp4x4, qpc);
-    if (st < 0) return fail("chroma reconstruction refused the macroblock (prediction from a missing neighbour?)");
-    mb_->decoded = true;
+    if (cst < 0) return fail("chroma reconstruction refused the macroblock (prediction from a missing neighbour?)");
     return true;
 }
 
@@ -291,6 +437,7 @@ int SliceDecoder::nc_luma(int blk) const {
     return na >= 0 ? na : nb >= 0 ? nb : 0;
 }
 
+// Chroma blocks of a plane lie two across and chroma_rows_ down.
 int SliceDecoder::nc_chroma(int c, int blk) const {
     int na = -1, nb = -1;
     if (blk & 1) {
@@ -298,52 +445,110 @@ int SliceDecoder::nc_chroma(int c, int blk) const {
     } else if (const MbInfo* l = mb_at(mbx_ - 1, mby_)) {
         na = l->nzc[c][blk + 1];
     }
-    if (blk & 2) {
+    if (blk >= 2) {
         nb = mb_->nzc[c][blk - 2];
     } else if (const MbInfo* t = mb_at(mbx_, mby_ - 1)) {
-        nb = t->nzc[c][blk + 2];
+        nb = t->nzc[c][blk + 2 * (chroma_rows_ - 1)];
     }
     if (na >= 0 && nb >= 0) return (na + nb + 1) >> 1;
     return na >= 0 ? na : nb >= 0 ? nb : 0;
 }
 
-bool SliceDecoder::parse_residual(bool i16, int cbp_luma, int cbp_chroma, Vek32u& cbp4x4) {
-    Vek16s* out = coeffs_;
+namespace {
+
+// The library's CAVLC functions by level width.
+VekStatus cavlc_block(BitReader& br, Vek16s* count, Vek16s** out, int nc, int capacity,
+                      const Vek32s* const* token, const Vek32s* const* zeros, const Vek32s* const* runs,
+                      const Vek32s* scan) {
+    return vekiDecodeCAVLCCoeffs_H264_1u16s(br.word_ptr(), br.offset_ptr(), count, out, nc, capacity, token, zeros,
+                                            runs, scan);
+}
+VekStatus cavlc_block(BitReader& br, Vek16s* count, Vek32s** out, int nc, int capacity,
+                      const Vek32s* const* token, const Vek32s* const* zeros, const Vek32s* const* runs,
+                      const Vek32s* scan) {
+    return vekiDecodeCAVLCCoeffs_H264_1u32s(br.word_ptr(), br.offset_ptr(), count, out, nc, capacity, token, zeros,
+                                            runs, scan);
+}
+VekStatus cavlc_chroma_dc(bool c422, BitReader& br, Vek16s* count, Vek16s** out, const Vek32s* token,
+                          const Vek32s* const* zeros, const Vek32s* const* runs) {
+    return c422 ? vekiDecodeCAVLCChroma422DcCoeffs_H264_1u16s(br.word_ptr(), br.offset_ptr(), count, out, token,
+                                                               zeros, runs)
+                : vekiDecodeCAVLCChromaDcCoeffs_H264_1u16s(br.word_ptr(), br.offset_ptr(), count, out, token, zeros,
+                                                            runs);
+}
+VekStatus cavlc_chroma_dc(bool c422, BitReader& br, Vek16s* count, Vek32s** out, const Vek32s* token,
+                          const Vek32s* const* zeros, const Vek32s* const* runs) {
+    return c422 ? vekiDecodeCAVLCChroma422DcCoeffs_H264_1u32s(br.word_ptr(), br.offset_ptr(), count, out, token,
+                                                               zeros, runs)
+                : vekiDecodeCAVLCChromaDcCoeffs_H264_1u32s(br.word_ptr(), br.offset_ptr(), count, out, token, zeros,
+                                                            runs);
+}
+
+}  // namespace
+
+template <class Coef>
+bool SliceDecoder::parse_residual(MbSyntax& m) {
+    Coef* out = levels<Coef>(false);
     const Vek32s* const* token = dec_.coeff_token_;
     const Vek32s* const* zeros = dec_.total_zeros_;
     const Vek32s* const* runs = dec_.run_before_;
     Vek16s count = 0;
-    auto block = [&](int nc, int capacity) -> bool {
-        const VekStatus st = vekiDecodeCAVLCCoeffs_H264_1u16s(br_.word_ptr(), br_.offset_ptr(), &count, &out, nc,
-                                                              capacity, token, zeros, runs, kZigzag);
+    auto block = [&](Coef** dst, int nc, int capacity, const Vek32s* scan) -> bool {
+        const VekStatus st = cavlc_block(br_, &count, dst, nc, capacity, token, zeros, runs, scan);
         return st == vekStsOk && !br_.overrun();
     };
+    const bool i16 = m.imb >= 1;
     if (i16) {
-        if (!block(nc_luma(0), 16)) return fail("damaged luma DC coefficients");
-        if (count > 0) cbp4x4 |= 1;
+        if (!block(&out, nc_luma(0), 16, kZigzag)) return fail("damaged luma DC coefficients");
+        if (count > 0) m.luma_cbp |= 1;
     }
-    for (int n = 0; n < 16; ++n) {
-        const int blk = kCodedToRaster[n];
-        if (!(cbp_luma & (1 << (n >> 2)))) continue;
-        if (!block(nc_luma(blk), i16 ? 15 : 16)) return fail("damaged luma coefficients");
-        mb_->nz[blk] = static_cast<std::uint8_t>(count);
-        if (count > 0) cbp4x4 |= 1u << (n + 1);
-    }
-    if (cbp_chroma) {
-        const Vek32s* const* dc_zeros = dec_.total_zeros_chroma_dc_;
-        for (int c = 0; c < 2; ++c) {
-            const VekStatus st = vekiDecodeCAVLCChromaDcCoeffs_H264_1u16s(
-                br_.word_ptr(), br_.offset_ptr(), &count, &out, dec_.coeff_token_chroma_dc_, dc_zeros, runs);
-            if (st != vekStsOk || br_.overrun()) return fail("damaged chroma DC coefficients");
-            if (count > 0) cbp4x4 |= 1u << (17 + c);
+    for (int b8 = 0; b8 < 4; ++b8) {
+        if (!(m.cbp_luma & (1 << b8))) continue;
+        if (!m.transform8x8) {
+            for (int n = 4 * b8; n < 4 * b8 + 4; ++n) {
+                const int blk = kCodedToRaster[n];
+                if (!block(&out, nc_luma(blk), i16 ? 15 : 16, kZigzag)) return fail("damaged luma coefficients");
+                mb_->nz[blk] = static_cast<std::uint8_t>(count);
+                if (count > 0) m.luma_cbp |= 1u << (n + 1);
+            }
+            continue;
+        }
+        // An 8x8 block comes as four interleaved 4x4 blocks: coefficient k
+        // of block i is scan position 4k + i of the 8x8 scan.
+        std::fill(out, out + 64, Coef{0});
+        bool any = false;
+        for (int i = 0; i < 4; ++i) {
+            const int blk = kCodedToRaster[4 * b8 + i];
+            Coef part[16];
+            Coef* p = part;
+            if (!block(&p, nc_luma(blk), 16, kScanOrder)) return fail("damaged luma coefficients");
+            mb_->nz[blk] = static_cast<std::uint8_t>(count);
+            if (count == 0) continue;
+            any = true;
+            for (int k = 0; k < 16; ++k) out[kZigzag8x8[4 * k + i]] = part[k];
+        }
+        if (any) {
+            out += 64;
+            m.luma_cbp |= 1u << b8;
         }
     }
-    if (cbp_chroma & 2) {
+    if (!chroma_rows_ || !m.cbp_chroma) return true;
+
+    Coef* cout = levels<Coef>(true);
+    const bool c422 = chroma_rows_ == 4;
+    for (int c = 0; c < 2; ++c) {
+        const VekStatus st = cavlc_chroma_dc(
+            c422, br_, &count, &cout, c422 ? dec_.coeff_token_chroma_dc422_ : dec_.coeff_token_chroma_dc_,
+            c422 ? dec_.total_zeros_chroma_dc422_ : dec_.total_zeros_chroma_dc_, runs);
+        if (st != vekStsOk || br_.overrun()) return fail("damaged chroma DC coefficients");
+        if (count > 0) m.chroma_cbp[c] |= 1;
+    }
+    if (m.cbp_chroma & 2) {
         for (int c = 0; c < 2; ++c)
-            for (int b = 0; b < 4; ++b) {
-                if (!block(nc_chroma(c, b), 15)) return fail("damaged chroma AC coefficients");
+            for (int b = 0; b < 2 * chroma_rows_; ++b) {
+                if (!block(&cout, nc_chroma(c, b), 15, kZigzag)) return fail("damaged chroma AC coefficients");
                 mb_->nzc[c][b] = static_cast<std::uint8_t>(count);
-                if (count > 0) cbp4x4 |= 1u << (19 + 4 * c + b);
+                if (count > 0) m.chroma_cbp[c] |= 2u << b;
             }
     }
     return true;
@@ -392,13 +597,18 @@ Mv SliceDecoder::predict_mv(int list, int ref, int x4, int y4, int w4, Shape sha
     return {median3(a.mv.x, b.mv.x, c.mv.x), median3(a.mv.y, b.mv.y, c.mv.y)};
 }
 
+// Also notes the picture the reference index names, which is what the loop
+// filter and later pictures' direct prediction compare.
 void SliceDecoder::set_motion(int list, int x4, int y4, int w4, int h4, int ref, Mv mv) {
+    const auto& rl = dec_.ref_list_[list];
+    const std::int32_t pic = (ref >= 0 && ref < static_cast<int>(rl.size()) && rl[ref]) ? rl[ref]->serial : -1;
     for (int y = y4; y < y4 + h4; ++y)
         for (int x = x4; x < x4 + w4; ++x) {
             const int blk = y * 4 + x;
             mb_->mv[list][blk][0] = static_cast<std::int16_t>(mv.x);
             mb_->mv[list][blk][1] = static_cast<std::int16_t>(mv.y);
             mb_->ref[list][kRasterTo8x8[blk]] = static_cast<std::int8_t>(ref);
+            mb_->ref_pic[list][kRasterTo8x8[blk]] = pic;
         }
 }
 
@@ -512,7 +722,9 @@ bool SliceDecoder::direct_motion(int b8_first, int b8_last) {
     return true;
 }
 
-bool SliceDecoder::parse_inter(int mb_type) {
+// transform8x8_allowed: no partition below 8x8 (direct ones count as 4x4
+// unless direct_8x8_inference_flag makes them 8x8).
+bool SliceDecoder::parse_inter(int mb_type, bool& transform8x8_allowed) {
     const bool b_slice = sh_.slice_type == 1;
     auto ref_idx = [&](int list) -> int {
         const int n = sh_.num_ref_idx[list];
@@ -531,7 +743,11 @@ bool SliceDecoder::parse_inter(int mb_type) {
         d.y = br_.se();
         return d;
     };
-    if (b_slice && mb_type == 0) return direct_motion(0, 3) && (finish_motion(), true);
+    transform8x8_allowed = true;
+    if (b_slice && mb_type == 0) {
+        transform8x8_allowed = sps_.direct_8x8_inference;
+        return direct_motion(0, 3);
+    }
 
     const bool eight = (!b_slice && (mb_type == 3 || mb_type == 4)) || (b_slice && mb_type == 22);
     if (!eight) {
@@ -568,7 +784,6 @@ bool SliceDecoder::parse_inter(int mb_type) {
             for (int y = y4; y < y4 + h4; ++y)
                 for (int x = x4; x < x4 + w4; ++x) done_ |= static_cast<std::uint16_t>(1u << (y * 4 + x));
         }
-        finish_motion();
         return true;
     }
 
@@ -577,6 +792,8 @@ bool SliceDecoder::parse_inter(int mb_type) {
         const std::uint32_t t = br_.ue();
         if (t > (b_slice ? 12u : 3u)) return fail("sub-macroblock type out of range");
         sub[i] = b_slice ? kBSub[t] : kPSub[t];
+        if (sub[i].pred == 0 ? !sps_.direct_8x8_inference : (sub[i].w4 == 1 || sub[i].h4 == 1))
+            transform8x8_allowed = false;
     }
     int refs[2][4] = {{-1, -1, -1, -1}, {-1, -1, -1, -1}};
     for (int list = 0; list < 2; ++list)
@@ -613,18 +830,7 @@ bool SliceDecoder::parse_inter(int mb_type) {
                 for (int x = x4; x < x4 + sub[i].w4; ++x) done_ |= static_cast<std::uint16_t>(1u << (y * 4 + x));
         }
     }
-    finish_motion();
     return true;
-}
-
-void SliceDecoder::finish_motion() {
-    for (int list = 0; list < 2; ++list)
-        for (int b8 = 0; b8 < 4; ++b8) {
-            const int ref = mb_->ref[list][b8];
-            const auto& rl = dec_.ref_list_[list];
-            mb_->ref_pic[list][b8] =
-                (ref >= 0 && ref < static_cast<int>(rl.size()) && rl[ref]) ? rl[ref]->serial : -1;
-        }
 }
 
 // ---- Inter prediction ---------------------------------------------------------------
@@ -635,6 +841,12 @@ bool SliceDecoder::predict_inter() {
         for (int b8 = 0; b8 < 4; ++b8)
             if (mb_->ref[list][b8] >= 0 && mb_->ref_pic[list][b8] < 0)
                 return fail("prediction from a missing reference picture");
+    auto mc = [this](int x4, int y4, int w4, int h4) {
+        if (pic_.wide)
+            mc_partition<Vek16u>(x4, y4, w4, h4);
+        else
+            mc_partition<Vek8u>(x4, y4, w4, h4);
+    };
     // Blocks that share their motion are predicted together: a whole
     // macroblock, halves, 8x8 blocks, else 4x4 blocks.
     auto same = [this](int a, int b) {
@@ -654,110 +866,113 @@ bool SliceDecoder::predict_inter() {
     };
     mb_->uniform = uniform(0, 0, 4, 4);
     if (mb_->uniform) {
-        mc_partition(0, 0, 4, 4);
+        mc(0, 0, 4, 4);
     } else if (uniform(0, 0, 4, 2) && uniform(0, 2, 4, 2)) {
-        mc_partition(0, 0, 4, 2);
-        mc_partition(0, 2, 4, 2);
+        mc(0, 0, 4, 2);
+        mc(0, 2, 4, 2);
     } else if (uniform(0, 0, 2, 4) && uniform(2, 0, 2, 4)) {
-        mc_partition(0, 0, 2, 4);
-        mc_partition(2, 0, 2, 4);
+        mc(0, 0, 2, 4);
+        mc(2, 0, 2, 4);
     } else {
         for (int b8 = 0; b8 < 4; ++b8) {
             const int x8 = (b8 & 1) * 2, y8 = (b8 >> 1) * 2;
             if (uniform(x8, y8, 2, 2)) {
-                mc_partition(x8, y8, 2, 2);
+                mc(x8, y8, 2, 2);
             } else if (uniform(x8, y8, 2, 1) && uniform(x8, y8 + 1, 2, 1)) {
-                mc_partition(x8, y8, 2, 1);
-                mc_partition(x8, y8 + 1, 2, 1);
+                mc(x8, y8, 2, 1);
+                mc(x8, y8 + 1, 2, 1);
             } else if (uniform(x8, y8, 1, 2) && uniform(x8 + 1, y8, 1, 2)) {
-                mc_partition(x8, y8, 1, 2);
-                mc_partition(x8 + 1, y8, 1, 2);
+                mc(x8, y8, 1, 2);
+                mc(x8 + 1, y8, 1, 2);
             } else {
-                for (int k = 0; k < 4; ++k) mc_partition(x8 + (k & 1), y8 + (k >> 1), 1, 1);
+                for (int k = 0; k < 4; ++k) mc(x8 + (k & 1), y8 + (k >> 1), 1, 1);
             }
         }
     }
     return true;
 }
 
+template <class P>
 void SliceDecoder::mc_partition(int x4, int y4, int w4, int h4) {
+    using Ops = SampleOps<P>;
     const int blk = y4 * 4 + x4;
     const int b8 = kRasterTo8x8[blk];
     const int refs[2] = {mb_->ref[0][b8], mb_->ref[1][b8]};
     const int lx = mbx_ * 16 + x4 * 4, ly = mby_ * 16 + y4 * 4;
     const int w = w4 * 4, h = h4 * 4;
     const int stride = pic_.stride, cstride = pic_.cstride;
-    Vek8u* dst_y = pic_.y + ly * stride + lx;
-    Vek8u* dst_u = pic_.u + (ly / 2) * cstride + lx / 2;
-    Vek8u* dst_v = pic_.v + (ly / 2) * cstride + lx / 2;
+    // Chroma: half the width, and half the height (4:2:0) or all of it (4:2:2).
+    const int sub_h = chroma_rows_ == 4 ? 1 : 2;
+    const int cx = lx / 2, cy = ly / sub_h, cw = w / 2, ch = h / sub_h;
+    P* dst_y = pic_.plane<P>(0) + ly * stride + lx;
+    P* dst_c[2] = {nullptr, nullptr};
+    if (chroma_rows_)
+        for (int c = 0; c < 2; ++c) dst_c[c] = pic_.plane<P>(1 + c) + cy * cstride + cx;
     const bool bi = refs[0] >= 0 && refs[1] >= 0;
+    const int depth = pic_.depth, cdepth = pic_.cdepth;
 
     // Interpolates list `list` into the picture (uni-prediction) or into the
     // list's scratch blocks (bi-prediction).
     auto interpolate = [&](int list, bool to_picture) {
         const Picture* ref = dec_.ref_list_[list][refs[list]];
-        VekInterpolationBlock_8u p{};
-        p.pSrc[0] = ref->y;
-        p.srcStep = stride;
-        p.pDst[0] = to_picture ? dst_y : tmp_[list];
-        p.dstStep = to_picture ? stride : 16;
-        p.frameSize = {pic_.width, pic_.height};
-        p.blockSize = {w, h};
-        p.blockPos = {lx, ly};
-        p.motionVector = {mb_->mv[list][blk][0], mb_->mv[list][blk][1]};
-        vekiInterpolateLumaBlock_H264_8u_P1R(&p);
-        p.pSrc[0] = ref->u;
-        p.pSrc[1] = ref->v;
-        p.srcStep = cstride;
-        p.pDst[0] = to_picture ? dst_u : tmpc_[list][0];
-        p.pDst[1] = to_picture ? dst_v : tmpc_[list][1];
-        p.dstStep = to_picture ? cstride : 8;
-        p.frameSize = {pic_.width / 2, pic_.height / 2};
-        p.blockSize = {w / 2, h / 2};
-        p.blockPos = {lx / 2, ly / 2};
-        vekiInterpolateChromaBlock_H264_8u_P2R(&p);
+        const VekPoint mv{mb_->mv[list][blk][0], mb_->mv[list][blk][1]};
+        Ops::luma_block(ref->plane<P>(0), stride, to_picture ? dst_y : scratch<P>(list, 0), to_picture ? stride : 16,
+                        {pic_.width, pic_.height}, {w, h}, {lx, ly}, mv, depth);
+        if (!chroma_rows_) return;
+        const P* src[2] = {ref->plane<P>(1), ref->plane<P>(2)};
+        P* dst[2] = {dst_c[0], dst_c[1]};
+        if (!to_picture)
+            for (int c = 0; c < 2; ++c) dst[c] = scratch<P>(list, 1 + c);
+        // Chroma vectors are in eighths; 4:2:2 chroma has luma's vertical
+        // resolution, so its vertical quarter-sample units double.
+        const VekPoint cmv{mv.x, sub_h == 1 ? mv.y * 2 : mv.y};
+        Ops::chroma_block(src, cstride, dst, to_picture ? cstride : 8, {pic_.cwidth, pic_.cheight}, {cw, ch},
+                          {cx, cy}, cmv, cdepth);
     };
-    const VekRoi roi{w, h}, croi{w / 2, h / 2};
+    const VekRoi roi{w, h}, croi{cw, ch};
     const bool explicit_weights =
         (sh_.slice_type == 0 && pps_.weighted_pred) || (sh_.slice_type == 1 && pps_.weighted_bipred_idc == 1);
+    // Explicit offsets are coded for 8-bit samples.
+    const int oscale = 1 << (depth - 8), coscale = 1 << (cdepth - 8);
 
     if (!bi) {
         const int list = refs[0] >= 0 ? 0 : 1;
         interpolate(list, true);
         if (!explicit_weights) return;
         const Weight& lw = sh_.luma_weight[list][refs[list]];
-        if (lw.on) vekiUniDirWeightBlock_H264_8u_C1R(dst_y, stride, sh_.luma_log2_denom, lw.w, lw.o, roi);
-        Vek8u* cdst[2] = {dst_u, dst_v};
-        for (int c = 0; c < 2; ++c) {
-            const Weight& cw = sh_.chroma_weight[list][refs[list]][c];
-            if (cw.on) vekiUniDirWeightBlock_H264_8u_C1R(cdst[c], cstride, sh_.chroma_log2_denom, cw.w, cw.o, croi);
+        if (lw.on) Ops::uni_weight(dst_y, stride, sh_.luma_log2_denom, lw.w, lw.o * oscale, roi, depth);
+        for (int c = 0; c < 2 && chroma_rows_; ++c) {
+            const Weight& cw8 = sh_.chroma_weight[list][refs[list]][c];
+            if (cw8.on)
+                Ops::uni_weight(dst_c[c], cstride, sh_.chroma_log2_denom, cw8.w, cw8.o * coscale, croi, cdepth);
         }
         return;
     }
     interpolate(0, false);
     interpolate(1, false);
-    Vek8u* cdst[2] = {dst_u, dst_v};
+    const P* t0 = scratch<P>(0, 0);
+    const P* t1 = scratch<P>(1, 0);
     if (explicit_weights) {
         const Weight& w0 = sh_.luma_weight[0][refs[0]];
         const Weight& w1 = sh_.luma_weight[1][refs[1]];
-        vekiBiDirWeightBlock_H264_8u_P3P1R(tmp_[0], tmp_[1], dst_y, 16, 16, stride, sh_.luma_log2_denom, w0.w, w0.o,
-                                            w1.w, w1.o, roi);
-        for (int c = 0; c < 2; ++c) {
+        Ops::bi_weight(t0, 16, t1, 16, dst_y, stride, sh_.luma_log2_denom, w0.w, w0.o * oscale, w1.w, w1.o * oscale,
+                       roi, depth);
+        for (int c = 0; c < 2 && chroma_rows_; ++c) {
             const Weight& c0 = sh_.chroma_weight[0][refs[0]][c];
             const Weight& c1 = sh_.chroma_weight[1][refs[1]][c];
-            vekiBiDirWeightBlock_H264_8u_P3P1R(tmpc_[0][c], tmpc_[1][c], cdst[c], 8, 8, cstride,
-                                                sh_.chroma_log2_denom, c0.w, c0.o, c1.w, c1.o, croi);
+            Ops::bi_weight(scratch<P>(0, 1 + c), 8, scratch<P>(1, 1 + c), 8, dst_c[c], cstride,
+                           sh_.chroma_log2_denom, c0.w, c0.o * coscale, c1.w, c1.o * coscale, croi, cdepth);
         }
     } else if (sh_.slice_type == 1 && pps_.weighted_bipred_idc == 2) {
         const int w0 = dec_.implicit_w_[refs[0] * 32 + refs[1]], w1 = 64 - w0;
-        vekiBiDirWeightBlockImplicit_H264_8u_P3P1R(tmp_[0], tmp_[1], dst_y, 16, 16, stride, w0, w1, roi);
-        for (int c = 0; c < 2; ++c)
-            vekiBiDirWeightBlockImplicit_H264_8u_P3P1R(tmpc_[0][c], tmpc_[1][c], cdst[c], 8, 8, cstride, w0, w1,
-                                                        croi);
+        Ops::bi_implicit(t0, 16, t1, 16, dst_y, stride, w0, w1, roi, depth);
+        for (int c = 0; c < 2 && chroma_rows_; ++c)
+            Ops::bi_implicit(scratch<P>(0, 1 + c), 8, scratch<P>(1, 1 + c), 8, dst_c[c], cstride, w0, w1,
+                             croi, cdepth);
     } else {
-        vekiInterpolateBlock_H264_8u_P3P1R(tmp_[0], tmp_[1], dst_y, w, h, 16, 16, stride);
-        for (int c = 0; c < 2; ++c)
-            vekiInterpolateBlock_H264_8u_P3P1R(tmpc_[0][c], tmpc_[1][c], cdst[c], w / 2, h / 2, 8, 8, cstride);
+        Ops::average(t0, 16, t1, 16, dst_y, stride, roi, depth);
+        for (int c = 0; c < 2 && chroma_rows_; ++c)
+            Ops::average(scratch<P>(0, 1 + c), 8, scratch<P>(1, 1 + c), 8, dst_c[c], cstride, croi, cdepth);
     }
 }
 

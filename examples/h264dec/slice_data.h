@@ -11,6 +11,21 @@ struct Mv {
     bool operator==(const Mv& o) const { return x == o.x && y == o.y; }
 };
 
+// What the macroblock layer says about one macroblock's prediction and
+// residual, and where its levels went.
+struct MbSyntax {
+    int imb = -1;  // intra type: 0 I_NxN, 1-24 Intra 16x16; -1 inter
+    int i16_mode = 0, chroma_mode = 0;
+    int cbp_luma = 0, cbp_chroma = 0;
+    bool transform8x8 = false;
+    Vek32s modes[16];  // Intra 4x4 modes by coded block, or Intra 8x8 modes by 8x8 block
+    // Blocks whose levels are in the buffers. Luma 4x4: bit 0 the Intra
+    // 16x16 DC, bits 1-16 the coded blocks; luma 8x8: bits 0-3. Chroma per
+    // plane: bit 0 DC, bits 1-8 the 4x4 blocks in raster order of the plane.
+    Vek32u luma_cbp = 0;
+    Vek32u chroma_cbp[2] = {0, 0};
+};
+
 struct SliceDecoder {
     SliceDecoder(Decoder& dec, Picture& pic, const SliceHeader& sh, BitReader& br, int slice);
     bool run();
@@ -27,11 +42,18 @@ private:
     void begin_macroblock();
     bool decode_skip();
     bool decode_macroblock();
+    template <class P>
     bool decode_pcm();
-    bool parse_inter(int mb_type);
-    bool parse_residual(bool i16, int cbp_luma, int cbp_chroma, Vek32u& cbp4x4);
+    void parse_intra_modes(MbSyntax& m);
+    bool parse_inter(int mb_type, bool& transform8x8_allowed);
+    template <class Coef>
+    bool parse_residual(MbSyntax& m);
+    template <class P>
+    bool reconstruct(const MbSyntax& m);
     bool predict_inter();
+    template <class P>
     void mc_partition(int x4, int y4, int w4, int h4);
+    int predicted_intra_mode(int blk) const;
 
     // Neighbours and prediction.
     const MbInfo* mb_at(int mbx, int mby) const;
@@ -44,7 +66,6 @@ private:
     void p_skip_motion();
     bool direct_motion(int b8_first, int b8_last);
     bool colocated(int blk, Mv& mv_col, int& ref_col, std::int32_t& pic_col) const;
-    void finish_motion();
 
     Decoder& dec_;
     Picture& pic_;
@@ -54,8 +75,11 @@ private:
     const Pps& pps_;
     int slice_;
     int mbw_, mbh_;
-    int qp_;
-    int chroma_qp_table_[52];
+    int qp_;             // QP of luma, -qp_bd_offset_ to 51
+    int qp_bd_offset_;   // luma
+    int cqp_bd_offset_;  // chroma
+    int chroma_rows_;    // 4x4 block rows of a chroma plane: 2 (4:2:0) or 4 (4:2:2), 0 monochrome
+    int chroma_qp(int c, int qp) const;
 
     // The macroblock being decoded.
     int addr_ = 0, mbx_ = 0, mby_ = 0;
@@ -65,9 +89,33 @@ private:
     int direct_ref_[2] = {-1, -1};
     Mv direct_mv_[2];
     bool direct_zero_ = false;
-    alignas(64) Vek16s coeffs_[16 * 27];
-    alignas(64) Vek8u tmp_[2][16 * 16];
-    alignas(64) Vek8u tmpc_[2][2][8 * 8];
+    // Levels as the CAVLC functions leave them: 16-bit for 8-bit streams,
+    // 32-bit above. Luma: the Intra 16x16 DC block then the blocks; chroma:
+    // the DC blocks of Cb and Cr, then the 4x4 blocks of Cb, then of Cr.
+    alignas(64) Vek16s luma16_[16 + 256];
+    alignas(64) Vek16s chroma16_[16 + 256];
+    alignas(64) Vek32s luma32_[16 + 256];
+    alignas(64) Vek32s chroma32_[16 + 256];
+    template <class Coef>
+    Coef* levels(bool chroma) {
+        if constexpr (sizeof(Coef) == 2)
+            return chroma ? chroma16_ : luma16_;
+        else
+            return chroma ? chroma32_ : luma32_;
+    }
+    // Predictions of each list before they are combined.
+    alignas(64) Vek8u tmp8_[2][16 * 16];
+    alignas(64) Vek8u tmpc8_[2][2][8 * 16];
+    alignas(64) Vek16u tmp16_[2][16 * 16];
+    alignas(64) Vek16u tmpc16_[2][2][8 * 16];
+    // plane 0 luma (16 samples a row), 1 and 2 chroma (8 a row).
+    template <class P>
+    P* scratch(int list, int plane) {
+        if constexpr (sizeof(P) == 1)
+            return plane ? tmpc8_[list][plane - 1] : tmp8_[list];
+        else
+            return plane ? tmpc16_[list][plane - 1] : tmp16_[list];
+    }
 };
 
 }  // namespace h264dec

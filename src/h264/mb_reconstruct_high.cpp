@@ -5,26 +5,12 @@
 #include <cstdint>
 
 #include "h264/intra_pred.h"
+#include "h264/mb_reconstruct_high.h"
 #include "h264/transform_high.h"
 #include "vekvc.h"
 
 namespace vek::h264 {
 
-namespace {
-
-constexpr Vek32u kLumaBits = 0x1FFFE;
-
-// The walk over the coded 4x4 blocks, (x, y) from each block to the next,
-// and over the four 8x8 blocks.
-constexpr Vek8s xyoff[16][2] = {{4, 0}, {-4, 4}, {4, 0}, {4, -4}, {4, 0}, {-4, 4}, {4, 0}, {-12, 4},
-                                {4, 0}, {-4, 4}, {4, 0}, {4, -4}, {4, 0}, {-4, 4}, {4, 0}, {-12, 4}};
-constexpr Vek8s xyoff8[4][2] = {{8, 0}, {-8, 8}, {8, 0}, {0, 0}};
-// Position of each coded 4x4 block, (x, y) in samples.
-constexpr Vek8u xyblock[16][2] = {{0, 0}, {4, 0}, {0, 4}, {4, 4}, {8, 0}, {12, 0}, {8, 4}, {12, 4},
-                                  {0, 8}, {4, 8}, {0, 12}, {4, 12}, {8, 8}, {12, 8}, {8, 12}, {12, 12}};
-
-// Checks shared by the 16-bit luma functions; on success *maxVal is the
-// largest sample, 2^bitDepth - 1, kept to 16 bits.
 VekStatus check_high_param(const VekH264HighMBParam* p, Vek32s qpExtra, Vek32s* maxVal) {
     if (!p || !p->ppSrcDstCoeff || !p->pSrcDstPlane || !*p->ppSrcDstCoeff || !p->pQuantTable)
         return vekStsNullPtrErr;
@@ -37,30 +23,36 @@ VekStatus check_high_param(const VekH264HighMBParam* p, Vek32s qpExtra, Vek32s* 
     return vekStsOk;
 }
 
-// Luma residual of one macroblock through `size` x `size` blocks (4 or 8):
-// each present block is dequantised with the table (unless the bypass acts)
-// and added to the samples the walk points at.
-template <int Size, class Sample, class Level, class Kernel>
-Level* luma_inter(Level* coeffs, Sample* plane, std::ptrdiff_t step, Vek32u cbp, Vek32s qp,
-                  const Vek16s* pQuantTable, bool lossless, Vek32s maxVal, Kernel kernel) {
-    const TransformHighTable& k = transform_high_kernels();
-    constexpr int kBlocks = Size == 4 ? 16 : 4;
-    constexpr int kCount = Size * Size;
+VekStatus check_high_param(const VekH264HighMBParam_8u* p, Vek32s qpExtra, Vek32s* maxVal) {
+    if (!p || !p->ppSrcDstCoeff || !p->pSrcDstPlane || !*p->ppSrcDstCoeff || !p->pQuantTable)
+        return vekStsNullPtrErr;
+    if (p->srcDstStep < 1) return vekStsStepErr;
+    if (p->QP < 0 || p->QP > qpExtra) return vekStsOutOfRangeErr;
+    *maxVal = 255;
+    return vekStsOk;
+}
+
+namespace {
+
+constexpr Vek32u kLumaBits = 0x1FFFE;
+
+// The walk over the coded 4x4 blocks, (x, y) from each block to the next,
+// and over the four 8x8 blocks.
+constexpr Vek8s xyoff[16][2] = {{4, 0}, {-4, 4}, {4, 0}, {4, -4}, {4, 0}, {-4, 4}, {4, 0}, {-12, 4},
+                                {4, 0}, {-4, 4}, {4, 0}, {4, -4}, {4, 0}, {-4, 4}, {4, 0}, {-12, 4}};
+constexpr Vek8s xyoff8[4][2] = {{8, 0}, {-8, 8}, {8, 0}, {0, 0}};
+
+// The lossless luma residual of one macroblock through `size` x `size`
+// blocks (4 or 8): each present block's levels added as they stand to the
+// samples the walk points at. The dequantising path is a kernel of its own.
+template <int Size, class Sample, class Level>
+Level* luma_inter_lossless(Level* coeffs, Sample* plane, std::ptrdiff_t step, Vek32u cbp, Vek32s maxVal) {
     Sample* p = plane;
-    for (int i = 0; i < kBlocks; ++i) {
+    for (int i = 0; i < (Size == 4 ? 16 : 4); ++i) {
         const Vek8s* off = Size == 4 ? xyoff[i] : xyoff8[i];
         if (cbp & (2u << i)) {
-            if (lossless) {
-                add_levels_lossless(coeffs, Size, p, step, maxVal);
-            } else {
-                alignas(32) Vek32s c[kCount];
-                if constexpr (sizeof(Level) == 2)
-                    k.dequant_16s(coeffs, pQuantTable, qp, kCount, c);
-                else
-                    k.dequant_32s(coeffs, pQuantTable, qp, kCount, c);
-                kernel(c, p, step, maxVal);
-            }
-            coeffs += kCount;
+            add_levels_lossless(coeffs, Size, p, step, maxVal);
+            coeffs += Size * Size;
         }
         p += off[0] + off[1] * step;
     }
@@ -74,10 +66,13 @@ VekStatus luma_inter_high(const VekH264HighMBParam* p) {
     // The 8x8 forms' bits 0..3 stand for the blocks: doubled, they meet the 4x4 mask.
     const Vek32u cbp = Size == 4 ? p->cbp : p->cbp << 1;
     if (!(cbp & kLumaBits)) return vekStsOk;
+    if (p->bypass && p->QP < 1) {
+        *p->ppSrcDstCoeff = luma_inter_lossless<Size>(*p->ppSrcDstCoeff, p->pSrcDstPlane, p->srcDstStep, cbp, maxVal);
+        return vekStsOk;
+    }
     const TransformHighTable& k = transform_high_kernels();
-    auto* kernel = Size == 4 ? k.inv_add4x4_16u : k.inv_add8x8_16u;
-    *p->ppSrcDstCoeff = luma_inter<Size>(*p->ppSrcDstCoeff, p->pSrcDstPlane, p->srcDstStep, cbp, p->QP,
-                                         p->pQuantTable, p->bypass && p->QP < 1, maxVal, kernel);
+    *p->ppSrcDstCoeff = (Size == 4 ? k.mb_inter4x4_16u : k.mb_inter8x8_16u)(
+        *p->ppSrcDstCoeff, p->pSrcDstPlane, p->srcDstStep, cbp, p->QP, p->pQuantTable, maxVal);
     return vekStsOk;
 }
 
@@ -88,13 +83,13 @@ VekStatus luma_inter_mb_8u(Vek16s** ppSrcCoeff, Vek8u* pSrcDstY, Vek32s srcDstSt
     if (QP > 51) return vekStsOutOfRangeErr;
     const Vek32u cbp = Size == 4 ? cbp4x4 : cbp4x4 << 1;
     if (!(cbp & kLumaBits)) return vekStsOk;
+    if (bypass && QP < 1) {
+        *ppSrcCoeff = luma_inter_lossless<Size>(*ppSrcCoeff, pSrcDstY, srcDstStep, cbp, 255);
+        return vekStsOk;
+    }
     const TransformHighTable& k = transform_high_kernels();
-    auto* k8 = Size == 4 ? k.inv_add4x4_8u : k.inv_add8x8_8u;
-    const auto kernel = [k8](Vek32s* c, Vek8u* dst, std::ptrdiff_t step, Vek32s) {
-        k8(c, dst, static_cast<Vek32s>(step));
-    };
-    *ppSrcCoeff = luma_inter<Size>(*ppSrcCoeff, pSrcDstY, srcDstStep, cbp, static_cast<Vek32s>(QP), pQuantTable,
-                                   bypass && QP < 1, 255, kernel);
+    *ppSrcCoeff = (Size == 4 ? k.mb_inter4x4_8u : k.mb_inter8x8_8u)(*ppSrcCoeff, pSrcDstY, srcDstStep, cbp,
+                                                                    static_cast<Vek32s>(QP), pQuantTable);
     return vekStsOk;
 }
 
@@ -168,22 +163,21 @@ Level* intra16x16_residual(Level* coeffs, Sample* plane, std::ptrdiff_t step, Ve
     if (lossless) {
         Vek32s r[256];
         for (int n = 0; n < 16; ++n) {
-            const int bx = xyblock[n][0], by = xyblock[n][1];
+            const int bx = kBlockPos4x4[n][0], by = kBlockPos4x4[n][1];
             const bool ac = cbp & (2u << n);
             for (int k = 0; k < 16; ++k)
                 r[(by + k / 4) * 16 + bx + k % 4] = k == 0 ? dc[(by / 4) * 4 + bx / 4] : ac ? Vek32s{coeffs[k]} : 0;
             if (ac) coeffs += 16;
         }
-        if (mode == kIntra16x16Vertical)
-            for (int i = 16; i < 256; ++i) r[i] = wadd(r[i], r[i - 16]);
-        else if (mode == kIntra16x16Horizontal)
-            for (int i = 0; i < 256; ++i)
-                if (i % 16) r[i] = wadd(r[i], r[i - 1]);
+        accumulate_lossless(r, 16, 16,
+                            mode == kIntra16x16Vertical     ? LosslessDir::kVertical
+                            : mode == kIntra16x16Horizontal ? LosslessDir::kHorizontal
+                                                            : LosslessDir::kNone);
         add_levels_lossless(r, 16, plane, step, maxVal);
         return coeffs;
     }
     for (int n = 0; n < 16; ++n) {
-        const int bx = xyblock[n][0], by = xyblock[n][1];
+        const int bx = kBlockPos4x4[n][0], by = kBlockPos4x4[n][1];
         alignas(32) Vek32s c[16] = {};
         if (cbp & (2u << n)) {
             dequant_high(coeffs, table, qp, 16, 4, c);
@@ -193,69 +187,6 @@ Level* intra16x16_residual(Level* coeffs, Sample* plane, std::ptrdiff_t step, Ve
         kernel(c, plane + by * step + bx, step, maxVal);
     }
     return coeffs;
-}
-
-// One 4:2:0 chroma plane's walk state: its cursor, samples, scaling and the
-// DC of each of its four blocks.
-template <class Sample, class Level>
-struct ChromaPlane {
-    Level** cursor;
-    Sample* samples;
-    std::ptrdiff_t step;
-    Vek32s maxVal;
-    Vek32s qp;
-    const Vek16s* table;
-    bool lossless;
-    bool has_dc;
-    Vek32u ac;  // bit b: block b (raster) holds AC levels
-    Vek32s dc[4];
-};
-
-// Residual of both 4:2:0 chroma planes in the order the levels lie: the DC
-// blocks of U and V (a 2x2 Hadamard, then (f * scale << qp / 6) >> 5), then
-// the four blocks of U and of V. Each plane reads through its own cursor,
-// re-read at each step, so the two may share one.
-template <class Sample, class Level, class Kernel>
-void chroma420_residual(ChromaPlane<Sample, Level>* planes, Kernel kernel) {
-    const TransformHighTable& k = transform_high_kernels();
-    for (int c = 0; c < 2; ++c) {
-        ChromaPlane<Sample, Level>& pl = planes[c];
-        for (Vek32s& v : pl.dc) v = 0;
-        if (!pl.has_dc) continue;
-        const Level* l = *pl.cursor;
-        *pl.cursor += 4;
-        for (int i = 0; i < 4; ++i) pl.dc[i] = l[i];
-        if (pl.lossless) continue;
-        const Vek32s a = wadd(l[0], l[1]), b = wsub(l[0], l[1]), cc = wadd(l[2], l[3]), d = wsub(l[2], l[3]);
-        const Vek32s f[4] = {wadd(a, cc), wadd(b, d), wsub(a, cc), wsub(b, d)};
-        const int sh = pl.qp / 6;
-        for (int i = 0; i < 4; ++i)
-            pl.dc[i] = (sh > 31 ? 0 : static_cast<Vek32s>(static_cast<Vek32u>(wmul(f[i], pl.table[0])) << sh)) >> 5;
-    }
-    for (int c = 0; c < 2; ++c) {
-        ChromaPlane<Sample, Level>& pl = planes[c];
-        for (int b = 0; b < 4; ++b) {
-            alignas(32) Vek32s co[16] = {};
-            const bool ac = (pl.ac >> b) & 1;
-            if (ac) {
-                const Level* l = *pl.cursor;
-                *pl.cursor += 16;
-                if (pl.lossless) {
-                    for (int i = 1; i < 16; ++i) co[i] = l[i];
-                } else if constexpr (sizeof(Level) == 2) {
-                    k.dequant_16s(l, pl.table, pl.qp, 16, co);
-                } else {
-                    k.dequant_32s(l, pl.table, pl.qp, 16, co);
-                }
-            }
-            co[0] = pl.dc[b];
-            Sample* blk = pl.samples + (b >> 1) * 4 * pl.step + (b & 1) * 4;
-            if (pl.lossless)
-                add_levels_lossless(co, 4, blk, pl.step, pl.maxVal);
-            else if (ac || co[0])
-                kernel(co, blk, pl.step, pl.maxVal);
-        }
-    }
 }
 
 }  // namespace
@@ -326,16 +257,8 @@ VekStatus vekiReconstructChromaInter4x4MB_H264_16s8u_P2R(Vek16s** ppSrcCoeff, Ve
     if (!ppSrcCoeff || !pSrcDstU || !pSrcDstV || !*ppSrcCoeff || !pQuantTableU || !pQuantTableV)
         return vekStsNullPtrErr;
     if (chromaQPU > 39 || chromaQPV > 39) return vekStsOutOfRangeErr;
-    if (!(cbp4x4 & 0x7FE0000)) return vekStsOk;
-    const Vek32s qu = static_cast<Vek32s>(chromaQPU), qv = static_cast<Vek32s>(chromaQPV);
-    ChromaPlane<Vek8u, Vek16s> planes[2] = {
-        {ppSrcCoeff, pSrcDstU, srcDstStep, 255, qu, pQuantTableU, bypass && qu < 1, ((cbp4x4 >> 17) & 1) != 0, (cbp4x4 >> 19) & 15, {}},
-        {ppSrcCoeff, pSrcDstV, srcDstStep, 255, qv, pQuantTableV, bypass && qv < 1, ((cbp4x4 >> 18) & 1) != 0, (cbp4x4 >> 23) & 15, {}},
-    };
-    auto* k4 = transform_high_kernels().inv_add4x4_8u;
-    chroma420_residual(planes, [k4](Vek32s* c, Vek8u* dst, std::ptrdiff_t step, Vek32s) {
-        k4(c, dst, static_cast<Vek32s>(step));
-    });
+    chroma420_mb_residual_8u(ppSrcCoeff, pSrcDstU, pSrcDstV, srcDstStep, cbp4x4, static_cast<Vek32s>(chromaQPU),
+                             static_cast<Vek32s>(chromaQPV), pQuantTableU, pQuantTableV, bypass, LosslessDir::kNone);
     return vekStsOk;
 }
 
@@ -344,15 +267,7 @@ VekStatus vekiReconstructChromaInter4x4_H264High_32s16u_IP2R(const VekH264HighMB
     Vek32s maxVal[2] = {0, 0};
     for (int c = 0; c < 2; ++c)
         if (const VekStatus st = check_high_param(pParams[c], 39, &maxVal[c]); st != vekStsOk) return st;
-    ChromaPlane<Vek16u, Vek32s> planes[2];
-    bool any = false;
-    for (int c = 0; c < 2; ++c) {
-        const VekH264HighMBParam& p = *pParams[c];
-        planes[c] = {p.ppSrcDstCoeff, p.pSrcDstPlane, p.srcDstStep, maxVal[c], p.QP, p.pQuantTable,
-                     p.bypass && p.QP < 1, (p.cbp & 1) != 0, (p.cbp >> 1) & 15, {}};
-        any = any || (p.cbp & 0x1F);
-    }
-    if (!any) return vekStsOk;
-    chroma420_residual(planes, transform_high_kernels().inv_add4x4_16u);
+    const Vek32s no_scale[2] = {0, 0};
+    chroma_residual_records(pParams, maxVal, 4, no_scale, LosslessDir::kNone);
     return vekStsOk;
 }

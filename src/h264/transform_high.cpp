@@ -85,11 +85,37 @@ void dequant_32s_c(const Vek32s* levels, const Vek16s* scale, Vek32s qp, Vek32s 
     dequant_high(levels, scale, qp, count, count == 16 ? 4 : 6, out);
 }
 
+struct KernelsC {
+    static void dequant(const Vek16s* l, const Vek16s* s, Vek32s qp, Vek32s n, Vek32s* o) { dequant_16s_c(l, s, qp, n, o); }
+    static void dequant(const Vek32s* l, const Vek16s* s, Vek32s qp, Vek32s n, Vek32s* o) { dequant_32s_c(l, s, qp, n, o); }
+    template <int Size>
+    static void inv_add(Vek32s* c, Vek16u* d, Vek32s step, Vek32s maxVal) {
+        (Size == 4 ? inv_add4x4_16u_c : inv_add8x8_16u_c)(c, d, step, maxVal);
+    }
+    template <int Size>
+    static void inv_add(Vek32s* c, Vek8u* d, Vek32s step, Vek32s) {
+        (Size == 4 ? inv_add4x4_8u_c : inv_add8x8_8u_c)(c, d, step);
+    }
+};
+
+template <int Size>
+Vek16s* mb_inter_8u_c(Vek16s* levels, Vek8u* plane, Vek32s step, Vek32u cbp, Vek32s qp, const Vek16s* scale) {
+    return mb_inter_blocks<Size, KernelsC>(levels, plane, step, cbp, qp, scale, 255);
+}
+
 }  // namespace
 
 TransformHighTable make_transform_high_table(CpuFlags flags) {
-    TransformHighTable t{inv_add4x4_16u_c, inv_add8x8_16u_c, inv_add4x4_8u_c, inv_add8x8_8u_c, dequant_16s_c,
-                         dequant_32s_c};
+    TransformHighTable t{inv_add4x4_16u_c,
+                         inv_add8x8_16u_c,
+                         inv_add4x4_8u_c,
+                         inv_add8x8_8u_c,
+                         dequant_16s_c,
+                         dequant_32s_c,
+                         mb_inter_blocks<4, KernelsC, Vek16u, Vek32s>,
+                         mb_inter_blocks<8, KernelsC, Vek16u, Vek32s>,
+                         mb_inter_8u_c<4>,
+                         mb_inter_8u_c<8>};
     if constexpr (kSimdBuilt)
         apply_simd_levels(t, flags, init_transform_high_table_sse41, init_transform_high_table_avx2);
     return t;

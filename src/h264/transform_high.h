@@ -9,6 +9,7 @@
 // and may overwrite them with intermediate values.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 #include "frame/cpu.h"
@@ -29,6 +30,15 @@ using InvAdd8x8_8uFn = void(Vek32s* coeffs, Vek8u* dst, Vek32s step);
 using Dequant16sFn = void(const Vek16s* levels, const Vek16s* scale, Vek32s qp, Vek32s count, Vek32s* out);
 using Dequant32sFn = void(const Vek32s* levels, const Vek16s* scale, Vek32s qp, Vek32s count, Vek32s* out);
 
+// The residual of a whole luma macroblock in blocks of one size: each coded
+// block (bit i + 1 of cbp for 4x4 block i in coded order, or for 8x8 block i
+// in raster order) dequantised at qp with the scale table, transformed and
+// added; blocks without their bit are left untouched. Returns the cursor
+// behind the last block used. (The lossless bypass stays with the shells.)
+using MbInter16uFn = Vek32s*(Vek32s* levels, Vek16u* plane, Vek32s step, Vek32u cbp, Vek32s qp,
+                             const Vek16s* scale, Vek32s maxVal);
+using MbInter8uFn = Vek16s*(Vek16s* levels, Vek8u* plane, Vek32s step, Vek32u cbp, Vek32s qp, const Vek16s* scale);
+
 struct TransformHighTable {
     InvAdd4x4_16uFn* inv_add4x4_16u;
     InvAdd8x8_16uFn* inv_add8x8_16u;
@@ -36,6 +46,10 @@ struct TransformHighTable {
     InvAdd8x8_8uFn* inv_add8x8_8u;
     Dequant16sFn* dequant_16s;
     Dequant32sFn* dequant_32s;
+    MbInter16uFn* mb_inter4x4_16u;
+    MbInter16uFn* mb_inter8x8_16u;
+    MbInter8uFn* mb_inter4x4_8u;
+    MbInter8uFn* mb_inter8x8_8u;
 };
 
 // Reference kernels in every slot, then the overrides of each level in `flags`.
@@ -67,6 +81,27 @@ void dequant_high(const Level* levels, const Vek16s* scale, Vek32s qp, int count
         for (int k = 0; k < count; ++k)
             out[k] = sh > 31 ? 0 : static_cast<Vek32s>(static_cast<Vek32u>(wmul(levels[k], scale[k])) << sh);
     }
+}
+
+// Position of each coded 4x4 block of a macroblock, (x, y) in samples.
+inline constexpr Vek8u kBlockPos4x4[16][2] = {{0, 0}, {4, 0}, {0, 4}, {4, 4}, {8, 0}, {12, 0}, {8, 4}, {12, 4},
+                                              {0, 8}, {4, 8}, {0, 12}, {4, 12}, {8, 8}, {12, 8}, {8, 12}, {12, 12}};
+
+// The macroblock loop over per-block kernels: K supplies static dequant (for
+// both level widths) and inv_add<Size> (for both sample widths).
+template <int Size, class K, class Sample, class Level>
+Level* mb_inter_blocks(Level* levels, Sample* plane, Vek32s step, Vek32u cbp, Vek32s qp, const Vek16s* scale,
+                       Vek32s maxVal) {
+    constexpr int kCount = Size * Size;
+    for (int i = 0; i < (Size == 4 ? 16 : 4); ++i) {
+        if (!(cbp & (2u << i))) continue;
+        const int x = Size == 4 ? kBlockPos4x4[i][0] : (i & 1) * 8, y = Size == 4 ? kBlockPos4x4[i][1] : (i >> 1) * 8;
+        alignas(32) Vek32s c[kCount];
+        K::dequant(levels, scale, qp, kCount, c);
+        K::template inv_add<Size>(c, plane + static_cast<std::ptrdiff_t>(y) * step + x, step, maxVal);
+        levels += kCount;
+    }
+    return levels;
 }
 
 // The lossless bypass: size x size levels limited to -maxVal..maxVal and added.

@@ -9,66 +9,12 @@
 #include <random>
 #include <vector>
 
+#include "h264/high_model.h"
 #include "vekvc.h"
 
 namespace {
 
-using I64 = std::int64_t;
-constexpr int kStep = 40;  // samples
-constexpr int kX4[16] = {0, 4, 0, 4, 8, 12, 8, 12, 0, 4, 0, 4, 8, 12, 8, 12};
-constexpr int kY4[16] = {0, 0, 4, 4, 0, 0, 4, 4, 8, 8, 12, 12, 8, 8, 12, 12};
-
-void inv4(I64* x, int s) {
-    const I64 e0 = x[0] + x[2 * s], e1 = x[0] - x[2 * s], e2 = (x[s] >> 1) - x[3 * s], e3 = x[s] + (x[3 * s] >> 1);
-    x[0] = e0 + e3, x[s] = e1 + e2, x[2 * s] = e1 - e2, x[3 * s] = e0 - e3;
-}
-void inv8(I64* x, int s) {
-    I64 d[8];
-    for (int i = 0; i < 8; ++i) d[i] = x[i * s];
-    const I64 a0 = d[0] + d[4], a4 = d[0] - d[4], a2 = (d[2] >> 1) - d[6], a6 = d[2] + (d[6] >> 1);
-    const I64 a1 = -d[3] + d[5] - d[7] - (d[7] >> 1), a3 = d[1] + d[7] - d[3] - (d[3] >> 1);
-    const I64 a5 = -d[1] + d[7] + d[5] + (d[5] >> 1), a7 = d[3] + d[5] + d[1] + (d[1] >> 1);
-    const I64 b0 = a0 + a6, b2 = a4 + a2, b4 = a4 - a2, b6 = a0 - a6;
-    const I64 b1 = a1 + (a7 >> 2), b7 = a7 - (a1 >> 2), b3 = a3 + (a5 >> 2), b5 = (a3 >> 2) - a5;
-    const I64 y[8] = {b0 + b7, b2 + b5, b4 + b3, b6 + b1, b6 - b1, b4 - b3, b2 - b5, b0 - b7};
-    for (int i = 0; i < 8; ++i) x[i * s] = y[i];
-}
-
-// The level scaling of an n x n block (norm 4 or 6) at qp.
-I64 scale(I64 level, int factor, int qp, int norm) {
-    const int s = qp / 6;
-    return s < norm ? (level * factor + (I64{1} << (norm - 1 - s))) >> (norm - s) : (level * factor) << (s - norm);
-}
-
-// The inverse transform of an n x n block, rows then columns, and its rounding.
-void transform(std::vector<I64>& c, int n) {
-    for (int r = 0; r < n; ++r) (n == 4 ? inv4 : inv8)(&c[r * n], 1);
-    for (int col = 0; col < n; ++col) (n == 4 ? inv4 : inv8)(&c[col], n);
-    for (auto& v : c) v = (v + 32) >> 6;
-}
-
-// Residual of one block from its coefficients: transformed, or the
-// coefficients as they stand when lossless. Then limited, added, clipped.
-template <class Sample>
-void add_block(std::vector<I64> c, int n, bool lossless, int maxv, Sample* dst, int step) {
-    if (!lossless) transform(c, n);
-    for (int k = 0; k < n * n; ++k) {
-        Sample& s = dst[(k / n) * step + k % n];
-        s = static_cast<Sample>(std::clamp<I64>(s + std::clamp<I64>(c[k], -maxv, maxv), 0, maxv));
-    }
-}
-
-template <class Sample>
-std::vector<Sample> plane(std::mt19937& rng, int maxv) {
-    std::vector<Sample> p(kStep * 32);
-    for (auto& s : p) s = static_cast<Sample>(rng() % (maxv + 1));
-    return p;
-}
-
-VekH264HighMBParam param(Vek32s** pp, Vek16u* mb, Vek32u cbp, Vek32s qp, const Vek16s* table, Vek32u bypass,
-                         Vek32s depth) {
-    return VekH264HighMBParam{pp, mb, kStep, cbp, qp, table, bypass, depth};
-}
+using namespace high_model;
 
 TEST(HighReconstruction, ChecksInOrder) {
     std::vector<Vek32s> buf(256);
@@ -291,68 +237,6 @@ TEST(HighReconstruction, Intra16x16MatchesModel) {
             ASSERT_TRUE(std::equal(y.begin(), y.end(), got.begin())) << trial;
         }
     }
-}
-
-// 4:2:0 chroma, both forms, against the model: levels U DC, V DC, U blocks,
-// V blocks (one cursor shared by the two records); the DC block by its 2x2
-// Hadamard and (f * table[0] << qp / 6) >> 5; the bypass per plane.
-template <class Sample, class Level>
-void chroma_trial(std::mt19937& rng, int trial) {
-    const int depth = sizeof(Sample) == 1 ? 8 : 8 + static_cast<int>(rng() % 7), maxv = (1 << depth) - 1;
-    int qp[2], dcbit[2], ac[2];
-    const bool bypass = rng() % 2;
-    std::vector<Vek16s> tables[2] = {std::vector<Vek16s>(16), std::vector<Vek16s>(16)};
-    std::vector<Sample> got[2], want[2];
-    for (int c = 0; c < 2; ++c) {
-        qp[c] = rng() % 3 == 0 ? 0 : static_cast<int>(rng() % ((depth - 8) * 6 + 40));
-        dcbit[c] = rng() % 2, ac[c] = rng() % 16;
-        for (auto& x : tables[c]) x = static_cast<Vek16s>(6 + rng() % 250);
-        got[c] = want[c] = plane<Sample>(rng, maxv);
-    }
-    std::vector<Level> lv(136);
-    for (auto& l : lv) l = static_cast<Level>(static_cast<int>(rng() % 81) - 40);
-    int used = 0;
-    I64 dc[2][4] = {};
-    for (int c = 0; c < 2; ++c) {
-        if (!dcbit[c]) continue;
-        const Level* l = &lv[used];
-        const I64 f[4] = {I64{l[0]} + l[1] + l[2] + l[3], I64{l[0]} - l[1] + l[2] - l[3],
-                          I64{l[0]} + l[1] - l[2] - l[3], I64{l[0]} - l[1] - l[2] + l[3]};
-        for (int i = 0; i < 4; ++i)
-            dc[c][i] = bypass && !qp[c] ? l[i] : ((f[i] * tables[c][0]) << (qp[c] / 6)) >> 5;
-        used += 4;
-    }
-    for (int c = 0; c < 2; ++c)
-        for (int b = 0; b < 4; ++b) {
-            std::vector<I64> co(16, 0);
-            for (int k = 1; k < 16 && ((ac[c] >> b) & 1); ++k)
-                co[k] = bypass && !qp[c] ? lv[used + k] : scale(lv[used + k], tables[c][k], qp[c], 4);
-            used += (ac[c] >> b) & 1 ? 16 : 0;
-            co[0] = dc[c][b];
-            add_block(co, 4, bypass && !qp[c], maxv, want[c].data() + (b >> 1) * 4 * kStep + (b & 1) * 4, kStep);
-        }
-    Level* p = lv.data();
-    if constexpr (sizeof(Sample) == 1) {
-        const Vek32u cbp = Vek32u(dcbit[0]) << 17 | Vek32u(dcbit[1]) << 18 | Vek32u(ac[0]) << 19 | Vek32u(ac[1]) << 23;
-        ASSERT_EQ(vekiReconstructChromaInter4x4MB_H264_16s8u_P2R(&p, got[0].data(), got[1].data(), kStep, cbp, qp[0],
-                                                                qp[1], tables[0].data(), tables[1].data(), bypass),
-                  0);
-    } else {
-        VekH264HighMBParam prm[2];
-        for (int c = 0; c < 2; ++c)
-            prm[c] = param(&p, got[c].data(), Vek32u(dcbit[c] | ac[c] << 1), qp[c], tables[c].data(), bypass, depth);
-        const VekH264HighMBParam* both[2] = {&prm[0], &prm[1]};
-        ASSERT_EQ(vekiReconstructChromaInter4x4_H264High_32s16u_IP2R(both), 0);
-    }
-    EXPECT_EQ(p - lv.data(), used);
-    ASSERT_EQ(got[0], want[0]) << trial;
-    ASSERT_EQ(got[1], want[1]) << trial;
-}
-
-TEST(HighReconstruction, ChromaMatchesModel) {
-    std::mt19937 rng(11);
-    for (int trial = 0; trial < 300; ++trial)
-        trial & 1 ? chroma_trial<Vek8u, Vek16s>(rng, trial) : chroma_trial<Vek16u, Vek32s>(rng, trial);
 }
 
 }  // namespace

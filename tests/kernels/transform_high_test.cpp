@@ -126,6 +126,83 @@ TEST_P(TransformHighKernels, DequantMatchesReference) {
     }
 }
 
+// Whole-macroblock slots: every coded-block pattern class, qp on both sides
+// of each shift, coefficients small (the 16-bit paths), near their bound,
+// and full range, at every sample depth; the cursor they return included.
+TEST_P(TransformHighKernels, MacroblocksMatchReference) {
+    const Level level = GetParam();
+    const TransformHighTable at = make_transform_high_table(level.flags);
+    const TransformHighTable below = make_transform_high_table(level_below(level).flags);
+    const TransformHighTable ref = make_transform_high_table(vek::kCpuNone);
+    const Vek32s depths[] = {255, 1023, 4095, 65535};
+    for (int slot = 0; slot < 4; ++slot) {
+        const bool wide = slot < 2, eight = slot & 1;
+        if (wide ? !changed_at(eight ? at.mb_inter8x8_16u : at.mb_inter4x4_16u,
+                               eight ? below.mb_inter8x8_16u : below.mb_inter4x4_16u)
+                 : !changed_at(eight ? at.mb_inter8x8_8u : at.mb_inter4x4_8u,
+                               eight ? below.mb_inter8x8_8u : below.mb_inter4x4_8u))
+            continue;
+        const std::string what = std::string("mb_inter") + (eight ? "8x8_" : "4x4_") + (wide ? "16u/" : "8u/") + level.name;
+        SCOPED_TRACE(what);
+        Rng rng = Rng::for_test(what);
+        const int bytes = wide ? 2 : 1;
+        const auto layouts = layout_sweep(16 * bytes, false, rng, bytes);
+        for (int trial = 0; trial < 1500; ++trial) {
+            const Vek32u cbp = (trial % 5 == 0 ? 0x1FFFEu : static_cast<Vek32u>(rng.next())) & (eight ? 0x1Eu : 0x1FFFEu);
+            const int qp = static_cast<int>(trial % 3 == 0 ? rng.uniform(30, 42) : rng.uniform(0, 100));
+            // Small (the 16-bit paths), near their bound, full range, sparse, and
+            // flat blocks (equal levels and scales: the largest transform gain).
+            const int kind = trial % 5;
+            const auto flat_level = rng.uniform(-300, 300), flat_scale = rng.uniform(1, 40);
+            std::vector<Vek16s> scale(64), l16(256);
+            std::vector<Vek32s> l32(256);
+            for (auto& f : scale)
+                f = static_cast<Vek16s>(kind == 2 ? rng.uniform(-32768, 32767) : kind == 4 ? flat_scale : rng.uniform(1, 40));
+            for (std::size_t k = 0; k < l16.size(); ++k) {
+                const std::int64_t v[] = {rng.uniform(-8, 8), rng.uniform(-40, 40), rng.uniform(-32768, 32767),
+                                          rng.coin() ? 0 : rng.uniform(-600, 600), flat_level};
+                l16[k] = static_cast<Vek16s>(v[kind]);
+                l32[k] = kind == 2 ? static_cast<Vek32s>(rng.uniform(INT32_MIN, INT32_MAX)) : l16[k];
+            }
+            const Layout layout = layouts[static_cast<std::size_t>(trial) % layouts.size()];
+            const Vek32s maxVal = wide ? depths[trial % 4] : 255;
+            const Pattern pattern = trial % 7 == 0 ? Pattern::kRandomExtremes : Pattern::kRandom;
+            const std::uint64_t seed = rng.next();
+            std::vector<int> used;
+            std::vector<std::vector<std::uint8_t>> out;
+            bool guards = true;
+            for (const TransformHighTable* t : {&at, &ref}) {
+                Rng fill(seed);
+                const Vek32s step = layout.step / bytes;
+                if (wide) {
+                    GuardedPlane<Vek16u> plane(16, 16, layout.step, layout.misalign);
+                    plane.fill(pattern, 65535, fill);
+                    std::vector<Vek32s> c = l32;
+                    auto* fn = eight ? t->mb_inter8x8_16u : t->mb_inter4x4_16u;
+                    used.push_back(static_cast<int>(fn(c.data(), plane.data(), step, cbp, qp, scale.data(), maxVal) - c.data()));
+                    const auto v = samples(plane);
+                    out.emplace_back(reinterpret_cast<const std::uint8_t*>(v.data()),
+                                     reinterpret_cast<const std::uint8_t*>(v.data() + v.size()));
+                    guards = guards && plane.guard_intact();
+                } else {
+                    GuardedPlane<Vek8u> plane(16, 16, layout.step, layout.misalign);
+                    plane.fill(pattern, 255, fill);
+                    std::vector<Vek16s> c = l16;
+                    auto* fn = eight ? t->mb_inter8x8_8u : t->mb_inter4x4_8u;
+                    used.push_back(static_cast<int>(fn(c.data(), plane.data(), step, cbp, qp, scale.data()) - c.data()));
+                    out.push_back(samples(plane));
+                    guards = guards && plane.guard_intact();
+                }
+            }
+            if (out[0] != out[1] || used[0] != used[1] || !guards) {
+                ADD_FAILURE() << "trial " << trial << ", " << layout << ", cbp " << cbp << ", qp " << qp << ", kind "
+                              << kind << (guards ? "" : "\nwrite outside the macroblock");
+                return;
+            }
+        }
+    }
+}
+
 VEK_INSTANTIATE_LEVELS(TransformHighKernels);
 
 }  // namespace

@@ -153,9 +153,31 @@ void dequant_sse41(const Level* levels, const Vek16s* scale, Vek32s qp, Vek32s c
     }
 }
 
+struct KernelsSse41 {
+    static void dequant(const Vek16s* l, const Vek16s* s, Vek32s qp, Vek32s n, Vek32s* o) { dequant_sse41(l, s, qp, n, o); }
+    static void dequant(const Vek32s* l, const Vek16s* s, Vek32s qp, Vek32s n, Vek32s* o) { dequant_sse41(l, s, qp, n, o); }
+    template <int Size>
+    static void inv_add(Vek32s* c, Vek16u* d, Vek32s step, Vek32s maxVal) {
+        (Size == 4 ? inv_add4x4_16u_sse41 : inv_add8x8_16u_sse41)(c, d, step, maxVal);
+    }
+    template <int Size>
+    static void inv_add(Vek32s* c, Vek8u* d, Vek32s step, Vek32s) {
+        (Size == 4 ? inv_add4x4_8u_sse41 : inv_add8x8_8u_sse41)(c, d, step);
+    }
+};
+
+template <int Size>
+Vek16s* mb_inter_8u_sse41(Vek16s* levels, Vek8u* plane, Vek32s step, Vek32u cbp, Vek32s qp, const Vek16s* scale) {
+    return mb_inter_blocks<Size, KernelsSse41>(levels, plane, step, cbp, qp, scale, 255);
+}
+
 }  // namespace
 
 void init_transform_high_table_sse41(TransformHighTable& table) {
+    table.mb_inter4x4_16u = mb_inter_blocks<4, KernelsSse41, Vek16u, Vek32s>;
+    table.mb_inter8x8_16u = mb_inter_blocks<8, KernelsSse41, Vek16u, Vek32s>;
+    table.mb_inter4x4_8u = mb_inter_8u_sse41<4>;
+    table.mb_inter8x8_8u = mb_inter_8u_sse41<8>;
     table.inv_add4x4_16u = inv_add4x4_16u_sse41;
     table.inv_add8x8_16u = inv_add8x8_16u_sse41;
     table.inv_add4x4_8u = inv_add4x4_8u_sse41;
