@@ -3,7 +3,9 @@
 //
 // Input: [form][selector] then the bit stream (little-endian words). form % 8
 // / 2: 0 luma blocks, 1 4:2:0 chroma DC, 2 4:2:2 chroma DC, 3 Exp-Golomb with
-// isSigned = selector. For luma the selector gives nC (selector % 20, so the
+// isSigned = selector; form bit 7 swaps the tables for ones of other codes.
+// Each block is also decoded on the reference and the walking paths, which
+// must give the same as the fast one. For luma the selector gives nC (selector % 20, so the
 // fixed 6-bit form is reached) and the capacity (bit 7: 15, else 16). Both
 // widths decode from the same cursor, code after code, until the cursor
 // passes the data. The stream is followed by as many bytes of ones as it has,
@@ -19,6 +21,7 @@
 #include <string>
 #include <vector>
 
+#include "h264/cavlc_decode.h"
 #include "vekvc.h"
 
 namespace {
@@ -122,6 +125,34 @@ struct Cursor {
     bool operator==(const Cursor&) const = default;
 };
 
+// One block from cur on each decoding path: all results must agree.
+template <class C>
+void compare_paths(const Tables& t, int form, Vek32s nc, Vek32s capacity, const Cursor& cur) {
+    using vek::h264::CavlcPath;
+    const int size = form == 0 ? 16 : form == 1 ? 4 : 8;
+    const Vek32s* token = form == 1 ? t.token420 : form == 2 ? t.token422 : nc >= 8 ? nullptr
+                                                                                   : t.token[(nc >= 2) + (nc >= 4)];
+    std::array<C, 16> out[3];
+    Cursor c[3];
+    Vek16s num[3];
+    VekStatus st[3];
+    C* dst[3];
+    const CavlcPath paths[3] = {CavlcPath::kReference, CavlcPath::kWalk, CavlcPath::kFast};
+    for (int p = 0; p < 3; ++p) {
+        out[p].fill(C{0x3333});
+        c[p] = cur;
+        num[p] = -1;
+        dst[p] = out[p].data();
+        st[p] = vek::h264::decode_cavlc_block<C>(paths[p], size, &c[p].word, &c[p].offset, &num[p], &dst[p], token,
+                                                 t.zeros[static_cast<std::size_t>(form)].data(), t.run.data(),
+                                                 kZigzag.data(), form == 0 ? capacity : size, nc);
+    }
+    for (int p = 1; p < 3; ++p)
+        if (st[p] != st[0] || num[p] != num[0] || !(c[p] == c[0]) || dst[p] - out[p].data() != dst[0] - out[0].data() ||
+            out[p] != out[0])
+            fail();
+}
+
 // Decodes one block in both widths from the same cursor. They must agree
 // wherever no level reaches +-32768 (where the 16-bit form steers differently).
 void decode_block(const Tables& t, int form, int selector, Cursor& cur) {
@@ -155,6 +186,8 @@ void decode_block(const Tables& t, int form, int selector, Cursor& cur) {
         s32 = vekiDecodeCAVLCChroma422DcCoeffs_H264_1u32s(&c32.word, &c32.offset, &n32, &d32, t.token422,
                                                           t.zeros[2].data(), t.run.data());
     }
+    compare_paths<Vek16s>(t, form, nc, capacity, cur);
+    compare_paths<Vek32s>(t, form, nc, capacity, cur);
     if (s32 != vekStsOk && s32 != vekStsVlcErr) fail();
     if (s32 == vekStsVlcErr && !(c32 == cur)) fail();
     if (s32 == vekStsOk && (n32 < 0 || n32 > size)) fail();
@@ -184,9 +217,18 @@ void decode_exp_golomb(int selector, Cursor& cur) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    static const Tables tables = make_tables();
-    if (!tables.ok) fail();
+    static const Tables standard = make_tables();
+    if (!standard.ok) fail();
+    // Tokens of another nC class and runs of another count of zeros left: the
+    // fast path's guesses are refuted, and nothing reads beyond the block.
+    static const Tables other = [] {
+        Tables t = standard;
+        std::swap(t.token[0], t.token[2]);
+        for (int left = 1; left <= 16; ++left) t.run[left] = standard.run[left % 7 + 1];
+        return t;
+    }();
     if (size < 2) return 0;
+    const Tables& tables = (data[0] & 0x80) ? other : standard;
     const int form = data[0] % 8, selector = data[1];
     data += 2;
     size -= 2;

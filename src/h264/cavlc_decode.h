@@ -62,4 +62,35 @@ inline constexpr std::array<ChromaDcRun, 8> ChromaDCRunTable = {{
     {0, 3},
 }};
 
+// One block after the argument checks, on a chosen decoding path. All paths
+// must agree bit for bit on every input; the tests run each of them.
+//   kReference  reads word by word exactly as the cursor rules go.
+//   kWalk       reads through a 64-bit window, walking the caller's tables,
+//               and hands any block it can't take on trust (a cursor offset
+//               outside 0..31, a table entry or a count outside what a
+//               well-formed table gives) to kReference.
+//   kFast       what the exported functions run: as kWalk, but takes the
+//               short codes of the standard's tables from small lookup tables
+//               and only checks that the caller's table gives the same value
+//               and length; a block where it doesn't goes to kWalk.
+//   size      16 (luma), 4 (4:2:0 chroma DC) or 8 (4:2:2 chroma DC)
+//   token     the coefficient-token table; null for the six fixed bits (luma)
+//   scan      luma only: scan position -> place in the block
+//   capacity  15 or 16 for luma, else equal to size
+//   uVLCSelect  luma only: nC, which picks the token guesses of kFast
+enum class CavlcPath { kFast, kWalk, kReference };
+
+template <class Coeff>
+VekStatus decode_cavlc_block(CavlcPath path, int size, Vek32u** ppBitStream, Vek32s* pOffset, Vek16s* pNumCoeff,
+                             Coeff** ppDstCoeffs, const Vek32s* token, const Vek32s* const* ppTblTotalZeros,
+                             const Vek32s* const* ppTblRunBefore, const Vek32s* pScanMatrix, int capacity,
+                             Vek32s uVLCSelect);
+
+extern template VekStatus decode_cavlc_block<Vek16s>(CavlcPath, int, Vek32u**, Vek32s*, Vek16s*, Vek16s**,
+                                                     const Vek32s*, const Vek32s* const*, const Vek32s* const*,
+                                                     const Vek32s*, int, Vek32s);
+extern template VekStatus decode_cavlc_block<Vek32s>(CavlcPath, int, Vek32u**, Vek32s*, Vek16s*, Vek32s**,
+                                                     const Vek32s*, const Vek32s* const*, const Vek32s* const*,
+                                                     const Vek32s*, int, Vek32s);
+
 }  // namespace vek::h264

@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <random>
 
+#include "h264/cavlc_decode.h"
 #include "h264/cavlc_stream.h"
 
 namespace {
@@ -319,6 +320,77 @@ TEST(CavlcDecode, ChromaDcShortPathAndLateChecks) {
         vekiDecodeCAVLCChroma422DcCoeffs_H264_1u32s(&word, &offset, &num, &d32, t.token422, t.tz[2].data(), nullptr),
         vekStsNullPtrErr);
     EXPECT_EQ(offset, 31);
+}
+
+// The decoding paths side by side on random bits: every status, count,
+// cursor, pointer move and coefficient must match the word-by-word reference,
+// from any offset (also out of range), with the standard tables in several
+// layouts, with tables of other codes (the guesses of the fast path are
+// refuted) and with leaves no builder makes (the fast paths hand over).
+TEST(CavlcDecode, PathsAgreeOnRandomBits) {
+    using vek::h264::CavlcPath;
+    const Tables standard, narrow({4, 4, 4, 4}), wide({16});
+    Tables other;
+    std::swap(other.token_luma[0], other.token_luma[2]);
+    std::swap(other.token420, other.token422);
+    for (int total = 1; total <= 15; ++total) other.tz[0][total] = standard.tz[0][total % 15 + 1];
+    for (int left = 1; left <= 16; ++left) other.rb[left] = standard.rb[left % 7 + 1];
+    // Width 2: three trailing ones of five, four of one, a total of 16 giving
+    // back more than it read, two without trailing ones. Zeros -1 or 3; runs
+    // -2 or 20.
+    const Vek32s odd_token[] = {2, 3 | 5 << 8 | 0, 4 | 1 << 8 | 1, 16 << 8 | 3, 2 << 8};
+    const Vek32s odd_zeros[] = {1, -1 * 256, 3 << 8}, odd_run[] = {1, -2 * 256, 20 << 8};
+    Tables odd;
+    odd.token_luma = {odd_token, odd_token, odd_token};
+    odd.token420 = odd.token422 = odd_token;
+    for (auto& row : odd.tz) row.fill(odd_zeros);
+    // Negative runs make the zeros grow: the reference then reads far along
+    // the run tables and the scan, which the caller must allow for.
+    std::array<const Vek32s*, 64> odd_rb;
+    odd_rb.fill(odd_run);
+    std::array<Vek32s, 128> scan{};
+    for (std::size_t i = 0; i < scan.size(); ++i) scan[i] = static_cast<Vek32s>(i * 7 % 16);
+    const Tables* sets[] = {&standard, &narrow, &wide, &other, &odd};
+    std::mt19937 rng(77);
+    for (int trial = 0; trial < 30000; ++trial) {
+        std::vector<Vek32u> stream(48, ~0u);  // ones behind the data end every prefix
+        const int density = static_cast<int>(rng() % 4);
+        for (int i = 0; i < 16; ++i) {
+            Vek32u v = rng();
+            for (int d = 0; d < density; ++d) v &= rng();
+            stream[static_cast<std::size_t>(i)] = v;
+        }
+        const Tables& t = *sets[rng() % 5];
+        const Form form = static_cast<Form>(rng() % 3);
+        const int size = form == kLuma ? 16 : form == kDc420 ? 4 : 8;
+        const int capacity = form == kLuma ? 15 + static_cast<int>(rng() % 2) : size;
+        const Vek32s nc = static_cast<Vek32s>(rng() % 10);
+        const Vek32s offsets[] = {static_cast<Vek32s>(rng() % 32), 32, -1, 45};
+        const Vek32s start = offsets[rng() % 8 < 7 ? 0 : 1 + rng() % 3];
+        const Vek32s* token = form == kDc420 ? t.token420 : form == kDc422 ? t.token422
+                              : nc >= 8     ? nullptr
+                                            : t.token_luma[static_cast<std::size_t>((nc >= 2) + (nc >= 4))];
+        const auto run = [&]<class C>(C, CavlcPath path) {
+            std::vector<C> out(24, C{0x5A5A});
+            C* dst = out.data() + 4;
+            Vek32u* word = stream.data() + 1;
+            Vek32s offset = start;
+            Vek16s num = -7;
+            const Vek32s* const* rb = &t == &odd ? odd_rb.data() : t.rb.data();
+            const VekStatus st = vek::h264::decode_cavlc_block<C>(path, size, &word, &offset, &num, &dst, token,
+                                                                  t.tz[form].data(), rb, scan.data() + 32, capacity,
+                                                                  nc);
+            std::vector<long> r = {st, num, word - stream.data(), offset, dst - out.data()};
+            r.insert(r.end(), out.begin(), out.end());
+            return r;
+        };
+        for (const auto width : {Vek16s{}, Vek16s{1}}) {
+            SCOPED_TRACE(::testing::Message() << "trial " << trial << ", 32-bit " << width);
+            const auto want = width ? run(Vek32s{}, CavlcPath::kReference) : run(Vek16s{}, CavlcPath::kReference);
+            for (const CavlcPath path : {CavlcPath::kWalk, CavlcPath::kFast})
+                ASSERT_EQ(width ? run(Vek32s{}, path) : run(Vek16s{}, path), want);
+        }
+    }
 }
 
 TEST(ExpGolomb, CodesAndChecks) {
