@@ -96,6 +96,14 @@ const bool kShellCases = [] {
                                          }
                                      });
     }
+    benchmark::RegisterBenchmark("BM_vekiInterpolateLuma_H264_8u_C1R/8x8/j", [](benchmark::State& state) {
+        Pictures& p = pictures();
+        for (auto _ : state) {
+            benchmark::DoNotOptimize(
+                vekiInterpolateLuma_H264_8u_C1R(p.block8(), kStride, p.dst8.data(), kStride, 2, 2, VekRoi{8, 8}));
+            benchmark::ClobberMemory();
+        }
+    });
     // Block at j (quarter-sample vector (2, 2) from an integer position), inside
     // a 48x40 picture and across its top-left corner.
     struct Where {

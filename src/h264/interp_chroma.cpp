@@ -85,10 +85,13 @@ ChromaInterpTable make_chroma_interp_table(CpuFlags flags) {
     return t;
 }
 
-const ChromaInterpTable& chroma_interp_kernels() {
-    static const ChromaInterpTable table = make_chroma_interp_table(cpu_flags());
-    return table;
-}
+namespace {
+// Built once while the library loads: a function-local static would put a
+// guard test (and the registers its slow path needs) on every call.
+const ChromaInterpTable kChromaKernels = make_chroma_interp_table(cpu_flags());
+}  // namespace
+
+const ChromaInterpTable& chroma_interp_kernels() { return kChromaKernels; }
 
 void launch_h264_interpolate_chroma_nv12touv(const ChromaInterpTable& t, int index, const Vek8u* src,
                                             Vek32s srcStep, Vek8u* dst0, Vek8u* dst1, Vek32s dstStep, Vek32s dx,

@@ -29,6 +29,23 @@ inline __m256i two_lanes(__m128i lo, __m128i hi) {
     return _mm256_inserti128_si256(_mm256_castsi128_si256(lo), hi, 1);
 }
 
+// 16 bytes at lo in the low lane, 16 at hi in the high one: two broadcast
+// loads and a blend. vinserti128 would take a slot of the shuffle and
+// multiply units, which the six-tap filters keep busy; the blend does not.
+inline __m256i load_lanes(const Vek8u* lo, const Vek8u* hi) {
+    return _mm256_blend_epi32(_mm256_broadcastsi128_si256(loadu(lo)), _mm256_broadcastsi128_si256(loadu(hi)), 0xF0);
+}
+// Four 8-byte words, one per quarter of the register, the same way.
+inline __m256i load_quarters(const Vek8u* q0, const Vek8u* q1, const Vek8u* q2, const Vek8u* q3) {
+    const auto word = [](const Vek8u* p) {
+        long long v;
+        std::memcpy(&v, p, sizeof v);
+        return _mm256_set1_epi64x(v);
+    };
+    return _mm256_blend_epi32(_mm256_blend_epi32(word(q0), word(q1), 0x0C),
+                              _mm256_blend_epi32(word(q2), word(q3), 0xC0), 0xF0);
+}
+
 struct Ops256x16 {
     static constexpr int kWidth = 16, kRowsPerLanes = 1;
     Ops256x16(std::ptrdiff_t, std::ptrdiff_t) {}
@@ -36,7 +53,7 @@ struct Ops256x16 {
     using B = __m256i;  // row y in the low lane, row y + 1 in the high lane
     // Low lane: bytes -2..13 for outputs 0..7; high lane: bytes 3..18 for 8..15.
     static V hfilt(const Vek8u* p) {
-        const __m256i x = two_lanes(loadu(p - 2), loadu(p + 3));
+        const __m256i x = load_lanes(p - 2, p + 3);
         const auto term = [&x](int k) {
             const __m256i ctl = two_lanes(ctl128(kLo[k]), ctl128(kHi[k]));
             return _mm256_maddubs_epi16(_mm256_shuffle_epi8(x, ctl), _mm256_broadcastsi128_si256(taps128(k)));
@@ -51,7 +68,7 @@ struct Ops256x16 {
     static U pair(Z a, Z b) { return _mm256_unpacklo_epi8(a, b); }
     static V vsum(U u0, U u2, U u4) { return column_taps(u0, u2, u4); }
     static B pack2(V a, V b) { return _mm256_permute4x64_epi64(_mm256_packus_epi16(a.v, b.v), 0xD8); }
-    static B load2(const Vek8u* p, std::ptrdiff_t s) { return two_lanes(loadu(p), loadu(p + s)); }
+    static B load2(const Vek8u* p, std::ptrdiff_t s) { return load_lanes(p, p + s); }
     static B avg(B a, B b) { return _mm256_avg_epu8(a, b); }
     static void store2(Vek8u* d, std::ptrdiff_t s, B v) {
         _mm_storeu_si128(reinterpret_cast<__m128i*>(d), _mm256_castsi256_si128(v));
@@ -115,9 +132,8 @@ struct Ops256x8 {
     Ops256x8(std::ptrdiff_t s, std::ptrdiff_t d) : src_half(s), dst_half(d) {}
     using V = Y;
     using B = __m256i;  // low lane rows y, y + 1; high lane the same rows of the lower half
-    static __m128i window(const Vek8u* p) { return load_high8(loadl(p - 2), p + 3); }
     V hfilt(const Vek8u* p) const {
-        const __m256i x = two_lanes(window(p), window(p + src_half));
+        const __m256i x = load_quarters(p - 2, p + 3, p + src_half - 2, p + src_half + 3);
         const auto term = [&x](int k) {
             const __m256i ctl = _mm256_broadcastsi128_si256(ctl128(kSplit[k]));
             return _mm256_maddubs_epi16(_mm256_shuffle_epi8(x, ctl), _mm256_broadcastsi128_si256(taps128(k)));
@@ -127,14 +143,12 @@ struct Ops256x8 {
     // Row p in the low lane and row p + half in the high one (each twice).
     using Z = __m256i;
     using U = __m256i;
-    Z row(const Vek8u* p) const {
-        return _mm256_permute4x64_epi64(_mm256_castsi128_si256(load_high8(loadl(p), p + src_half)), 0x50);
-    }
+    Z row(const Vek8u* p) const { return load_quarters(p, p, p + src_half, p + src_half); }
     static U pair(Z a, Z b) { return _mm256_unpacklo_epi8(a, b); }
     static V vsum(U u0, U u2, U u4) { return column_taps(u0, u2, u4); }
     static B pack2(V a, V b) { return _mm256_packus_epi16(a.v, b.v); }
     B load2(const Vek8u* p, std::ptrdiff_t s) const {
-        return two_lanes(load_high8(loadl(p), p + s), load_high8(loadl(p + src_half), p + src_half + s));
+        return load_quarters(p, p + s, p + src_half, p + src_half + s);
     }
     static B avg(B a, B b) { return _mm256_avg_epu8(a, b); }
     void store2(Vek8u* d, std::ptrdiff_t s, B v) const {

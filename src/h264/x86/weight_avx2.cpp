@@ -4,6 +4,8 @@
 // The rarer paths (weights of 128, 32-bit sums), the narrower blocks and the
 // averages (a 16-byte row is one pavgb) use the 128-bit kernels, compiled
 // here in VEX encoding.
+#include <cstdlib>
+
 #include "h264/weight.h"
 #include "h264/x86/weight_128.h"
 
@@ -41,36 +43,49 @@ struct UnidirFast256 {
 };
 
 // Rows y and y + 1 in the two lanes: lo and hi are samples 0-7 and 8-15 of
-// each row, and packuswb puts each row back together in its own lane. With
-// one step for all three blocks (the usual call) two offsets walk them all.
-template <int H, class Op>
-inline void weigh_16xh_avx2(const Vek8u* src1, Vek32s step1, const Vek8u* src2, Vek32s step2, Vek8u* dst,
-                            Vek32s dstStep, const Op& op) {
-    const auto two_rows = [&op](const Vek8u* a0, const Vek8u* a1, const Vek8u* b0, const Vek8u* b1, Vek8u* d0,
-                                Vek8u* d1) {
-        const __m256i a = _mm256_inserti128_si256(_mm256_castsi128_si256(load16(a0)), load16(a1), 1);
-        const __m256i b = _mm256_inserti128_si256(_mm256_castsi128_si256(load16(b0)), load16(b1), 1);
-        const __m256i v = _mm256_packus_epi16(op.lo(a, b), op.hi(a, b));
-        store16(d0, _mm256_castsi256_si128(v));
-        store16(d1, _mm256_extracti128_si256(v, 1));
-    };
-    if (step1 == step2 && step1 == dstStep) {
-        const std::ptrdiff_t s = step1;
-        std::ptrdiff_t even = 0, odd = s;
-#pragma GCC unroll 8
-        for (int y = 0; y < H; y += 2, even += 2 * s, odd += 2 * s)
-            two_rows(src1 + even, src1 + odd, src2 + even, src2 + odd, dst + even, dst + odd);
-        return;
-    }
-#pragma GCC unroll 8
-    for (int y = 0; y < H; y += 2)
-        two_rows(row_ptr(src1, step1, y), row_ptr(src1, step1, y + 1), row_ptr(src2, step2, y),
-                 row_ptr(src2, step2, y + 1), row_ptr(dst, dstStep, y), row_ptr(dst, dstStep, y + 1));
+// each row, and packuswb puts each row back together in its own lane. A lane
+// is loaded by a broadcast and the two merged by a blend, which keeps the
+// shuffle unit (the busiest here) free for the interleave and the pack.
+inline __m256i load_two_rows(const Vek8u* r0, const Vek8u* r1) {
+    return _mm256_blend_epi32(_mm256_broadcastsi128_si256(load16(r0)), _mm256_broadcastsi128_si256(load16(r1)), 0xF0);
 }
 
+template <class Op>
+[[gnu::always_inline]] inline void weigh_two_rows(const Vek8u* a0, const Vek8u* a1, const Vek8u* b0, const Vek8u* b1,
+                                                  Vek8u* d0, Vek8u* d1, const Op& op) {
+    const __m256i a = load_two_rows(a0, a1), b = load_two_rows(b0, b1);
+    const __m256i v = _mm256_packus_epi16(op.lo(a, b), op.hi(a, b));
+    store16(d0, _mm256_castsi256_si128(v));
+    store16(d1, _mm256_extracti128_si256(v, 1));
+}
+
+// Each source walks by its own pointer, two rows a step: row y + 1 is one
+// step past row y, an addressing mode of its own.
+template <int H, class Op>
+[[gnu::always_inline]] inline void weigh_16xh_avx2(const Vek8u* src1, Vek32s step1, const Vek8u* src2, Vek32s step2,
+                                                   Vek8u* dst, Vek32s dstStep, const Op& op) {
+    const std::ptrdiff_t s1 = step1, s2 = step2, sd = dstStep;
+#pragma GCC unroll 8
+    for (int y = 0; y < H; y += 2, src1 += 2 * s1, src2 += 2 * s2, dst += 2 * sd)
+        weigh_two_rows(src1, src1 + s1, src2, src2 + s2, dst, dst + sd, op);
+}
+
+// The weights pmaddubsw takes, tested in a few instructions: each weight a
+// signed byte other than -128, their sizes adding up to at most 128 (so no
+// sum of products leaves 16 bits), a rounding shift of 1 to 15 and an offset
+// of 16 bits. Weights of opposite signs beyond that go out of line, where the
+// full conditions are tested.
+inline bool fast_bidir(const WeightParams& p) {
+    const auto byte = [](Vek32s w) { return static_cast<Vek32u>(w) + 127u <= 254u; };
+    return byte(p.w1) && byte(p.w2) && std::abs(p.w1) + std::abs(p.w2) <= 128 && p.shift - 1 < 15 &&
+           static_cast<Vek32u>(p.offset) + 32768u <= 65535u;
+}
+
+// Everything else (out of line, so that the fast kernel keeps a prologue
+// without saved registers or stack frame).
 template <int H>
-void bidir_weight_16xh_avx2(const Vek8u* src1, Vek32s step1, const Vek8u* src2, Vek32s step2, Vek8u* dst,
-                            Vek32s dstStep, const WeightParams& p) {
+[[gnu::noinline]] void bidir_weight_16xh_other(const Vek8u* src1, Vek32s step1, const Vek8u* src2, Vek32s step2,
+                                               Vek8u* dst, Vek32s dstStep, const WeightParams& p) {
     if (fits_16bit_bidir(p))
         weigh_16xh_avx2<H>(src1, step1, src2, step2, dst, dstStep, BidirFast256(p));
     else
@@ -78,13 +93,33 @@ void bidir_weight_16xh_avx2(const Vek8u* src1, Vek32s step1, const Vek8u* src2, 
 }
 
 template <int H>
-void unidir_weight_16xh_avx2(Vek8u* srcDst, Vek32s step, const WeightParams& p) {
+void bidir_weight_16xh_avx2(const Vek8u* src1, Vek32s step1, const Vek8u* src2, Vek32s step2, Vek8u* dst,
+                            Vek32s dstStep, const WeightParams& p) {
+    if (fast_bidir(p))
+        weigh_16xh_avx2<H>(src1, step1, src2, step2, dst, dstStep, BidirFast256(p));
+    else
+        bidir_weight_16xh_other<H>(src1, step1, src2, step2, dst, dstStep, p);
+}
+
+template <int H>
+[[gnu::noinline]] void unidir_weight_16xh_other(Vek8u* srcDst, Vek32s step, const WeightParams& p) {
     if (!fits_16bit_unidir(p))
         unidir_weight_wide_128<16, H>(srcDst, step, p);
     else if (p.shift > 0)
         weigh_16xh_avx2<H>(srcDst, step, srcDst, step, srcDst, step, UnidirFast256<true>(p));
     else
         weigh_16xh_avx2<H>(srcDst, step, srcDst, step, srcDst, step, UnidirFast256<false>(p));
+}
+
+// One source: a weight of at most 128 in size, a rounding shift of 1 to 15
+// and an offset of 16 bits take pmullw and pmulhrsw; no shift, or anything
+// wider, goes out of line.
+template <int H>
+void unidir_weight_16xh_avx2(Vek8u* srcDst, Vek32s step, const WeightParams& p) {
+    if (static_cast<Vek32u>(p.w1) + 128u <= 256u && p.shift - 1 < 15 && static_cast<Vek32u>(p.offset) + 32768u <= 65535u)
+        weigh_16xh_avx2<H>(srcDst, step, srcDst, step, srcDst, step, UnidirFast256<true>(p));
+    else
+        unidir_weight_16xh_other<H>(srcDst, step, p);
 }
 
 template <int W, int H>
