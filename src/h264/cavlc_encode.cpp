@@ -8,50 +8,46 @@
 
 namespace {
 
-// What one block leaves for the code writer.
-template <class T>
-struct CavlcOut {
-    Vek8u* trailing_ones;
-    Vek8u* trailing_one_signs;
-    Vek8u* num_out;
-    Vek8u* total_zeros;
-    T* levels;
-    Vek8u* runs;
-};
-
 // The walk from the highest scan position down: trailing ones are taken while
 // the state is open (at most three, the first met in the highest bit of the
 // signs); any other level closes it. The zeros above the highest level are
-// dropped when that level is met, so total zeros counts only those below it.
-template <class T, class At>
-void walk(int first, int last, At at, const CavlcOut<T>& out) {
-    int run = 0, n = 0, ones = 0, signs = 0, sum = 0;
+// not counted in total zeros, only those below it.
+//
+// A walk over a bit mask of the non-zero positions (no branch per zero) was
+// measured against this one: the chain of dependent bit operations from one
+// level to the next, and the work to build the mask, cost more than the
+// branches on zero that it saved, on repeating and on random blocks alike.
+template <class T>
+void walk(const T* src, const Vek32s* scan, int first, int last, Vek8u* pTrailingOnes, Vek8u* pTrailingOneSigns,
+          Vek8u* pNumOutCoeffs, Vek8u* pTotalZeros, T* pLevels, Vek8u* pRuns) {
+    int run = 0, n = 0, ones = 0, signs = 0, top = last;
     bool open = true;
     for (int k = last; k >= first; --k) {
-        const T v = at(k);
+        const T v = src[scan[k]];
         if (v == 0) {
             ++run;
             continue;
         }
-        if (open && (v == 1 || v == -1)) {
+        if (open && static_cast<Vek32u>(v) + 1u <= 2u) {  // +-1
             ++ones;
-            signs = signs * 2 + (v == -1);
+            signs = signs * 2 + (v < 0);
             open = ones < 3;
         } else {
-            out.levels[n - ones] = v;
+            pLevels[n - ones] = v;
             open = false;
         }
-        if (n > 0) {
-            out.runs[n - 1] = static_cast<Vek8u>(run);
-            sum += run;
-        }
+        if (n > 0)
+            pRuns[n - 1] = static_cast<Vek8u>(run);
+        else
+            top = k;
         ++n;
         run = 0;
     }
-    *out.trailing_ones = static_cast<Vek8u>(ones);
-    *out.trailing_one_signs = static_cast<Vek8u>(signs);
-    *out.num_out = static_cast<Vek8u>(n);
-    *out.total_zeros = static_cast<Vek8u>(run + sum);
+    *pTrailingOnes = static_cast<Vek8u>(ones);
+    *pTrailingOneSigns = static_cast<Vek8u>(signs);
+    *pNumOutCoeffs = static_cast<Vek8u>(n);
+    // The zeros from `first` up to the highest level (all of them when there is none).
+    *pTotalZeros = static_cast<Vek8u>(n ? top - first + 1 - n : run);
 }
 
 template <class T>
@@ -63,8 +59,8 @@ VekStatus encode_block(const T* pSrc, Vek32s AC, const Vek32s* pScanMatrix, Vek3
     // Only the low bytes of the two positions count.
     const int first = static_cast<Vek8u>(AC), last = static_cast<Vek8u>(Count);
     if (last > 15 || last < first) return vekStsOutOfRangeErr;
-    walk<T>(first, last, [&](int k) { return pSrc[pScanMatrix[k]]; },
-            {pTrailingOnes, pTrailingOneSigns, pNumOutCoeffs, pTotalZeros, pLevels, pRuns});
+    walk<T>(pSrc, pScanMatrix, first, last, pTrailingOnes, pTrailingOneSigns, pNumOutCoeffs, pTotalZeros, pLevels,
+            pRuns);
     return vekStsOk;
 }
 
@@ -79,8 +75,7 @@ VekStatus encode_chroma_dc(const T* pSrc, const Vek32s* order, Vek8u* pTrailingO
                            Vek8u* pNumOutCoeffs, Vek8u* pTotalZeros, T* pLevels, Vek8u* pRuns) {
     if (!pSrc || !pTrailingOnes || !pTrailingOneSigns || !pNumOutCoeffs || !pTotalZeros || !pLevels || !pRuns)
         return vekStsNullPtrErr;
-    walk<T>(0, N - 1, [&](int k) { return pSrc[order[k]]; },
-            {pTrailingOnes, pTrailingOneSigns, pNumOutCoeffs, pTotalZeros, pLevels, pRuns});
+    walk<T>(pSrc, order, 0, N - 1, pTrailingOnes, pTrailingOneSigns, pNumOutCoeffs, pTotalZeros, pLevels, pRuns);
     return vekStsOk;
 }
 

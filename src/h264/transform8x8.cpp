@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <type_traits>
 
+#include "h264/transform_quant.h"
 #include "vekvc.h"
 
 namespace {
@@ -52,29 +53,6 @@ constexpr std::array<Vek16u, 256> kReciprocal = [] {
     return t;
 }();
 
-// One pass of the forward 8x8 butterfly over values `s` apart. 16-bit
-// input grows by less than 16 per pass, so 32 bits hold both passes.
-template <class I>
-void forward8(I* x, int s) {
-    const I s07 = x[0] + x[7 * s], s16 = x[s] + x[6 * s], s25 = x[2 * s] + x[5 * s],
-         s34 = x[3 * s] + x[4 * s];
-    const I d07 = x[0] - x[7 * s], d16 = x[s] - x[6 * s], d25 = x[2 * s] - x[5 * s],
-         d34 = x[3 * s] - x[4 * s];
-    const I a0 = s07 + s34, a1 = s16 + s25, a2 = s07 - s34, a3 = s16 - s25;
-    const I a4 = d16 + d25 + (d07 + (d07 >> 1));
-    const I a5 = d07 - d34 - (d25 + (d25 >> 1));
-    const I a6 = d07 + d34 - (d16 + (d16 >> 1));
-    const I a7 = d16 - d25 + (d34 + (d34 >> 1));
-    x[0] = a0 + a1;
-    x[s] = a4 + (a7 >> 2);
-    x[2 * s] = a2 + (a3 >> 1);
-    x[3 * s] = a5 + (a6 >> 2);
-    x[4 * s] = a0 - a1;
-    x[5 * s] = a6 - (a5 >> 2);
-    x[6 * s] = (a2 >> 1) - a3;
-    x[7 * s] = (a4 >> 2) - a7;
-}
-
 // One pass of the decoder's inverse 8x8 butterfly.
 void inverse8(std::int64_t* x, int s) {
     const std::int64_t d0 = x[0], d1 = x[s], d2 = x[2 * s], d3 = x[3 * s], d4 = x[4 * s], d5 = x[5 * s],
@@ -92,15 +70,6 @@ void inverse8(std::int64_t* x, int s) {
     x[5 * s] = f4 - f3;
     x[6 * s] = f2 - f5;
     x[7 * s] = f0 - f7;
-}
-
-template <class In, class Out>
-void forward8x8(const In* src, Out* dst) {
-    Vek32s t[64];
-    for (int k = 0; k < 64; ++k) t[k] = src[k];
-    for (int r = 0; r < 8; ++r) forward8(t + 8 * r, 1);
-    for (int c = 0; c < 8; ++c) forward8(t + c, 8);
-    for (int k = 0; k < 64; ++k) dst[k] = static_cast<Out>(t[k]);
 }
 
 template <class T>
@@ -136,6 +105,12 @@ VekStatus quant8x8(const T* pSrc, T* pDst, Vek32s QPDiv6, Vek32s Intra, const Ve
     if (QPDiv6 < 0 || QPDiv6 > maxDiv) return vekStsQpRangeErr;
     const int shift = QPDiv6 + 12;
     const std::int64_t round = std::int64_t{Intra ? 682 : 342} << (QPDiv6 + 1);
+    if constexpr (std::is_same_v<T, Vek16s>) {
+        // |c| * factor + round stays below 2^31 for 16-bit values: the kernel of this CPU.
+        const vek::h264::QuantArgs q{pScaleLevels, static_cast<Vek32s>(round), shift};
+        *pNumLevels = vek::h264::encode_transform_kernels().quant8x8(pSrc, pDst, &q, pScanMatrix, pLastCoeff);
+        return vekStsOk;
+    }
     Vek32s n = 0, last = 0;
     for (int i = 0; i < 64; ++i) {
         const std::int64_t c = pSrc[i];
@@ -209,19 +184,19 @@ VekStatus vekiQuantInvLuma8x8_H264_32s_C1I(Vek32s* pSrcDst, Vek32s QPDiv6, const
 
 VekStatus vekiTransformLuma8x8Fwd_H264_16s_C1I(Vek16s* pSrcDst) {
     if (!pSrcDst) return vekStsNullPtrErr;
-    forward8x8(pSrcDst, pSrcDst);
+    vek::h264::encode_transform_kernels().fwd8x8(pSrcDst, pSrcDst);
     return vekStsOk;
 }
 
 VekStatus vekiTransformFwdLuma8x8_H264_16s_C1(const Vek16s* pSrc, Vek16s* pDst) {
     if (!pSrc || !pDst) return vekStsNullPtrErr;
-    forward8x8(pSrc, pDst);
+    vek::h264::encode_transform_kernels().fwd8x8(pSrc, pDst);
     return vekStsOk;
 }
 
 VekStatus vekiTransformFwdLuma8x8_H264_16s32s_C1(const Vek16s* pSrc, Vek32s* pDst) {
     if (!pSrc || !pDst) return vekStsNullPtrErr;
-    forward8x8(pSrc, pDst);
+    vek::h264::encode_transform_kernels().fwd8x8_32(pSrc, pDst);
     return vekStsOk;
 }
 

@@ -67,36 +67,11 @@ void quant_block(const In* c, Out* dst, int qp, bool intra, const Vek16s* scale,
     *last = l;
 }
 
-// The 16-bit block path in 32 bits: 16-bit inputs grow by at most 6 x 6 in
-// the core, and a 16-bit value times a 16-bit factor plus the rounding fits.
+// The core of 16-bit blocks in 32 bits: 16-bit inputs grow by at most 6 x 6.
 void forward_core32(const Vek16s* src, Vek32s* t) {
     for (int k = 0; k < 16; ++k) t[k] = src[k];
     for (int r = 0; r < 4; ++r) forward_pass(t + 4 * r, 1);
     for (int c = 0; c < 4; ++c) forward_pass(t + c, 4);
-}
-
-void quant_block16(const Vek16s* c, Vek16s* dst, int qp, bool intra, const Vek16s* scale, const Vek16s* scan,
-                   Vek32s* num, Vek32s* last) {
-    const int div = vekH264QpDevide[qp].div, rem = vekH264QpDevide[qp].rem;
-    const int shift = div + (scale ? 11 : 15);
-    const Vek32s round = scale ? vekH264QuantResid_RoundValDef_32s[div + intra]
-                               : vekH264QuantResid_RoundValGiven_32s[div + intra];
-    const Vek16s* f = scale ? scale : vekH264FwdQuant_16s[rem].data();
-    // Levels first in a branch-free loop (the sign restored by xor and
-    // subtract), then the count and the last position.
-    for (int i = 0; i < 16; ++i) {
-        const Vek32s v = c[i], sign = v >> 31;
-        const Vek32s q = (((v ^ sign) - sign) * f[i] + round) >> shift;
-        dst[i] = static_cast<Vek16s>((q ^ sign) - sign);
-    }
-    Vek32s n = 0, l = 0;
-    for (int i = 0; i < 16; ++i) {
-        const bool nz = dst[i] != 0;
-        n += nz;
-        l = nz && scan[i] > l ? scan[i] : l;
-    }
-    *num = n;
-    *last = l;
 }
 
 template <class Out>
@@ -105,12 +80,15 @@ VekStatus transform_quant_4x4(const Vek16s* pSrc, Out* pDst, Vek32s QP, Vek32s* 
     if (!pSrc || !pDst || !pNumLevels || !pScanMatrix || !pLastCoeff) return vekStsNullPtrErr;
     if (QP < 0 || QP > maxQp) return vekStsOutOfRangeErr;
     if constexpr (std::is_same_v<Out, Vek16s>) {
-        Vek32s t[16];
-        forward_core32(pSrc, t);
-        Vek16s c[16];
-        for (int k = 0; k < 16; ++k) c[k] = static_cast<Vek16s>(t[k]);
-        quant_block16(c, pDst, QP, Intra != 0, pScaleLevels, pScanMatrix, pNumLevels, pLastCoeff);
-        if (pDst[0]) *pNumLevels = -*pNumLevels;
+        // Everything fits 32 bits here: the kernel of this CPU does it all.
+        QuantArgs scaled;
+        const QuantArgs* q = &kFwdQuant4x4Args[Intra != 0][QP];
+        if (pScaleLevels) {
+            const int div = vekH264QpDevide[QP].div;
+            scaled = {pScaleLevels, vekH264QuantResid_RoundValDef_32s[div + (Intra != 0)], div + 11};
+            q = &scaled;
+        }
+        *pNumLevels = encode_transform_kernels().fwd_quant4x4(pSrc, pDst, q, pScanMatrix, pLastCoeff);
         return vekStsOk;
     }
     std::int64_t t[16];
@@ -501,9 +479,7 @@ VekStatus vekiTransformQuantResidual_H264_16s_C1I(Vek16s* pSrcDst, Vek32s QP, Ve
     if (!pSrcDst || !pNumLevels || !pScanMatrix || !pLastCoeff) return vekStsNullPtrErr;
     if (QP < 0 || QP > 51) return vekStsOutOfRangeErr;
     Vek32s n = 0, last = 0;
-    Vek16s in[16];
-    for (int k = 0; k < 16; ++k) in[k] = pSrcDst[k];
-    transform_quant_4x4(in, pSrcDst, QP, &n, static_cast<Vek8u>(Intra), pScanMatrix, &last, nullptr, 51);
+    transform_quant_4x4(pSrcDst, pSrcDst, QP, &n, static_cast<Vek8u>(Intra), pScanMatrix, &last, nullptr, 51);
     *pNumLevels = static_cast<Vek8s>(n);
     *pLastCoeff = static_cast<Vek8u>(last);
     return vekStsOk;

@@ -5,6 +5,7 @@
 #include <array>
 #include <cstdint>
 
+#include "frame/cpu.h"
 #include "h264/residual.h"
 #include "vekvc.h"
 
@@ -47,5 +48,66 @@ inline constexpr std::array<Vek32s, kRoundCount> vekH264QuantResid_RoundValGiven
     for (int n = 0; n < kRoundCount; ++n) t[n] = static_cast<Vek32s>((std::int64_t{1} << (n + 15)) / 6);
     return t;
 }();
+
+}  // namespace vek::h264
+
+namespace vek::h264 {
+
+// ---- Encoder transform kernels --------------------------------------------
+//
+// Blocks are packed in raster order; no alignment is required of any pointer.
+
+// Factors, rounding term and shift of one quantiser call.
+struct QuantArgs {
+    const Vek16s* factors;
+    Vek32s round;
+    Vek32s shift;
+};
+
+// The 4x4 quantiser's arguments with the built-in factors, by [Intra][QP]:
+// shift QP / 6 + 15, the rounding term of QP / 6 (plus one for intra).
+inline constexpr std::array<std::array<QuantArgs, 52>, 2> kFwdQuant4x4Args = [] {
+    std::array<std::array<QuantArgs, 52>, 2> t{};
+    for (int intra = 0; intra < 2; ++intra)
+        for (int qp = 0; qp < 52; ++qp)
+            t[intra][qp] = {vekH264FwdQuant_16s[qp % 6].data(), vekH264QuantResid_RoundValGiven_32s[qp / 6 + intra],
+                            qp / 6 + 15};
+    return t;
+}();
+
+// Forward 4x4 core of src (cut to 16 bits), then each value c quantised to
+// sign(c) * ((|c| * q->factors[i] + q->round) >> q->shift), the product and
+// the sum in 32 bits (exact for 16-bit values and factors and a round below
+// 2^30), the level cut to 16 bits, into dst (which may be src). Writes the
+// largest scan[i] among the non-zero levels (0 if none) to *last and returns
+// their count, negated when dst[0] is non-zero. The shift must be 0..31 and
+// the round below 2^shift.
+using FwdQuant4x4Fn = Vek32s(const Vek16s* src, Vek16s* dst, const QuantArgs* q, const Vek16s* scan, Vek32s* last);
+// The same quantisation on 64 transformed values, with the plain count.
+using Quant8x8Fn = Vek32s(const Vek16s* src, Vek16s* dst, const QuantArgs* q, const Vek16s* scan, Vek32s* last);
+// Forward 8x8 transform, rows then columns, in 32 bits, the results cut to
+// dst's width. dst may be src in the 16-bit form.
+using Fwd8x8Fn = void(const Vek16s* src, Vek16s* dst);
+using Fwd8x8To32Fn = void(const Vek16s* src, Vek32s* dst);
+
+struct EncodeTransformTable {
+    FwdQuant4x4Fn* fwd_quant4x4;
+    Quant8x8Fn* quant8x8;
+    Fwd8x8Fn* fwd8x8;
+    Fwd8x8To32Fn* fwd8x8_32;
+};
+
+// The reference 8x8 transforms; the SSE4.1 kernels fall back on them for
+// values outside -256..255.
+void fwd8x8_c(const Vek16s* src, Vek16s* dst);
+void fwd8x8_32_c(const Vek16s* src, Vek32s* dst);
+
+// Reference kernels in every slot, then the overrides of each level in `flags`.
+EncodeTransformTable make_encode_transform_table(CpuFlags flags);
+// The table of this CPU, built once at load.
+const EncodeTransformTable& encode_transform_kernels();
+
+void init_encode_transform_table_sse41(EncodeTransformTable& table);
+void init_encode_transform_table_avx2(EncodeTransformTable& table);
 
 }  // namespace vek::h264

@@ -1,0 +1,217 @@
+// AVX2 encoder transform kernels. The 4x4 core runs in 128-bit registers
+// (transform_quant_128.h), the quantiser on 16 levels per 256-bit register.
+// The 8x8 transform of 8-bit residuals keeps two rows of 16-bit values per
+// register; wider values take 32-bit lanes, one row of the block per
+// register, exact for every 16-bit input.
+#include "h264/transform_quant.h"
+#include "h264/x86/transform_quant_128.h"
+
+namespace vek::h264 {
+
+namespace {
+
+inline __m256i load256(const Vek16s* p) { return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p)); }
+inline __m256i const256(const void* p) { return _mm256_load_si256(static_cast<const __m256i*>(p)); }
+
+// quant8_128 on 16 lanes; the unpacks and the pack stay within each 128-bit
+// half, so the levels keep their order.
+inline __m256i quant16_256(__m256i c, __m256i f, __m256i round, __m128i shift) {
+    const __m256i a = _mm256_abs_epi16(c);
+    const __m256i lo = _mm256_mullo_epi16(a, f);
+    const __m256i hi = _mm256_add_epi16(_mm256_mulhi_epi16(a, f), _mm256_and_si256(f, _mm256_srai_epi16(a, 15)));
+    const __m256i p0 = _mm256_sra_epi32(_mm256_add_epi32(_mm256_unpacklo_epi16(lo, hi), round), shift);
+    const __m256i p1 = _mm256_sra_epi32(_mm256_add_epi32(_mm256_unpackhi_epi16(lo, hi), round), shift);
+    const __m256i low = const256(kConsts.low16);
+    return _mm256_sign_epi16(_mm256_packus_epi32(_mm256_and_si256(p0, low), _mm256_and_si256(p1, low)), c);
+}
+
+// Bits set in a 32-bit mask.
+inline int count32(unsigned m) {
+    m = m - ((m >> 1) & 0x55555555u);
+    m = (m & 0x33333333u) + ((m >> 2) & 0x33333333u);
+    m = (m + (m >> 4)) & 0x0F0F0F0Fu;
+    return static_cast<int>((m * 0x01010101u) >> 24);
+}
+
+inline Vek32s max_lane_256(__m256i v) {
+    return max_lane_128(_mm_max_epi16(_mm256_castsi256_si128(v), _mm256_extracti128_si256(v, 1)));
+}
+
+Vek32s fwd_quant4x4_avx2(const Vek16s* src, Vek16s* dst, const QuantArgs* args, const Vek16s* scan, Vek32s* last) {
+    // The core in two 128-bit registers (a form with the whole block in one
+    // register, byte shuffles and multiplies in place of the transposes, ran
+    // no faster), then the quantiser on all 16 values at once.
+    __m128i a, b;
+    fwd4x4_128(src, a, b);
+    const __m256i c = _mm256_inserti128_si256(_mm256_castsi128_si256(a), b, 1);
+    const __m256i q = quant16_256(c, load256(args->factors), _mm256_set1_epi32(args->round),
+                                  _mm_cvtsi32_si128(args->shift));
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(dst), q);
+    const __m256i z = _mm256_cmpeq_epi16(q, _mm256_setzero_si256());
+    // One bit per level, at the even places of the byte mask.
+    const unsigned nz = ~static_cast<unsigned>(_mm256_movemask_epi8(z)) & 0x55555555u;
+    *last = max_lane_256(_mm256_max_epi16(_mm256_setzero_si256(), _mm256_andnot_si256(z, load256(scan))));
+    const Vek32s n = count32(nz);
+    // A negative count tells the caller that the DC level is present.
+    return (nz & 1) ? -n : n;
+}
+
+Vek32s quant8x8_avx2(const Vek16s* src, Vek16s* dst, const QuantArgs* args, const Vek16s* scan, Vek32s* last) {
+    const Vek16s* factors = args->factors;
+    const __m256i r = _mm256_set1_epi32(args->round);
+    const __m128i s = _mm_cvtsi32_si128(args->shift);
+    __m256i best = _mm256_setzero_si256();
+    unsigned zeros = 0;
+    for (int i = 0; i < 64; i += 16) {
+        const __m256i q = quant16_256(load256(src + i), load256(factors + i), r, s);
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(dst + i), q);
+        const __m256i z = _mm256_cmpeq_epi16(q, _mm256_setzero_si256());
+        zeros += count32(static_cast<unsigned>(_mm256_movemask_epi8(z)));
+        best = _mm256_max_epi16(best, _mm256_andnot_si256(z, load256(scan + i)));
+    }
+    *last = max_lane_256(best);
+    return 64 - static_cast<Vek32s>(zeros / 2);
+}
+
+// ---- 8x8 transform in 32-bit lanes ----------------------------------------------
+
+struct Lanes32x8 {
+    using Reg = __m256i;
+    static Reg add(Reg a, Reg b) { return _mm256_add_epi32(a, b); }
+    static Reg sub(Reg a, Reg b) { return _mm256_sub_epi32(a, b); }
+    static Reg sra1(Reg a) { return _mm256_srai_epi32(a, 1); }
+    static Reg sra2(Reg a) { return _mm256_srai_epi32(a, 2); }
+};
+
+void transpose8x8_256(__m256i (&r)[8]) {
+    __m256i t[8], u[8];
+    for (int k = 0; k < 8; k += 2) {
+        t[k] = _mm256_unpacklo_epi32(r[k], r[k + 1]);
+        t[k + 1] = _mm256_unpackhi_epi32(r[k], r[k + 1]);
+    }
+    for (int k = 0; k < 8; k += 4) {
+        u[k] = _mm256_unpacklo_epi64(t[k], t[k + 2]);
+        u[k + 1] = _mm256_unpackhi_epi64(t[k], t[k + 2]);
+        u[k + 2] = _mm256_unpacklo_epi64(t[k + 1], t[k + 3]);
+        u[k + 3] = _mm256_unpackhi_epi64(t[k + 1], t[k + 3]);
+    }
+    // u[k] holds columns k and k + 4 of rows 0-3 (k < 4) or 4-7 (k >= 4).
+    for (int k = 0; k < 4; ++k) {
+        r[k] = _mm256_permute2x128_si256(u[k], u[k + 4], 0x20);
+        r[k + 4] = _mm256_permute2x128_si256(u[k], u[k + 4], 0x31);
+    }
+}
+
+void fwd8x8_32bit(const Vek16s* src, __m256i (&r)[8]) {
+    for (int k = 0; k < 8; ++k)
+        r[k] = _mm256_cvtepi16_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(src + 8 * k)));
+    transpose8x8_256(r);
+    fwd8_pass<Lanes32x8>(r);
+    transpose8x8_256(r);
+    fwd8_pass<Lanes32x8>(r);
+}
+
+// ---- 8x8 transform of 8-bit residuals in pairs of rows ---------------------------
+//
+// Each register holds two vectors of eight 16-bit lanes. The transpose takes
+// rows (r0 | r4), (r1 | r5), (r2 | r6), (r3 | r7) to the columns the row pass
+// wants, (c0 | c1), (c2 | c3), (c5 | c4), (c7 | c6); the butterfly pairs the
+// first with the last and the second with the third, so half its steps serve
+// two outputs, and swapping the halves of a register stands in for the rest.
+// Its outputs (x0 | x4), (x1 | x5), (x2 | x6), (x3 | x7) have the layout of
+// the rows, so the same transpose prepares the column pass.
+
+inline __m256i swap_halves(__m256i v) { return _mm256_permute4x64_epi64(v, 0x4E); }
+
+inline void transpose8x8_pairs(__m256i (&v)[4]) {
+    const __m256i t0 = _mm256_unpacklo_epi16(v[0], v[1]), t1 = _mm256_unpackhi_epi16(v[0], v[1]);
+    const __m256i t2 = _mm256_unpacklo_epi16(v[2], v[3]), t3 = _mm256_unpackhi_epi16(v[2], v[3]);
+    // Columns 2k and 2k + 1: rows 0-3 of each in the low half, rows 4-7 in the high half.
+    const __m256i u0 = _mm256_unpacklo_epi32(t0, t2), u1 = _mm256_unpackhi_epi32(t0, t2);
+    const __m256i u2 = _mm256_unpacklo_epi32(t1, t3), u3 = _mm256_unpackhi_epi32(t1, t3);
+    v[0] = _mm256_permute4x64_epi64(u0, 0xD8);  // (c0 | c1)
+    v[1] = _mm256_permute4x64_epi64(u1, 0xD8);  // (c2 | c3)
+    v[2] = _mm256_permute4x64_epi64(u2, 0x8D);  // (c5 | c4)
+    v[3] = _mm256_permute4x64_epi64(u3, 0x8D);  // (c7 | c6)
+}
+
+// The 8-point butterfly on (x0 | x1), (x2 | x3), (x5 | x4), (x7 | x6); the
+// results come back as (y0 | y4), (y1 | y5), (y2 | y6), (y3 | y7).
+inline void fwd8_pass_pairs(__m256i (&v)[4]) {
+    const __m256i plus_minus = const256(kConsts.plus_minus), minus_plus = const256(kConsts.minus_plus);
+    const __m256i s01 = _mm256_add_epi16(v[0], v[3]), d01 = _mm256_sub_epi16(v[0], v[3]);  // s07 s16, d07 d16
+    const __m256i s23 = _mm256_add_epi16(v[1], v[2]), d23 = _mm256_sub_epi16(v[1], v[2]);  // s25 s34, d25 d34
+    const __m256i s32 = swap_halves(s23);                                                   // s34 s25
+    const __m256i a01 = _mm256_add_epi16(s01, s32), a23 = _mm256_sub_epi16(s01, s32);      // a0 a1, a2 a3
+    const __m256i y04 = _mm256_add_epi16(swap_halves(a01), _mm256_sign_epi16(a01, plus_minus));
+    const __m256i y26 =
+        _mm256_add_epi16(_mm256_srai_epi16(swap_halves(a23), 1), _mm256_sign_epi16(a23, plus_minus));
+    const __m256i h01 = _mm256_add_epi16(d01, _mm256_srai_epi16(d01, 1));  // d + d / 2 of d07, d16
+    const __m256i h23 = _mm256_add_epi16(d23, _mm256_srai_epi16(d23, 1));  // of d25, d34
+    const __m256i d10 = swap_halves(d01);                                   // d16 d07
+    // a4 a6 = h07 + d16 + d25, -h16 + d07 + d34; a7 a5 = h34 + d16 - d25, -h25 + d07 - d34.
+    const __m256i a46 = _mm256_add_epi16(_mm256_add_epi16(_mm256_sign_epi16(h01, plus_minus), d10), d23);
+    const __m256i a75 =
+        _mm256_sub_epi16(_mm256_add_epi16(_mm256_sign_epi16(swap_halves(h23), plus_minus), d10), d23);
+    const __m256i y15 = _mm256_add_epi16(a46, _mm256_sign_epi16(_mm256_srai_epi16(a75, 2), plus_minus));
+    const __m256i y73 = _mm256_add_epi16(_mm256_srai_epi16(a46, 2), _mm256_sign_epi16(a75, minus_plus));
+    v[0] = y04, v[1] = y15, v[2] = y26, v[3] = swap_halves(y73);
+}
+
+// Blocks with wider values, out of the way of the usual path.
+[[gnu::noinline, gnu::cold]] void fwd8x8_wide(const Vek16s* src, Vek16s* dst16, Vek32s* dst32) {
+    __m256i w[8];
+    fwd8x8_32bit(src, w);
+    if (dst32) {
+        for (int k = 0; k < 8; ++k) _mm256_storeu_si256(reinterpret_cast<__m256i*>(dst32 + 8 * k), w[k]);
+        return;
+    }
+    // Each value cut to its low 16 bits; the in-lane pack leaves the rows'
+    // quarters in the order 0 2 1 3.
+    const __m256i low = _mm256_set1_epi32(0xFFFF);
+    for (int k = 0; k < 8; k += 2) {
+        const __m256i p = _mm256_packus_epi32(_mm256_and_si256(w[k], low), _mm256_and_si256(w[k + 1], low));
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(dst16 + 8 * k), _mm256_permute4x64_epi64(p, 0xD8));
+    }
+}
+
+void fwd8x8_pairs(const Vek16s* src, Vek16s* dst16, Vek32s* dst32) {
+    const auto row = [src](int r) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(src + 8 * r)); };
+    __m256i v[4];
+    for (int k = 0; k < 4; ++k) v[k] = _mm256_inserti128_si256(_mm256_castsi128_si256(row(k)), row(k + 4), 1);
+    // Every value within -256..255: (x + 256) has no bit above the ninth.
+    const __m256i bias = const256(kConsts.bias);
+    const __m256i any = _mm256_or_si256(_mm256_or_si256(_mm256_add_epi16(v[0], bias), _mm256_add_epi16(v[1], bias)),
+                                        _mm256_or_si256(_mm256_add_epi16(v[2], bias), _mm256_add_epi16(v[3], bias)));
+    if (!_mm256_testz_si256(any, const256(kConsts.high_bits)))
+        return fwd8x8_wide(src, dst16, dst32);
+    transpose8x8_pairs(v);
+    fwd8_pass_pairs(v);
+    transpose8x8_pairs(v);
+    fwd8_pass_pairs(v);
+    // v[k] holds output rows k and k + 4.
+    for (int k = 0; k < 4; ++k) {
+        const __m128i lo = _mm256_castsi256_si128(v[k]), hi = _mm256_extracti128_si256(v[k], 1);
+        if (dst32) {
+            _mm256_storeu_si256(reinterpret_cast<__m256i*>(dst32 + 8 * k), _mm256_cvtepi16_epi32(lo));
+            _mm256_storeu_si256(reinterpret_cast<__m256i*>(dst32 + 8 * (k + 4)), _mm256_cvtepi16_epi32(hi));
+        } else {
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(dst16 + 8 * k), lo);
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(dst16 + 8 * (k + 4)), hi);
+        }
+    }
+}
+
+void fwd8x8_avx2(const Vek16s* src, Vek16s* dst) { fwd8x8_pairs(src, dst, nullptr); }
+void fwd8x8_32_avx2(const Vek16s* src, Vek32s* dst) { fwd8x8_pairs(src, nullptr, dst); }
+
+}  // namespace
+
+void init_encode_transform_table_avx2(EncodeTransformTable& t) {
+    t.fwd_quant4x4 = fwd_quant4x4_avx2;
+    t.quant8x8 = quant8x8_avx2;
+    t.fwd8x8 = fwd8x8_avx2;
+    t.fwd8x8_32 = fwd8x8_32_avx2;
+}
+
+}  // namespace vek::h264
