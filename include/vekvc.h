@@ -456,8 +456,10 @@ VEKVC_API VekStatus vekiReconstructChromaInter4x4MB_H264_16s8u_P2R(Vek16s** ppSr
  * standard's 8x8 prediction does (a missing top-right repeats the last
  * sample above), a missing side reads 2^(bitDepth - 1) and the status stays
  * vekStsOk. Lossless, a block predicted vertically (horizontally) sums its
- * levels down the columns (along the rows). Checks: null pointers, then as
- * the inter forms, then a mode above 8: vekStsOutOfRangeErr, nothing written. */
+ * levels down the columns (along the rows). The ...MB_H264_16s8u forms take
+ * the arguments of the inter MB forms (cbp4x4 likewise). Checks: null
+ * pointers, then as the inter forms, then a mode above 8:
+ * vekStsOutOfRangeErr, nothing written. */
 VEKVC_API VekStatus vekiReconstructLumaIntra4x4_H264High_32s16u_IP1R(const VekH264HighMBParam* pParam,
                                                                     const Vek32s* pMBIntraTypes, Vek8u edgeType);
 VEKVC_API VekStatus vekiReconstructLumaIntra8x8_H264High_32s16u_IP1R(const VekH264HighMBParam* pParam,

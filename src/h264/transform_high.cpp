@@ -121,9 +121,15 @@ TransformHighTable make_transform_high_table(CpuFlags flags) {
     return t;
 }
 
-const TransformHighTable& transform_high_kernels() {
-    static const TransformHighTable table = make_transform_high_table(cpu_flags());
-    return table;
-}
+namespace {
+
+// Built once while the library loads, never changed afterwards: a plain
+// global spares the per-call guard of a function-local static on the
+// macroblock paths.
+const TransformHighTable kTransformHighKernels = make_transform_high_table(cpu_flags());
+
+}  // namespace
+
+const TransformHighTable& transform_high_kernels() { return kTransformHighKernels; }
 
 }  // namespace vek::h264

@@ -130,9 +130,10 @@ void chroma_trial(std::mt19937& rng, int rows, Kind kind, int trial) {
             else if (kind == kIntra)
                 st = vekiReconstructChromaIntra4x4MB_H264_16s8u_P2R(&p, u, v, kStep, mode, cbp, pl[0].qp, pl[1].qp, e,
                                                                     tu, tv, bypass);
-            else
-                st = vekiReconstructChromaIntraHalfs4x4MB_H264_16s8u_P2R(&p, u, v, kStep, mode, cbp, pl[0].qp,
-                                                                         pl[1].qp, e, eb, tu, tv, bypass);
+            else  // the second name on every other trial
+                st = (trial & 16 ? vekiReconstructChromaIntraHalves4x4MB_H264_16s8u_P2R
+                                 : vekiReconstructChromaIntraHalfs4x4MB_H264_16s8u_P2R)(
+                    &p, u, v, kStep, mode, cbp, pl[0].qp, pl[1].qp, e, eb, tu, tv, bypass);
         } else {
             VekH264HighMBParam_8u prm[2];
             for (int c = 0; c < 2; ++c)
@@ -166,8 +167,10 @@ void chroma_trial(std::mt19937& rng, int rows, Kind kind, int trial) {
     ASSERT_EQ(got[1], want[1]) << trial << " rows " << rows << " kind " << kind << " mode " << mode;
 }
 
-// Checks of the 4:2:2 and Half chroma forms, U's record before V's; nothing
-// is written when they fail.
+// Checks of the chroma intra and 4:2:2 forms: the records, U's before V's
+// (null, step, QP limit 45 at 9 bits or 39), then the mode: out of range,
+// then its neighbours; the Half forms offer DC and vertical only. Nothing is
+// written when they fail.
 TEST(HighChroma, ChecksInOrder) {
     std::vector<Vek32s> b32(512);
     std::vector<Vek16s> b16(512);
@@ -177,32 +180,40 @@ TEST(HighChroma, ChecksInOrder) {
     const auto pic80 = pic8;
     Vek32s *p = b32.data(), *none = nullptr;
     Vek16s* q = b16.data();
-    const Vek16s table[16] = {};
-    const VekH264HighMBParam ok = param(&p, pic.data() + kMb, 0x1FF, 45, table, 0, 9);
-    const VekH264HighMBParam bad[] = {param(&none, pic.data() + kMb, 1, 0, table, 0, 9),
-                                      VekH264HighMBParam{&p, pic.data() + kMb, 0, 1, 46, table, 0, 9},
-                                      param(&p, pic.data() + kMb, 1, 46, table, 0, 9)};
+    Vek16u* mb = pic.data() + kMb;
+    Vek8u* mb8 = pic8.data() + kMb;
+    const Vek16s t[16] = {};
+    const VekH264HighMBParam ok = param(&p, mb, 0x1FF, 45, t, 0, 9);
+    const VekH264HighMBParam bad[] = {param(&none, mb, 1, 0, t, 0, 9), VekH264HighMBParam{&p, mb, 0, 1, 46, t, 0, 9},
+                                      param(&p, mb, 1, 46, t, 0, 9)};
+    const VekH264HighMBParam_8u ok8{&q, mb8, kStep, 0x1FF, 39, t, 0, 0};
+    const VekH264HighMBParam_8u bad8[] = {
+        {&q, nullptr, kStep, 1, 0, t, 0, 0}, {&q, mb8, 0, 1, 40, t, 0, 0}, {&q, mb8, kStep, 1, 40, t, 0, 16}};
     const VekStatus want[] = {vekStsNullPtrErr, vekStsStepErr, vekStsOutOfRangeErr};
     for (int i = 0; i < 3; ++i) {
-        const VekH264HighMBParam* v_bad[2] = {&ok, &bad[i]};
-        EXPECT_EQ(vekiReconstructChroma422Inter4x4_H264High_32s16u_IP2R(v_bad, 16, 16), want[i]);
-        EXPECT_EQ(vekiReconstructChroma422Intra4x4_H264High_32s16u_IP2R(v_bad, 9, VEKVC_TOP_EDGE, 16, 16), want[i]);
-        EXPECT_EQ(vekiReconstructChroma422IntraHalf4x4_H264High_32s16u_IP2R(v_bad, 9, 4, 0, 16, 16), want[i]);
-        EXPECT_EQ(vekiReconstructChromaIntraHalf4x4_H264High_32s16u_IP2R(v_bad, 9, 4, 0), want[i]);
+        const VekH264HighMBParam* v[2] = {&ok, &bad[i]};
+        const VekH264HighMBParam_8u* v8[2] = {&ok8, &bad8[i]};
+        const VekStatus got[] = {vekiReconstructChroma422Inter4x4_H264High_32s16u_IP2R(v, 16, 16),
+                                 vekiReconstructChroma422Intra4x4_H264High_32s16u_IP2R(v, 9, 4, 16, 16),
+                                 vekiReconstructChroma422IntraHalf4x4_H264High_32s16u_IP2R(v, 9, 4, 0, 16, 16),
+                                 vekiReconstructChromaIntra4x4_H264High_32s16u_IP2R(v, 9, 4),
+                                 vekiReconstructChromaIntraHalf4x4_H264High_32s16u_IP2R(v, 9, 4, 0),
+                                 vekiReconstructChroma422Inter4x4_H264High_16s8u_IP2R(v8, 16, 16),
+                                 vekiReconstructChroma422Intra4x4_H264High_16s8u_IP2R(v8, 9, 4, 16, 16),
+                                 vekiReconstructChroma422IntraHalf4x4_H264High_16s8u_IP2R(v8, 9, 4, 0, 16, 16)};
+        for (VekStatus g : got) EXPECT_EQ(g, want[i]) << i;
     }
-    const VekH264HighMBParam_8u ok8{&q, pic8.data() + kMb, kStep, 0x1FF, 39, table, 0, 0};
-    const VekH264HighMBParam_8u bad8[] = {{&q, nullptr, kStep, 1, 0, table, 0, 0},
-                                          {&q, pic8.data() + kMb, 0, 1, 40, table, 0, 0},
-                                          {&q, pic8.data() + kMb, kStep, 1, 40, table, 0, 16}};
-    for (int i = 0; i < 3; ++i) {
-        const VekH264HighMBParam_8u* v_bad[2] = {&ok8, &bad8[i]};
-        EXPECT_EQ(vekiReconstructChroma422Inter4x4_H264High_16s8u_IP2R(v_bad, 16, 16), want[i]);
-        EXPECT_EQ(vekiReconstructChroma422Intra4x4_H264High_16s8u_IP2R(v_bad, 9, VEKVC_TOP_EDGE, 16, 16), want[i]);
-        EXPECT_EQ(vekiReconstructChroma422IntraHalf4x4_H264High_16s8u_IP2R(v_bad, 9, 4, 0, 16, 16), want[i]);
+    EXPECT_EQ(vekiReconstructChromaIntra4x4_H264High_32s16u_IP2R(nullptr, 0, 0), vekStsNullPtrErr);
+    const auto mb8form = [&](bool half, Vek32u mode, Vek32u qpv, Vek8u edge, const Vek16s* tv) {
+        return half ? vekiReconstructChromaIntraHalfs4x4MB_H264_16s8u_P2R(&q, mb8, mb8 + 8, kStep, mode, 0x7FE0000, 0,
+                                                                          qpv, edge, 0, t, tv, 0)
+                    : vekiReconstructChromaIntra4x4MB_H264_16s8u_P2R(&q, mb8, mb8 + 8, kStep, mode, 0x7FE0000, 0, qpv,
+                                                                     edge, t, tv, 0);
+    };
+    for (bool half : {false, true}) {
+        EXPECT_EQ(mb8form(half, 9, 40, 4, nullptr), vekStsNullPtrErr);
+        EXPECT_EQ(mb8form(half, 9, 40, 4, t), vekStsOutOfRangeErr);
     }
-    EXPECT_EQ(vekiReconstructChroma422Inter4x4_H264High_16s8u_IP2R(nullptr, 16, 16), vekStsNullPtrErr);
-    // Modes: out of range, then the mode's neighbours; the Half forms offer DC
-    // and vertical only.
     const VekH264HighMBParam* good[2] = {&ok, &ok};
     const VekH264HighMBParam_8u* good8[2] = {&ok8, &ok8};
     const struct {
@@ -211,23 +222,21 @@ TEST(HighChroma, ChecksInOrder) {
         VekStatus full, half;
     } modes[] = {{4, 0, vekStsOutOfRangeErr, vekStsNeighbourUnavailableErr},
                  {1, 0, vekStsOk, vekStsNeighbourUnavailableErr},
+                 {1, VEKVC_LEFT_EDGE, vekStsNeighbourUnavailableErr, vekStsNeighbourUnavailableErr},
                  {3, VEKVC_TOP_LEFT_EDGE, vekStsNeighbourUnavailableErr, vekStsNeighbourUnavailableErr},
                  {2, VEKVC_TOP_EDGE, vekStsNeighbourUnavailableErr, vekStsNeighbourUnavailableErr}};
     for (const auto& m : modes) {
         if (m.full != vekStsOk) {
             EXPECT_EQ(vekiReconstructChroma422Intra4x4_H264High_32s16u_IP2R(good, m.mode, m.edge, 16, 16), m.full);
             EXPECT_EQ(vekiReconstructChroma422Intra4x4_H264High_16s8u_IP2R(good8, m.mode, m.edge, 16, 16), m.full);
+            EXPECT_EQ(vekiReconstructChromaIntra4x4_H264High_32s16u_IP2R(good, m.mode, m.edge), m.full);
+            EXPECT_EQ(mb8form(false, m.mode, 0, m.edge, t), m.full);
         }
         EXPECT_EQ(vekiReconstructChroma422IntraHalf4x4_H264High_32s16u_IP2R(good, m.mode, m.edge, 0, 16, 16), m.half);
         EXPECT_EQ(vekiReconstructChroma422IntraHalf4x4_H264High_16s8u_IP2R(good8, m.mode, m.edge, 0, 16, 16), m.half);
         EXPECT_EQ(vekiReconstructChromaIntraHalf4x4_H264High_32s16u_IP2R(good, m.mode, m.edge, 0), m.half);
-        EXPECT_EQ(vekiReconstructChromaIntraHalfs4x4MB_H264_16s8u_P2R(&q, pic8.data() + kMb, pic8.data() + kMb, kStep,
-                                                                     m.mode, 0x7FE0000, 0, 0, m.edge, 0, table, table, 0),
-                  m.half);
+        EXPECT_EQ(mb8form(true, m.mode, 0, m.edge, t), m.half);
     }
-    EXPECT_EQ(vekiReconstructChromaIntraHalves4x4MB_H264_16s8u_P2R(&q, pic8.data() + kMb, pic8.data() + kMb, kStep, 0,
-                                                                  0x7FE0000, 40, 0, 0, 0, table, table, 0),
-              vekStsOutOfRangeErr);
     EXPECT_EQ(pic, pic0);
     EXPECT_EQ(pic8, pic80);
     EXPECT_EQ(p, b32.data());

@@ -101,23 +101,6 @@ TEST(HighIntra, ChecksInOrder) {
         EXPECT_EQ(vekiReconstructLumaIntra4x4_H264High_32s16u_IP1R(c.prm, c.modes, 0), c.want);
         EXPECT_EQ(vekiReconstructLumaIntra8x8_H264High_32s16u_IP1R(c.prm, c.modes, 0), c.want);
     }
-    // Chroma: QP limit 45 at 9 bits, the mode's range, then its neighbours.
-    const VekH264HighMBParam qp46 = param(&p, mb, 1, 46, table, 0, 9);
-    const VekH264HighMBParam* good[2] = {&ok, &ok};
-    const VekH264HighMBParam* v_bad[2] = {&ok, &qp46};
-    const struct {
-        const VekH264HighMBParam* const* prms;
-        Vek32u mode;
-        Vek8u edge;
-        VekStatus want;
-    } chroma[] = {{nullptr, 0, 0, vekStsNullPtrErr},
-                  {v_bad, 7, VEKVC_TOP_EDGE, vekStsOutOfRangeErr},
-                  {good, 4, VEKVC_TOP_EDGE, vekStsOutOfRangeErr},
-                  {good, 2, VEKVC_TOP_EDGE, vekStsNeighbourUnavailableErr},
-                  {good, 1, VEKVC_LEFT_EDGE, vekStsNeighbourUnavailableErr},
-                  {good, 3, VEKVC_TOP_LEFT_EDGE, vekStsNeighbourUnavailableErr}};
-    for (const auto& c : chroma)
-        EXPECT_EQ(vekiReconstructChromaIntra4x4_H264High_32s16u_IP2R(c.prms, c.mode, c.edge), c.want);
     EXPECT_EQ(pic, untouched);
     EXPECT_EQ(p, buf.data());
 
@@ -139,14 +122,6 @@ TEST(HighIntra, ChecksInOrder) {
         EXPECT_EQ(fn(&q, y8, kStep, modes, 2, 52, 0, table), vekStsOutOfRangeErr);
         EXPECT_EQ(fn(&q, y8, kStep, bad_mode, 2, 51, 0, table), vekStsOutOfRangeErr);
     }
-    const auto chroma8 = [&](Vek32u mode, Vek32u qpv, Vek8u edge, const Vek16s* tv) {
-        return vekiReconstructChromaIntra4x4MB_H264_16s8u_P2R(&q, y8, y8 + 8, kStep, mode, 0x7FE0000, 0, qpv, edge,
-                                                              table, tv, 0);
-    };
-    EXPECT_EQ(chroma8(7, 40, 0, nullptr), vekStsNullPtrErr);
-    EXPECT_EQ(chroma8(7, 40, 0, table), vekStsOutOfRangeErr);
-    EXPECT_EQ(chroma8(4, 39, 0, table), vekStsOutOfRangeErr);
-    EXPECT_EQ(chroma8(3, 39, VEKVC_TOP_LEFT_EDGE, table), vekStsNeighbourUnavailableErr);
     EXPECT_EQ(y, y_untouched);
     EXPECT_EQ(q, b16.data());
 }

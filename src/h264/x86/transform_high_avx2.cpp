@@ -229,8 +229,8 @@ Vek32s* mb_inter4x4_16u_avx2(Vek32s* levels, Vek16u* plane, Vek32s step, Vek32u 
 
 struct Scale8x8 {
     Scaling q;
-    __m256i even4[4], odd4[4];  // rows i | i + 4
-    __m256i even[8], odd[8];    // row y in both lanes
+    const Vek16s* table;
+    __m256i even[8], odd[8];  // row y in both lanes
 };
 
 inline __m256i two_rows(const Vek16s* p, int a, int b) {
@@ -241,12 +241,8 @@ inline __m256i two_rows(const Vek16s* p, int a, int b) {
 inline Scale8x8 scale8x8(const Vek16s* scale, Vek32s qp) {
     Scale8x8 f;
     f.q = scaling(qp, 6);
+    f.table = scale;
     const __m256i even_mask = _mm256_set1_epi32(0xFFFF);
-    for (int i = 0; i < 4; ++i) {
-        const __m256i r = two_rows(scale, 8 * i, 8 * (i + 4));
-        f.even4[i] = _mm256_and_si256(r, even_mask);
-        f.odd4[i] = _mm256_andnot_si256(even_mask, r);
-    }
     for (int y = 0; y < 8; ++y) {
         const __m256i r = two_rows(scale, 8 * y, 8 * y);
         f.even[y] = _mm256_and_si256(r, even_mask);
@@ -265,11 +261,12 @@ inline __m256i rescale(__m256i p, const Scaling& q) {
 // that both transposes stay inside the lanes but the last step.
 template <bool Shrink>
 void block8x8_8u(const Vek16s* levels, Vek8u* blk, Vek32s step, const Scale8x8& f) {
+    const __m256i even_mask = _mm256_set1_epi32(0xFFFF);
     __m256i ev[4], od[4];
     for (int i = 0; i < 4; ++i) {
-        const __m256i l = two_rows(levels, 8 * i, 8 * (i + 4));
-        ev[i] = rescale<Shrink>(_mm256_madd_epi16(l, f.even4[i]), f.q);
-        od[i] = rescale<Shrink>(_mm256_madd_epi16(l, f.odd4[i]), f.q);
+        const __m256i l = two_rows(levels, 8 * i, 8 * (i + 4)), s = two_rows(f.table, 8 * i, 8 * (i + 4));
+        ev[i] = rescale<Shrink>(_mm256_madd_epi16(l, _mm256_and_si256(s, even_mask)), f.q);
+        od[i] = rescale<Shrink>(_mm256_madd_epi16(l, _mm256_andnot_si256(even_mask, s)), f.q);
     }
     // Coefficient x of rows 0-3 | of rows 4-7.
     transpose4_lanes(ev, Unpack256{});
