@@ -69,6 +69,23 @@ const bool kKernelCases = [] {
             const Vek16s dc = 320;
             t.chroma(in.pred.data(), kStride, in.levels(), &dc, 1, in.dst.data(), kStride, 28);
         });
+        // Pairs: two blocks' levels (the eight blocks taken two by two) on an 8x4 area.
+        add("BM_residual/no_dc2" + suffix, [t](Inputs& in) {
+            Vek16s* l = in.levels();
+            in.levels();
+            t.no_dc2(in.pred.data(), kStride, l, in.dst.data(), kStride, 28);
+        });
+        add("BM_residual/dc_ac2" + suffix, [t](Inputs& in) {
+            static constexpr Vek16s kDc[2] = {320, -96};
+            Vek16s* l = in.levels();
+            in.levels();
+            t.dc_ac2(in.pred.data(), kStride, l, kDc, in.dst.data(), kStride, 28);
+        });
+        add("BM_residual/no_ac2" + suffix, [t](Inputs& in) {
+            static constexpr Vek16s kDc[2] = {320, -96};
+            t.no_ac2(in.pred.data(), kStride, kDc, in.dst.data(), kStride);
+        });
+        add("BM_residual/luma_dc" + suffix, [t](Inputs& in) { t.luma_dc(in.levels(), 28); });
     }
     return true;
 }();

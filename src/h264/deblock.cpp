@@ -352,10 +352,6 @@ DeblockTable make_deblock_table(CpuFlags flags) {
     return t;
 }
 
-namespace {
 const DeblockTable kDeblockKernels = make_deblock_table(cpu_flags());
-}  // namespace
-
-const DeblockTable& deblock_kernels() { return kDeblockKernels; }
 
 }  // namespace vek::h264

@@ -50,8 +50,11 @@ struct DeblockTable {
 // Reference kernels in every slot, then the overrides of each level in `flags`.
 DeblockTable make_deblock_table(CpuFlags flags);
 
-// The table of this CPU, built once while the library loads.
-const DeblockTable& deblock_kernels();
+// The table of this CPU, built once while the library loads and never changed
+// afterwards. The shells read it in place: a call to an accessor in another
+// file costs every macroblock call a few cycles for nothing.
+extern const DeblockTable kDeblockKernels;
+inline const DeblockTable& deblock_kernels() { return kDeblockKernels; }
 
 // Clip bound of a 16-bit call: (1 << bitDepth) - 1 with the shift count taken
 // modulo 32, so that no bit depth makes the shift undefined.

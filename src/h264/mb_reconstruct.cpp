@@ -91,12 +91,26 @@ VekStatus vekiReconstructLumaInterMB_H264_16s8u_C1R(Vek16s** ppSrcCoeff, Vek8u* 
     if (QP > 51) return vekStsOutOfRangeErr;
     if (!(cbp4x4 & kLumaBits)) return vekStsOk;
     const ResidualTable& res = residual_kernels();
+    const Vek32s qp = static_cast<Vek32s>(QP);
     Vek16s* coeffs = *ppSrcCoeff;
-    for (int n = 0; n < 16; ++n) {
-        if (!(cbp4x4 & (2u << n))) continue;
+    // Blocks 2k and 2k + 1 sit side by side; a pair both coded is one call.
+    for (int n = 0; n < 16; n += 2) {
         Vek8u* blk = block_at(pSrcDstY, srcDstStep, n);
-        res.no_dc(blk, srcDstStep, coeffs, blk, srcDstStep, static_cast<Vek32s>(QP));
-        coeffs += 16;
+        switch ((cbp4x4 >> (n + 1)) & 3) {
+        case 3:
+            res.no_dc2(blk, srcDstStep, coeffs, blk, srcDstStep, qp);
+            coeffs += 32;
+            break;
+        case 1:
+            res.no_dc(blk, srcDstStep, coeffs, blk, srcDstStep, qp);
+            coeffs += 16;
+            break;
+        case 2:
+            res.no_dc(blk + 4, srcDstStep, coeffs, blk + 4, srcDstStep, qp);
+            coeffs += 16;
+            break;
+        default: break;
+        }
     }
     *ppSrcCoeff = coeffs;
     return vekStsOk;
@@ -119,18 +133,31 @@ VekStatus vekiReconstructLumaIntra16x16MB_H264_16s8u_C1R(Vek16s** ppSrcCoeff, Ve
     Vek16s* coeffs = *ppSrcCoeff;
     const Vek16s* dcs = zeroArray;
     if (cbp4x4 & 1) {
-        transform_dequant_luma_dc(coeffs, static_cast<Vek32s>(QP));
+        res.luma_dc(coeffs, static_cast<Vek32s>(QP));
         dcs = coeffs;
         coeffs += 16;
     }
-    for (int n = 0; n < 16; ++n) {
+    const Vek32s qp = static_cast<Vek32s>(QP);
+    for (int n = 0; n < 16; n += 2) {
         Vek8u* blk = block_at(pSrcDstY, srcDstStep, n);
-        const Vek16s dc = dcs[(kBlockY[n] / 4) * 4 + kBlockX[n] / 4];
-        if (cbp4x4 & (2u << n)) {
-            res.dc_ac(blk, srcDstStep, coeffs, dc, blk, srcDstStep, static_cast<Vek32s>(QP));
+        // The DCs are in raster order of the blocks, so a pair's are adjacent.
+        const Vek16s* dc = dcs + (kBlockY[n] / 4) * 4 + kBlockX[n] / 4;
+        switch ((cbp4x4 >> (n + 1)) & 3) {
+        case 3:
+            res.dc_ac2(blk, srcDstStep, coeffs, dc, blk, srcDstStep, qp);
+            coeffs += 32;
+            break;
+        case 0: res.no_ac2(blk, srcDstStep, dc, blk, srcDstStep); break;
+        case 1:
+            res.dc_ac(blk, srcDstStep, coeffs, dc[0], blk, srcDstStep, qp);
+            res.no_ac(blk + 4, srcDstStep, dc[1], blk + 4, srcDstStep);
             coeffs += 16;
-        } else {
-            res.no_ac(blk, srcDstStep, dc, blk, srcDstStep);
+            break;
+        default:
+            res.no_ac(blk, srcDstStep, dc[0], blk, srcDstStep);
+            res.dc_ac(blk + 4, srcDstStep, coeffs, dc[1], blk + 4, srcDstStep, qp);
+            coeffs += 16;
+            break;
         }
     }
     *ppSrcCoeff = coeffs;
@@ -174,13 +201,29 @@ VekStatus vekiReconstructChromaInterMB_H264_16s8u_P2R(Vek16s** ppSrcCoeff, Vek8u
         coeffs += 4;
     }
     Vek8u* planes[2] = {pSrcDstU, pSrcDstV};
+    // All four blocks get their residual, even with a zero DC and no AC; the
+    // blocks 2k and 2k + 1 of a plane sit side by side and go as a pair.
     for (int c = 0; c < 2; ++c)
-        for (int b = 0; b < 4; ++b) {
-            // All four blocks go through the kernel, even with a zero DC and no AC.
-            Vek8u* blk = planes[c] + static_cast<std::ptrdiff_t>(b >> 1) * 4 * srcDstStep + (b & 1) * 4;
-            const Vek32s ac = (cbp4x4 >> (19 + 4 * c + b)) & 1;
-            res.chroma(blk, srcDstStep, ac ? coeffs : nullptr, &dcs[c][b], ac, blk, srcDstStep, qp);
-            if (ac) coeffs += 16;
+        for (int b = 0; b < 4; b += 2) {
+            Vek8u* blk = planes[c] + static_cast<std::ptrdiff_t>(b >> 1) * 4 * srcDstStep;
+            const Vek16s* dc = dcs[c] + b;
+            switch ((cbp4x4 >> (19 + 4 * c + b)) & 3) {
+            case 3:
+                res.dc_ac2(blk, srcDstStep, coeffs, dc, blk, srcDstStep, qp);
+                coeffs += 32;
+                break;
+            case 0: res.no_ac2(blk, srcDstStep, dc, blk, srcDstStep); break;
+            case 1:
+                res.dc_ac(blk, srcDstStep, coeffs, dc[0], blk, srcDstStep, qp);
+                res.no_ac(blk + 4, srcDstStep, dc[1], blk + 4, srcDstStep);
+                coeffs += 16;
+                break;
+            default:
+                res.no_ac(blk, srcDstStep, dc[0], blk, srcDstStep);
+                res.dc_ac(blk + 4, srcDstStep, coeffs, dc[1], blk + 4, srcDstStep, qp);
+                coeffs += 16;
+                break;
+            }
         }
     *ppSrcCoeff = coeffs;
     return vekStsOk;

@@ -116,9 +116,16 @@ Vek16s requantise(std::int64_t sum, std::int64_t qc, int qbits, std::int64_t fac
 }  // namespace
 
 ResidualTable make_residual_table(CpuFlags flags) {
-    ResidualTable t{residual_no_dc_c, residual_dc_ac_c, residual_no_ac_c, residual_chroma_c};
+    ResidualTable t{residual_no_dc_c,
+                    residual_dc_ac_c,
+                    residual_no_ac_c,
+                    residual_chroma_c,
+                    &residual_no_dc_pair<residual_no_dc_c>,
+                    &residual_dc_ac_pair<residual_dc_ac_c>,
+                    &residual_no_ac_pair<residual_no_ac_c>,
+                    transform_dequant_luma_dc};
     if constexpr (kSimdBuilt) apply_simd_levels(t, flags, init_residual_table_sse41, init_residual_table_avx2);
-    assert(t.no_dc && t.dc_ac && t.no_ac && t.chroma);
+    assert(t.no_dc && t.dc_ac && t.no_ac && t.chroma && t.no_dc2 && t.dc_ac2 && t.no_ac2 && t.luma_dc);
     return t;
 }
 
@@ -248,7 +255,7 @@ VekStatus vekiTransformDequantChromaDC_SISP_H264_16s_C1I(Vek16s* pSrcDst, const 
 VekStatus vekiTransformDequantLumaDC_H264_16s_C1I(Vek16s* pSrcDst, Vek32s QP) {
     if (!pSrcDst) return vekStsNullPtrErr;
     if (QP < 0 || QP >= kQpCount) return vekStsOutOfRangeErr;
-    transform_dequant_luma_dc(pSrcDst, QP);
+    residual_kernels().luma_dc(pSrcDst, QP);
     return vekStsOk;
 }
 

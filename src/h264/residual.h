@@ -108,11 +108,28 @@ using ResidualNoAcFn = void(const Vek8u* pred, Vek32s predStep, Vek16s dc, Vek8u
 using ResidualChromaFn = void(const Vek8u* pred, Vek32s predStep, Vek16s* coeffs, const Vek16s* dc, Vek32s ac,
                               Vek8u* dst, Vek32s dstStep, Vek32s qp);
 
+// Two blocks side by side, for the macroblock walks when both of a pair are
+// coded: the second block's samples start 4 bytes right of the first's in
+// pred and dst, its 16 levels follow the first's, and dc points at the two
+// DCs in block order. Each block gets exactly what the single form gives it.
+// pred and dst are the same 8x4 area or don't overlap.
+using ResidualNoDc2Fn = void(const Vek8u* pred, Vek32s predStep, Vek16s* coeffs, Vek8u* dst, Vek32s dstStep,
+                             Vek32s qp);
+using ResidualDcAc2Fn = void(const Vek8u* pred, Vek32s predStep, Vek16s* coeffs, const Vek16s* dc, Vek8u* dst,
+                             Vek32s dstStep, Vek32s qp);
+using ResidualNoAc2Fn = void(const Vek8u* pred, Vek32s predStep, const Vek16s* dc, Vek8u* dst, Vek32s dstStep);
+// The luma 16x16 DC transform of transform_dequant_luma_dc below, in place.
+using LumaDcFn = void(Vek16s* dc, Vek32s qp);
+
 struct ResidualTable {
     ResidualNoDcFn* no_dc;
     ResidualDcAcFn* dc_ac;
     ResidualNoAcFn* no_ac;
     ResidualChromaFn* chroma;
+    ResidualNoDc2Fn* no_dc2;
+    ResidualDcAc2Fn* dc_ac2;
+    ResidualNoAc2Fn* no_ac2;
+    LumaDcFn* luma_dc;
 };
 
 // Reference kernels in every slot, then the overrides of each level in `flags`.
@@ -136,6 +153,26 @@ void residual_chroma(const Vek8u* pred, Vek32s predStep, Vek16s* coeffs, const V
     }
     const Vek16s d = dc ? *dc : static_cast<Vek16s>(coeffs[0] * kLevelScale[qp].factor[0]);
     NoAc(pred, predStep, d, dst, dstStep);
+}
+
+// The pair forms as two calls of the single ones: the reference, and the
+// SSE4.1 level's, where one block fills a register.
+template <ResidualNoDcFn* NoDc>
+void residual_no_dc_pair(const Vek8u* pred, Vek32s predStep, Vek16s* coeffs, Vek8u* dst, Vek32s dstStep,
+                         Vek32s qp) {
+    NoDc(pred, predStep, coeffs, dst, dstStep, qp);
+    NoDc(pred + 4, predStep, coeffs + 16, dst + 4, dstStep, qp);
+}
+template <ResidualDcAcFn* DcAc>
+void residual_dc_ac_pair(const Vek8u* pred, Vek32s predStep, Vek16s* coeffs, const Vek16s* dc, Vek8u* dst,
+                         Vek32s dstStep, Vek32s qp) {
+    DcAc(pred, predStep, coeffs, dc[0], dst, dstStep, qp);
+    DcAc(pred + 4, predStep, coeffs + 16, dc[1], dst + 4, dstStep, qp);
+}
+template <ResidualNoAcFn* NoAc>
+void residual_no_ac_pair(const Vek8u* pred, Vek32s predStep, const Vek16s* dc, Vek8u* dst, Vek32s dstStep) {
+    NoAc(pred, predStep, dc[0], dst, dstStep);
+    NoAc(pred + 4, predStep, dc[1], dst + 4, dstStep);
 }
 
 // ---- DC transforms (no argument checks; qp 0..51) ------------------------------

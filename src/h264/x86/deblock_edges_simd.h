@@ -20,56 +20,56 @@ namespace {
 template <class O>
 using LumaWindow = typename O::V[8][16 / O::kLanes];
 
-// The thresholds of all four edges, prepared once per call: alpha for every
-// bS entry (0 where bS is 0, which fails the filter test), and whether any
-// tc0 is high enough for tc to wrap.
-struct LumaBytes {
-    __m128i alpha;
-    const Vek8u* tc0;
-    int beta[2];
-    int tc_mask;
+// The thresholds of all four edges, prepared once per call and kept in
+// registers: the 16 alpha entries (0 where bS is 0, which fails the filter
+// test) and tc0 entries as bytes in every 128-bit lane, one shuffle from an
+// edge's lanes, and both betas.
+template <class O>
+struct LumaParams {
+    typename O::V alpha, tc0;
+    typename O::V beta[2];
 };
 
-inline void luma_bytes(LumaBytes& b, const Vek8u* alpha, const Vek8u* beta, const Vek8u* tc0, const Vek8u* bs) {
+// Fills `b`; true when some tc0 is high enough for tc to wrap (tc is then
+// kept to 8 bits, as the sample type would).
+template <class O>
+[[gnu::always_inline]] inline bool luma_params(LumaParams<O>& b, const Vek8u* alpha, const Vek8u* beta,
+                                               const Vek8u* tc0, const Vek8u* bs) {
     const __m128i zero_bs = _mm_cmpeq_epi8(load16(bs), _mm_setzero_si128());
     // alpha[0] for the outer edge's four entries, alpha[1] for the other twelve
     const __m128i a = _mm_insert_epi32(_mm_set1_epi8(static_cast<char>(alpha[1])),
                                        static_cast<int>(alpha[0] * 0x01010101u), 0);
-    b.alpha = _mm_andnot_si128(zero_bs, a);
-    b.tc0 = tc0;
-    b.beta[0] = beta[0];
-    b.beta[1] = beta[1];
     const __m128i t = load16(tc0);
-    const bool can_wrap = !_mm_test_all_zeros(_mm_cmpeq_epi8(_mm_max_epu8(t, _mm_set1_epi8(-2)), t),
-                                              _mm_set1_epi8(-1));
-    b.tc_mask = can_wrap ? 0xFF : -1;
+    b.alpha = O::bcast128(_mm_andnot_si128(zero_bs, a));
+    b.tc0 = O::bcast128(t);
+    b.beta[0] = O::set1(beta[0]);
+    b.beta[1] = O::set1(beta[1]);
+    return !_mm_test_all_zeros(_mm_cmpeq_epi8(_mm_max_epu8(t, _mm_set1_epi8(-2)), t), _mm_set1_epi8(-1));
 }
 
-template <class O>
-[[gnu::always_inline]] inline void luma_window_8u(LumaWindow<O>& w, const LumaBytes& b, int e,
+template <class O, int kTcMask>
+[[gnu::always_inline]] inline void luma_window_8u(LumaWindow<O>& w, const LumaParams<O>& b, int e,
                                                   std::uint32_t strong4) {
     constexpr int kParts = 16 / O::kLanes;
     const __m128i strong = strong4 ? spread_groups(strong4, 4) : _mm_setzero_si128();
     for (int part = 0; part < kParts; ++part) {
         Edge<O> edge;
         edge.alpha = O::groups_of_4(b.alpha, 4 * e, part);  // lane l of edge e: entry 4 * e + l / 4
-        edge.beta = O::set1(b.beta[e ? 1 : 0]);
-        edge.tc0 = O::groups_of_4(b.tc0 + 4 * e, part);
+        edge.beta = b.beta[e ? 1 : 0];
+        edge.tc0 = O::groups_of_4(b.tc0, 4 * e, part);
         edge.any_strong = strong4 != 0;
         edge.all_strong = strong4 == 0x01010101u;
         edge.strong = strong4 ? O::sub(O::set1(0), O::widen_u8(strong, part)) : O::set1(0);
         typename O::V s[8];
         for (int k = 0; k < 8; ++k) s[k] = w[k][part];
-        luma_lanes<O>(s, edge, b.tc_mask, -1);
+        luma_lanes<O>(s, edge, kTcMask, -1);
         for (int k = 1; k < 7; ++k) w[k][part] = s[k];
     }
 }
 
-template <class O>
-void luma_hor_8u_simd(Vek8u* p, Vek32s step, const Vek8u* alpha, const Vek8u* beta, const Vek8u* tc0,
-                      const Vek8u* bs) {
+template <class O, int kTcMask>
+void luma_hor_8u_edges(Vek8u* p, Vek32s step, const LumaParams<O>& b, const Vek8u* bs) {
     constexpr int kParts = 16 / O::kLanes;
-    if ((load_u32(bs) | load_u32(bs + 4) | load_u32(bs + 8) | load_u32(bs + 12)) == 0) return;
     const ptrdiff_t st = step;
     LumaWindow<O> w;
     const auto load_row = [&](int k, int y) {
@@ -77,20 +77,21 @@ void luma_hor_8u_simd(Vek8u* p, Vek32s step, const Vek8u* alpha, const Vek8u* be
         for (int part = 0; part < kParts; ++part) w[k][part] = O::widen_u8(row, part);
     };
     const auto store_rows = [&](int k, int y) {  // rows y, y + 1 from lines k, k + 1
-        __m128i a, b;
-        O::narrow2_u8(w[k], w[k + 1], a, b);
-        store16(p + y * st, a);
-        store16(p + (y + 1) * st, b);
+        __m128i r0, r1;
+        O::narrow2_u8(w[k], w[k + 1], r0, r1);
+        store16(p + y * st, r0);
+        store16(p + (y + 1) * st, r1);
     };
-    LumaBytes b;
-    luma_bytes(b, alpha, beta, tc0, bs);
     const bool outer = load_u32(bs) != 0;
     const std::uint32_t strong0 = outer ? strong_all(bs) : 0u;
     // Rows above the block belong to the outer edge; row -4 only to its strong filter.
     for (int k = 0; k < 4; ++k)
         for (int part = 0; part < kParts; ++part) w[k][part] = O::set1(0);
-    if (outer)
-        for (int k = strong0 ? 0 : 1; k < 4; ++k) load_row(k, k - 4);
+    // Constant indices only, so that the window stays in registers.
+    if (outer) {
+        if (strong0) load_row(0, -4);
+        for (int k = 1; k < 4; ++k) load_row(k, k - 4);
+    }
     for (int k = 4; k < 8; ++k) load_row(k, k - 4);
 #pragma GCC unroll 4
     for (int e = 0; e < 4; ++e) {
@@ -100,7 +101,7 @@ void luma_hor_8u_simd(Vek8u* p, Vek32s step, const Vek8u* alpha, const Vek8u* be
             // Row 15 is only ever the q3 of a strong filter, which inner edges never run.
             for (int k = 4; k < (e == 3 ? 7 : 8); ++k) load_row(k, 4 * e + k - 4);
         }
-        if (load_u32(bs + 4 * e) != 0) luma_window_8u<O>(w, b, e, e == 0 ? strong0 : 0u);
+        if (load_u32(bs + 4 * e) != 0) luma_window_8u<O, kTcMask>(w, b, e, e == 0 ? strong0 : 0u);
         if (e > 0 || outer) {
             store_rows(1, 4 * e - 3);
             store_rows(3, 4 * e - 1);
@@ -109,13 +110,21 @@ void luma_hor_8u_simd(Vek8u* p, Vek32s step, const Vek8u* alpha, const Vek8u* be
     store_rows(5, 13);
 }
 
+// One copy of each kernel per tc width, so that no edge tests it.
 template <class O>
-void luma_ver_8u_simd(Vek8u* p, Vek32s step, const Vek8u* alpha, const Vek8u* beta, const Vek8u* tc0,
+void luma_hor_8u_simd(Vek8u* p, Vek32s step, const Vek8u* alpha, const Vek8u* beta, const Vek8u* tc0,
                       const Vek8u* bs) {
-    constexpr int kParts = 16 / O::kLanes;
     if ((load_u32(bs) | load_u32(bs + 4) | load_u32(bs + 8) | load_u32(bs + 12)) == 0) return;
-    LumaBytes b;
-    luma_bytes(b, alpha, beta, tc0, bs);
+    LumaParams<O> b;
+    if (luma_params(b, alpha, beta, tc0, bs))
+        luma_hor_8u_edges<O, 0xFF>(p, step, b, bs);
+    else
+        luma_hor_8u_edges<O, -1>(p, step, b, bs);
+}
+
+template <class O, int kTcMask>
+void luma_ver_8u_edges(Vek8u* p, Vek32s step, const LumaParams<O>& b, const Vek8u* bs) {
+    constexpr int kParts = 16 / O::kLanes;
     const bool outer = load_u32(bs) != 0;
     // col[k] is column k - 4, 16 rows as bytes: transposed in from columns
     // -4 .. 3 (or 0 .. 7 without the outer edge), 4 .. 11 and 8 .. 15.
@@ -136,12 +145,24 @@ void luma_ver_8u_simd(Vek8u* p, Vek32s step, const Vek8u* alpha, const Vek8u* be
                 for (int part = 0; part < kParts; ++part) w[k][part] = w[k + 4][part];
             for (int k = 4; k < 8; ++k) widen(k, 4 * e + k);
         }
-        if (load_u32(bs + 4 * e) != 0) luma_window_8u<O>(w, b, e, e == 0 && outer ? strong_halves(bs) : 0u);
+        if (load_u32(bs + 4 * e) != 0)
+            luma_window_8u<O, kTcMask>(w, b, e, e == 0 && outer ? strong_halves(bs) : 0u);
         O::narrow2_u8(w[1], w[2], col[4 * e + 1], col[4 * e + 2]);
         O::narrow2_u8(w[3], w[4], col[4 * e + 3], col[4 * e + 4]);
     }
     O::narrow2_u8(w[5], w[6], col[17], col[18]);
     for (int i = 0; i < blocks; ++i) store_transposed_8x16(p + starts[i], step, col + starts[i] + 4);
+}
+
+template <class O>
+void luma_ver_8u_simd(Vek8u* p, Vek32s step, const Vek8u* alpha, const Vek8u* beta, const Vek8u* tc0,
+                      const Vek8u* bs) {
+    if ((load_u32(bs) | load_u32(bs + 4) | load_u32(bs + 8) | load_u32(bs + 12)) == 0) return;
+    LumaParams<O> b;
+    if (luma_params(b, alpha, beta, tc0, bs))
+        luma_ver_8u_edges<O, 0xFF>(p, step, b, bs);
+    else
+        luma_ver_8u_edges<O, -1>(p, step, b, bs);
 }
 
 // ---- 8-bit chroma, one plane ----------------------------------------------------------

@@ -63,6 +63,8 @@ struct I16x8 {  // 8-bit samples, 8 lines per vector
                                   : _mm_setr_epi8(0, -1, 0, -1, 0, -1, 0, -1, 1, -1, 1, -1, 1, -1, 1, -1);
         return _mm_shuffle_epi8(bytes, _mm_add_epi8(pick, _mm_set1_epi16(static_cast<short>(first))));
     }
+    // 16 bytes in every 128-bit lane of a V (here the register itself).
+    static V bcast128(__m128i bytes) { return bytes; }
     // Two parts back to 16 bytes; values outside 0..255 saturate, which is
     // the 8-bit clip of the filters.
     static __m128i narrow_u8(const V* parts) { return _mm_packus_epi16(parts[0], parts[1]); }
@@ -134,6 +136,13 @@ struct I16x16 {  // 8-bit samples, 16 lines per vector
         return _mm256_shuffle_epi8(_mm256_broadcastsi128_si256(bytes),
                                    _mm256_add_epi8(pick, _mm256_set1_epi16(static_cast<short>(first))));
     }
+    // The same from bytes already in both lanes (bcast128), one shuffle.
+    static V groups_of_4(V bytes, int first, int) {
+        const __m256i pick = _mm256_setr_epi8(0, -1, 0, -1, 0, -1, 0, -1, 1, -1, 1, -1, 1, -1, 1, -1, 2, -1, 2, -1, 2,
+                                              -1, 2, -1, 3, -1, 3, -1, 3, -1, 3, -1);
+        return _mm256_shuffle_epi8(bytes, _mm256_add_epi8(pick, _mm256_set1_epi16(static_cast<short>(first))));
+    }
+    static V bcast128(__m128i bytes) { return _mm256_broadcastsi128_si256(bytes); }
     static __m128i narrow_u8(const V* parts) {
         return _mm_packus_epi16(_mm256_castsi256_si128(parts[0]), _mm256_extracti128_si256(parts[0], 1));
     }
@@ -230,9 +239,9 @@ template <class O>
     const V p2 = s[1], p1 = s[2], p0 = s[3], q0 = s[4], q1 = s[5], q2 = s[6];
     const V zero = O::set1(0);
     const V pq = O::sub(p0, q0), ad = O::abs(pq);
-    V filter = O::gt(e.alpha, ad);
-    filter = O::and_(filter, O::gt(e.beta, O::abs(O::sub(p1, p0))));
-    filter = O::and_(filter, O::gt(e.beta, O::abs(O::sub(q1, q0))));
+    // Both beta tests as one: the larger of the two differences below beta.
+    const V side = O::max(O::abs(O::sub(p1, p0)), O::abs(O::sub(q1, q0)));
+    const V filter = O::and_(O::gt(e.alpha, ad), O::gt(e.beta, side));
     if (O::none(filter)) return;
     const V ap = O::gt(e.beta, O::abs(O::sub(p2, p0)));
     const V aq = O::gt(e.beta, O::abs(O::sub(q2, q0)));
@@ -254,12 +263,13 @@ template <class O>
             nq0 = O::select(filter, O::min(O::max(nq0, zero), top), q0);
         }
         // p1 + clip3(-tc0, tc0, (p2 + avg - 2 * p1) >> 1) is the mean (p2 + avg) >> 1
-        // held within tc0 of p1.
+        // held within tc0 of p1; a line left alone is held within 0 of it.
         const V avg = O::avg(p0, q0);
         const V mp = O::sra(O::add(p2, avg), 1), mq = O::sra(O::add(q2, avg), 1);
-        const V lp = O::max(mp, O::sub(p1, e.tc0)), lq = O::max(mq, O::sub(q1, e.tc0));
-        np1 = O::select(O::and_(ap, filter), O::min(lp, O::add(p1, e.tc0)), p1);
-        nq1 = O::select(O::and_(aq, filter), O::min(lq, O::add(q1, e.tc0)), q1);
+        const V tf = O::and_(e.tc0, filter);
+        const V tp = O::and_(tf, ap), tq = O::and_(tf, aq);
+        np1 = O::min(O::max(mp, O::sub(p1, tp)), O::add(p1, tp));
+        nq1 = O::min(O::max(mq, O::sub(q1, tq)), O::add(q1, tq));
     }
     if (e.any_strong) {
         const V st = e.all_strong ? filter : O::and_(e.strong, filter);

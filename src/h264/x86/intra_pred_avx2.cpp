@@ -12,21 +12,34 @@ VekStatus pred16x16_plane_avx2(Vek8u* p, Vek32s srcDstStep, Vek32s) {
     const auto [c, a] = plane_left<16>(p, step);
     // Two rows per register pair: `left` holds x = 0..7 of rows y and y + 1 in
     // its two lanes, `right` x = 8..15, so one pack gives both rows whole.
-    // Before the shift, sample (x, y) is a + 16 + b(x - 7) + c(y - 7).
+    // Before the shift, sample (x, y) is a + 16 + b(x - 7) + c(y - 7). The
+    // four quarters of the block start from their own rows (0, 4, 8, 12), so
+    // that no row waits for more than one addition after the ramp is set up.
     const __m256i x_minus_7 = _mm256_setr_epi16(-7, -6, -5, -4, -3, -2, -1, 0, -7, -6, -5, -4, -3, -2, -1, 0);
     const __m256i base = _mm256_setr_m128i(_mm_set1_epi16(static_cast<short>(a + 16 - 7 * c)),
                                            _mm_set1_epi16(static_cast<short>(a + 16 - 6 * c)));
-    const __m256i c2 = _mm256_set1_epi16(static_cast<short>(2 * c));
-    __m256i left = _mm256_add_epi16(base, _mm256_mullo_epi16(b, x_minus_7));
-    __m256i right = _mm256_add_epi16(left, _mm256_slli_epi16(b, 3));
-    for_rows<16>(p, step, [&](Vek8u* row, int y) {
-        if (y & 1) return;
-        const __m256i two = _mm256_packus_epi16(_mm256_srai_epi16(left, 5), _mm256_srai_epi16(right, 5));
+    const __m256i c2 = _mm256_set1_epi16(static_cast<short>(2 * c)), c4 = _mm256_add_epi16(c2, c2);
+    const __m256i c8 = _mm256_add_epi16(c4, c4);
+    __m256i left[4], right[4];
+    left[0] = _mm256_add_epi16(base, _mm256_mullo_epi16(b, x_minus_7));
+    left[1] = _mm256_add_epi16(left[0], c4);
+    left[2] = _mm256_add_epi16(left[0], c8);
+    left[3] = _mm256_add_epi16(left[1], c8);
+    const __m256i b8 = _mm256_slli_epi16(b, 3);
+    for (int q = 0; q < 4; ++q) right[q] = _mm256_add_epi16(left[q], b8);
+    std::ptrdiff_t step2 = 2 * step, step3 = 3 * step, step4 = 4 * step;
+    asm("" : "+r"(step2), "+r"(step3), "+r"(step4));  // see for_rows
+    const auto two_rows = [](Vek8u* row, std::ptrdiff_t next, __m256i l, __m256i r) {
+        const __m256i two = _mm256_packus_epi16(_mm256_srai_epi16(l, 5), _mm256_srai_epi16(r, 5));
         store16(row, _mm256_castsi256_si128(two));
-        store16(row + step, _mm256_extracti128_si256(two, 1));
-        left = _mm256_add_epi16(left, c2);
-        right = _mm256_add_epi16(right, c2);
-    });
+        store16(row + next, _mm256_extracti128_si256(two, 1));
+    };
+    for (int q = 0; q < 4; ++q) {
+        two_rows(p, step, left[q], right[q]);
+        two_rows(p + step2, step, _mm256_add_epi16(left[q], c2), _mm256_add_epi16(right[q], c2));
+        p += step4;
+    }
+    (void)step3;
     return vekStsOk;
 }
 

@@ -118,6 +118,42 @@ inline void residual_dc_ac_128(const Vek8u* pred, Vek32s predStep, Vek16s* coeff
     add_rows(pred, predStep, a, b, dst, dstStep);
 }
 
+// One 4-point Hadamard pass on four lanes at once, wrapping:
+// (x0 | x1), (x2 | x3) -> (y0 | y1), (y2 | y3).
+inline void hadamard_pass(__m128i& p, __m128i& q) {
+    const __m128i s = _mm_add_epi16(p, q), d = _mm_sub_epi16(p, q);  // x0 + x2 | x1 + x3, x0 - x2 | x1 - x3
+    const __m128i lo = _mm_unpacklo_epi64(s, d), hi = _mm_unpackhi_epi64(s, d);
+    p = _mm_add_epi16(lo, hi);                             // y0 | y1
+    q = _mm_shuffle_epi32(_mm_sub_epi16(lo, hi), 0x4E);    // y2 | y3
+}
+
+// (y * factor + n) >> n of eight values, cut to 16 bits: one madd against
+// (factor, n) pairs gives the rounded product in 32 bits.
+inline __m128i dequant_dc8(__m128i y, __m128i factor_round, __m128i shift) {
+    const __m128i one = _mm_set1_epi16(1), low = _mm_set1_epi32(0xFFFF);
+    const __m128i lo = _mm_sra_epi32(_mm_madd_epi16(_mm_unpacklo_epi16(y, one), factor_round), shift);
+    const __m128i hi = _mm_sra_epi32(_mm_madd_epi16(_mm_unpackhi_epi16(y, one), factor_round), shift);
+    return _mm_packus_epi32(_mm_and_si128(lo, low), _mm_and_si128(hi, low));
+}
+
+// Wrapping 16-bit passes give the same low 16 bits as the reference's 32-bit
+// sums cut after each pass. Rows first (on the transposed block), then columns.
+inline void transform_dequant_luma_dc_128(Vek16s* dc, Vek32s qp) {
+    __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(dc));
+    __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(dc + 8));
+    transpose4x4(a, b);
+    hadamard_pass(a, b);
+    transpose4x4(a, b);
+    hadamard_pass(a, b);
+    const int n = vek::h264::luma_dc_shift(qp);
+    const __m128i factor_round =
+        _mm_set1_epi32(static_cast<int>(static_cast<Vek32u>(vek::h264::InvQuantLuma16x16DCTable[qp]) |
+                                        static_cast<Vek32u>(n) << 16));
+    const __m128i shift = _mm_cvtsi32_si128(n);
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(dc), dequant_dc8(a, factor_round, shift));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(dc + 8), dequant_dc8(b, factor_round, shift));
+}
+
 inline void residual_no_ac_128(const Vek8u* pred, Vek32s predStep, Vek16s dc, Vek8u* dst, Vek32s dstStep) {
     const __m128i r = _mm_srai_epi16(_mm_adds_epi16(_mm_set1_epi16(dc), _mm_set1_epi16(32)), 6);
     add_rows(pred, predStep, r, r, dst, dstStep);

@@ -28,6 +28,10 @@ void init_residual_table_sse41(ResidualTable& t) {
     t.dc_ac = residual_dc_ac_sse41;
     t.no_ac = residual_no_ac_sse41;
     t.chroma = &residual_chroma<residual_no_dc_sse41, residual_dc_ac_sse41, residual_no_ac_sse41>;
+    t.no_dc2 = &residual_no_dc_pair<residual_no_dc_sse41>;
+    t.dc_ac2 = &residual_dc_ac_pair<residual_dc_ac_sse41>;
+    t.no_ac2 = &residual_no_ac_pair<residual_no_ac_sse41>;
+    t.luma_dc = transform_dequant_luma_dc_128;
 }
 
 }  // namespace vek::h264
