@@ -32,6 +32,26 @@ inline Vek8u* block_at(Vek8u* plane, Vek32s step, int n) {
     return plane + static_cast<std::ptrdiff_t>(kBlockY[n]) * step + kBlockX[n];
 }
 
+// Two side-by-side blocks that both carry a DC: `coded` has bit 0 for the left
+// block's AC levels and bit 1 for the right one's. One pair kernel when both or
+// neither are coded, else one kernel each. Returns the cursor behind the
+// levels used.
+inline Vek16s* pair_with_dc(const ResidualTable& res, Vek8u* blk, Vek32s step, Vek16s* coeffs, const Vek16s* dc,
+                            Vek32u coded, Vek32s qp) {
+    switch (coded) {
+    case 3: res.dc_ac2(blk, step, coeffs, dc, blk, step, qp); return coeffs + 32;
+    case 0: res.no_ac2(blk, step, dc, blk, step); return coeffs;
+    case 1:
+        res.dc_ac(blk, step, coeffs, dc[0], blk, step, qp);
+        res.no_ac(blk + 4, step, dc[1], blk + 4, step);
+        return coeffs + 16;
+    default:
+        res.no_ac(blk, step, dc[0], blk, step);
+        res.dc_ac(blk + 4, step, coeffs, dc[1], blk + 4, step, qp);
+        return coeffs + 16;
+    }
+}
+
 // Availability word of coded block n of a full macroblock (1 top, 2 left,
 // 32 top-left, 64 top-right), from the macroblock's edge type.
 Vek32s block_availability(int n, Vek32u edgeType) {
@@ -142,23 +162,7 @@ VekStatus vekiReconstructLumaIntra16x16MB_H264_16s8u_C1R(Vek16s** ppSrcCoeff, Ve
         Vek8u* blk = block_at(pSrcDstY, srcDstStep, n);
         // The DCs are in raster order of the blocks, so a pair's are adjacent.
         const Vek16s* dc = dcs + (kBlockY[n] / 4) * 4 + kBlockX[n] / 4;
-        switch ((cbp4x4 >> (n + 1)) & 3) {
-        case 3:
-            res.dc_ac2(blk, srcDstStep, coeffs, dc, blk, srcDstStep, qp);
-            coeffs += 32;
-            break;
-        case 0: res.no_ac2(blk, srcDstStep, dc, blk, srcDstStep); break;
-        case 1:
-            res.dc_ac(blk, srcDstStep, coeffs, dc[0], blk, srcDstStep, qp);
-            res.no_ac(blk + 4, srcDstStep, dc[1], blk + 4, srcDstStep);
-            coeffs += 16;
-            break;
-        default:
-            res.no_ac(blk, srcDstStep, dc[0], blk, srcDstStep);
-            res.dc_ac(blk + 4, srcDstStep, coeffs, dc[1], blk + 4, srcDstStep, qp);
-            coeffs += 16;
-            break;
-        }
+        coeffs = pair_with_dc(res, blk, srcDstStep, coeffs, dc, (cbp4x4 >> (n + 1)) & 3, qp);
     }
     *ppSrcCoeff = coeffs;
     return vekStsOk;
@@ -207,23 +211,7 @@ VekStatus vekiReconstructChromaInterMB_H264_16s8u_P2R(Vek16s** ppSrcCoeff, Vek8u
         for (int b = 0; b < 4; b += 2) {
             Vek8u* blk = planes[c] + static_cast<std::ptrdiff_t>(b >> 1) * 4 * srcDstStep;
             const Vek16s* dc = dcs[c] + b;
-            switch ((cbp4x4 >> (19 + 4 * c + b)) & 3) {
-            case 3:
-                res.dc_ac2(blk, srcDstStep, coeffs, dc, blk, srcDstStep, qp);
-                coeffs += 32;
-                break;
-            case 0: res.no_ac2(blk, srcDstStep, dc, blk, srcDstStep); break;
-            case 1:
-                res.dc_ac(blk, srcDstStep, coeffs, dc[0], blk, srcDstStep, qp);
-                res.no_ac(blk + 4, srcDstStep, dc[1], blk + 4, srcDstStep);
-                coeffs += 16;
-                break;
-            default:
-                res.no_ac(blk, srcDstStep, dc[0], blk, srcDstStep);
-                res.dc_ac(blk + 4, srcDstStep, coeffs, dc[1], blk + 4, srcDstStep, qp);
-                coeffs += 16;
-                break;
-            }
+            coeffs = pair_with_dc(res, blk, srcDstStep, coeffs, dc, (cbp4x4 >> (19 + 4 * c + b)) & 3, qp);
         }
     *ppSrcCoeff = coeffs;
     return vekStsOk;
