@@ -8,6 +8,7 @@
 // sees the overrun by position.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -20,48 +21,47 @@ class Payload {
 public:
     // Unescapes and packs bytes [data, data + size) of a NAL unit, header excluded.
     void assign(const std::uint8_t* data, std::size_t size) {
-        bytes_.clear();
-        bytes_.reserve(size);
-        int zeros = 0;
+        // Room for the bytes and the 0xFF filling of the last word.
+        bytes_.resize(size + 3);
+        std::uint8_t* out = bytes_.data();
+        std::size_t n = 0;
         for (std::size_t i = 0; i < size; ++i) {
             const std::uint8_t b = data[i];
-            if (zeros >= 2 && b == 3) {
-                zeros = 0;
-                continue;
-            }
-            zeros = b == 0 ? zeros + 1 : 0;
-            bytes_.push_back(b);
+            // Zeros are never dropped, so two zero bytes just before an
+            // 03 in the input are two zeros just before it in the output.
+            if (b == 3 && i >= 2 && data[i - 1] == 0 && data[i - 2] == 0) continue;
+            out[n++] = b;
         }
+        size_ = n;
         // The stop bit is the last 1 bit; trailing zero bytes are cabac_zero_words.
-        std::size_t last = bytes_.size();
-        while (last > 0 && bytes_[last - 1] == 0) --last;
+        std::size_t last = n;
+        while (last > 0 && out[last - 1] == 0) --last;
         stop_bit_ = 0;
         if (last > 0) {
-            const std::uint8_t b = bytes_[last - 1];
+            const std::uint8_t b = out[last - 1];
             int trailing = 0;
             while (!((b >> trailing) & 1)) ++trailing;
             stop_bit_ = (last - 1) * 8 + (7 - trailing);
         }
-        const std::size_t words = (bytes_.size() + 3) / 4;
-        words_.assign(words + kPadWords, 0xFFFFFFFFu);
+        const std::size_t words = (n + 3) / 4;
+        for (std::size_t k = n; k < words * 4; ++k) out[k] = 0xFF;
+        words_.resize(words + kPadWords);
         for (std::size_t w = 0; w < words; ++w) {
-            Vek32u v = 0;
-            for (std::size_t k = 0; k < 4; ++k) {
-                const std::size_t i = w * 4 + k;
-                v = (v << 8) | (i < bytes_.size() ? bytes_[i] : 0xFFu);
-            }
-            words_[w] = v;
+            const std::uint8_t* q = out + 4 * w;
+            words_[w] = (Vek32u{q[0]} << 24) | (Vek32u{q[1]} << 16) | (Vek32u{q[2]} << 8) | q[3];
         }
+        std::fill(words_.begin() + static_cast<std::ptrdiff_t>(words), words_.end(), 0xFFFFFFFFu);
     }
     const Vek32u* words() const { return words_.data(); }
     Vek32u* words() { return words_.data(); }
     std::size_t stop_bit() const { return stop_bit_; }
-    std::size_t size_bits() const { return bytes_.size() * 8; }
+    std::size_t size_bits() const { return size_ * 8; }
 
     static constexpr std::size_t kPadWords = 64;
 
 private:
     std::vector<std::uint8_t> bytes_;
+    std::size_t size_ = 0;  // unescaped bytes
     std::vector<Vek32u> words_;
     std::size_t stop_bit_ = 0;
 };

@@ -1,7 +1,6 @@
 // Loop filter driver: boundary strengths and thresholds per macroblock edge,
 // the filtering itself in the library.
 #include <algorithm>
-#include <cstdlib>
 #include <cstring>
 
 #include "decoder.h"
@@ -17,24 +16,30 @@ constexpr Vek8u kAlpha[52] = {0,  0,  0,  0,  0,  0,  0,  0,  0,  0,  0,   0,   
 constexpr Vek8u kBeta[52] = {0, 0, 0, 0, 0, 0, 0, 0, 0,  0,  0,  0,  0,  0,  0,  0,  2,  2,
                              2, 3, 3, 3, 3, 4, 4, 4, 6,  6,  7,  7,  8,  8,  9,  9,  10, 10,
                              11, 11, 12, 12, 13, 13, 14, 14, 15, 15, 16, 16, 17, 17, 18, 18};
-// tc0 by indexA for bS 1, 2, 3.
-constexpr Vek8u kTc0[52][3] = {
-    {0, 0, 0},   {0, 0, 0},   {0, 0, 0},   {0, 0, 0},  {0, 0, 0},  {0, 0, 0},  {0, 0, 0},  {0, 0, 0},
-    {0, 0, 0},   {0, 0, 0},   {0, 0, 0},   {0, 0, 0},  {0, 0, 0},  {0, 0, 0},  {0, 0, 0},  {0, 0, 0},
-    {0, 0, 0},   {0, 0, 1},   {0, 0, 1},   {0, 0, 1},  {0, 0, 1},  {0, 1, 1},  {0, 1, 1},  {1, 1, 1},
-    {1, 1, 1},   {1, 1, 1},   {1, 1, 1},   {1, 1, 2},  {1, 1, 2},  {1, 1, 2},  {1, 1, 2},  {1, 2, 3},
-    {1, 2, 3},   {2, 2, 3},   {2, 2, 4},   {2, 3, 4},  {2, 3, 4},  {3, 3, 5},  {3, 4, 6},  {3, 4, 6},
-    {4, 5, 7},   {4, 5, 8},   {4, 6, 9},   {5, 7, 10}, {6, 8, 11}, {6, 8, 13}, {7, 10, 14}, {8, 11, 16},
-    {9, 12, 18}, {10, 13, 20}, {11, 15, 23}, {13, 17, 25}};
+// tc0 by indexA and bS, none for bS 0 and 4.
+constexpr Vek8u kTc0[52][5] = {
+    {0, 0, 0, 0, 0}, {0, 0, 0, 0, 0}, {0, 0, 0, 0, 0}, {0, 0, 0, 0, 0}, {0, 0, 0, 0, 0}, {0, 0, 0, 0, 0},
+    {0, 0, 0, 0, 0}, {0, 0, 0, 0, 0}, {0, 0, 0, 0, 0}, {0, 0, 0, 0, 0}, {0, 0, 0, 0, 0}, {0, 0, 0, 0, 0},
+    {0, 0, 0, 0, 0}, {0, 0, 0, 0, 0}, {0, 0, 0, 0, 0}, {0, 0, 0, 0, 0}, {0, 0, 0, 0, 0}, {0, 0, 0, 1, 0},
+    {0, 0, 0, 1, 0}, {0, 0, 0, 1, 0}, {0, 0, 0, 1, 0}, {0, 0, 1, 1, 0}, {0, 0, 1, 1, 0}, {0, 1, 1, 1, 0},
+    {0, 1, 1, 1, 0}, {0, 1, 1, 1, 0}, {0, 1, 1, 1, 0}, {0, 1, 1, 2, 0}, {0, 1, 1, 2, 0}, {0, 1, 1, 2, 0},
+    {0, 1, 1, 2, 0}, {0, 1, 2, 3, 0}, {0, 1, 2, 3, 0}, {0, 2, 2, 3, 0}, {0, 2, 2, 4, 0}, {0, 2, 3, 4, 0},
+    {0, 2, 3, 4, 0}, {0, 3, 3, 5, 0}, {0, 3, 4, 6, 0}, {0, 3, 4, 6, 0}, {0, 4, 5, 7, 0}, {0, 4, 5, 8, 0},
+    {0, 4, 6, 9, 0}, {0, 5, 7, 10, 0}, {0, 6, 8, 11, 0}, {0, 6, 8, 13, 0}, {0, 7, 10, 14, 0}, {0, 8, 11, 16, 0},
+    {0, 9, 12, 18, 0}, {0, 10, 13, 20, 0}, {0, 11, 15, 23, 0}, {0, 13, 17, 25, 0}};
 
 constexpr int kRasterTo8x8[16] = {0, 0, 1, 1, 0, 0, 1, 1, 2, 2, 3, 3, 2, 2, 3, 3};
 
-bool mv_far(const MbInfo& p, int pb, int lp, const MbInfo& q, int qb, int lq) {
-    return std::abs(p.mv[lp][pb][0] - q.mv[lq][qb][0]) >= 4 || std::abs(p.mv[lp][pb][1] - q.mv[lq][qb][1]) >= 4;
+// A vector component differing by four quarter samples or more; the
+// unsigned compare folds both signs into one test.
+inline bool far(int a, int b) { return static_cast<unsigned>(a - b + 3) > 6u; }
+
+inline bool mv_far(const MbInfo& p, int pb, int lp, const MbInfo& q, int qb, int lq) {
+    return far(p.mv[lp][pb][0], q.mv[lq][qb][0]) | far(p.mv[lp][pb][1], q.mv[lq][qb][1]);
 }
 
 // Strength of the edge between block pb of p and block qb of q (raster 4x4
-// indices), both inter, neither with coefficients.
+// indices), both inter, neither with coefficients, their motion not equal.
 int motion_strength(const MbInfo& p, int pb, const MbInfo& q, int qb) {
     const int p0 = p.ref_pic[0][kRasterTo8x8[pb]], p1 = p.ref_pic[1][kRasterTo8x8[pb]];
     const int q0 = q.ref_pic[0][kRasterTo8x8[qb]], q1 = q.ref_pic[1][kRasterTo8x8[qb]];
@@ -57,113 +62,199 @@ int motion_strength(const MbInfo& p, int pb, const MbInfo& q, int qb) {
     return (straight && crossed) ? 1 : 0;
 }
 
-// Both blocks predicted alike: same pictures, same vectors (unused lists hold
-// zero vectors and no picture), the common case inside a partition.
-bool same_motion(const MbInfo& p, int pb, const MbInfo& q, int qb) {
-    std::uint64_t pm, qm;
-    std::uint32_t p0, q0, p1, q1;
-    std::memcpy(&p0, p.mv[0][pb], 4);
-    std::memcpy(&p1, p.mv[1][pb], 4);
-    std::memcpy(&q0, q.mv[0][qb], 4);
-    std::memcpy(&q1, q.mv[1][qb], 4);
-    pm = (std::uint64_t{p0} << 32) | p1;
-    qm = (std::uint64_t{q0} << 32) | q1;
-    const int pr = kRasterTo8x8[pb], qr = kRasterTo8x8[qb];
-    return pm == qm && p.ref_pic[0][pr] == q.ref_pic[0][qr] && p.ref_pic[1][pr] == q.ref_pic[1][qr];
+// The 4x4 bit matrix of a coded mask turned over its diagonal, so that
+// columns of blocks read like rows: a table per byte of the mask.
+struct TransposeTables {
+    std::uint16_t low[256], high[256];
+    constexpr TransposeTables() : low(), high() {
+        for (unsigned m = 0; m < 256; ++m)
+            for (unsigned bit = 0; bit < 8; ++bit) {
+                if (!((m >> bit) & 1)) continue;
+                const unsigned x = bit & 3, y = bit >> 2;
+                low[m] = static_cast<std::uint16_t>(low[m] | (1u << (4 * x + y)));
+                high[m] = static_cast<std::uint16_t>(high[m] | (1u << (4 * x + y + 2)));
+            }
+    }
+};
+constexpr TransposeTables kTranspose;
+
+inline unsigned transpose4x4(unsigned m) { return kTranspose.low[m & 0xFF] | kTranspose.high[(m >> 8) & 0xFF]; }
+
+// Strengths of one edge of four block pairs between inter macroblocks (or
+// inside one). Pair i joins block pb + i * step of p and qb + i * step of q;
+// bit i of coded says a side of pair i has coefficients. Blocks naming the
+// same pictures in the same lists, by far the common case, only need their
+// vectors compared list by list (unused lists hold zero vectors).
+void inter_edge(const MbInfo& p, int pb, const MbInfo& q, int qb, int step, unsigned coded, Vek8u* bs) {
+    for (int i = 0; i < 4; ++i, pb += step, qb += step) {
+        if ((coded >> i) & 1) {
+            bs[i] = 2;
+            continue;
+        }
+        const int pr = kRasterTo8x8[pb], qr = kRasterTo8x8[qb];
+        const int p0 = p.ref_pic[0][pr], p1 = p.ref_pic[1][pr];
+        if (p0 == q.ref_pic[0][qr] && p1 == q.ref_pic[1][qr]) {
+            bool moved = mv_far(p, pb, 0, q, qb, 0) | mv_far(p, pb, 1, q, qb, 1);
+            // Both lists naming one picture: the crossed pairing may match.
+            if (moved && p0 == p1) moved = mv_far(p, pb, 0, q, qb, 1) | mv_far(p, pb, 1, q, qb, 0);
+            bs[i] = moved;
+        } else {
+            bs[i] = static_cast<Vek8u>(motion_strength(p, pb, q, qb));
+        }
+    }
 }
 
-int strength(const MbInfo& p, int pb, const MbInfo& q, int qb, bool mb_edge) {
-    if (p.intra || q.intra) return mb_edge ? 4 : 3;
-    if (((p.coded >> pb) & 1) || ((q.coded >> qb) & 1)) return 2;
-    if (same_motion(p, pb, q, qb)) return 0;
-    return motion_strength(p, pb, q, qb);
+// One row of filter thresholds: alpha, beta and tc0 by strength (0 for 0
+// and 4) at one QP, the offsets of the slice applied.
+struct ThresholdRow {
+    int alpha, beta;
+    const Vek8u* tc0;
+};
+
+inline ThresholdRow threshold_row(int qp, const SliceHeader& sh) {
+    const int a = std::clamp(qp + sh.alpha_offset, 0, 51);
+    return {kAlpha[a], kBeta[std::clamp(qp + sh.beta_offset, 0, 51)], kTc0[a]};
 }
 
-// Thresholds of one plane and direction: [0] the outer edge, whose QP is
-// the average of both macroblocks', [1] the inner edges. All of them scale
-// with the bit depth.
+// Thresholds of one plane and direction as the library takes them: [0] the
+// outer edge, whose QP is the average of both macroblocks', [1] the inner
+// edges, tc0 per group of four samples. All scale with the bit depth.
 template <class P>
 struct Thresholds {
     P alpha[2], beta[2], tc0[16];
-    int index_a[2];
-    int scale;
-
-    Thresholds(int qp_outer, int qp_inner, const SliceHeader& sh, int depth) : scale(1 << (depth - 8)) {
-        for (int k = 0; k < 2; ++k) {
-            const int qp = k == 0 ? qp_outer : qp_inner;
-            index_a[k] = std::clamp(qp + sh.alpha_offset, 0, 51);
-            alpha[k] = static_cast<P>(kAlpha[index_a[k]] * scale);
-            beta[k] = static_cast<P>(kBeta[std::clamp(qp + sh.beta_offset, 0, 51)] * scale);
-        }
+    Thresholds(const ThresholdRow& outer, const ThresholdRow& inner, int depth) {
+        const int s = depth - 8;
+        alpha[0] = static_cast<P>(outer.alpha << s);
+        beta[0] = static_cast<P>(outer.beta << s);
+        alpha[1] = static_cast<P>(inner.alpha << s);
+        beta[1] = static_cast<P>(inner.beta << s);
     }
-    // tc0 of a group of strength bs on the outer or an inner edge.
-    P tc(int bs, bool inner) const {
-        return (bs > 0 && bs < 4) ? static_cast<P>(kTc0[index_a[inner]][bs - 1] * scale) : 0;
+    // tc0 of the groups [first, first + count) from their strengths.
+    void groups(int first, int count, const ThresholdRow& row, const Vek8u* bs, int depth) {
+        for (int g = first; g < first + count; ++g) tc0[g] = static_cast<P>(row.tc0[bs[g]] << (depth - 8));
     }
 };
 
+// What stays the same over a picture: its plane layout.
+struct PictureLayout {
+    int chroma_h;  // chroma rows of a macroblock: 8 or 16, 0 monochrome
+    bool c422;
+};
+
+// Strengths of the 16 groups of one direction: the outer edge (against p,
+// null when that edge is not filtered) then the three inner edges, four
+// groups each along the edge. False when all are zero.
+bool edge_strengths(const MbInfo* p, const MbInfo& q, int dir, bool need_odd, Vek8u bs[16]) {
+    if (q.intra) {
+        std::memset(bs, p ? 4 : 0, 4);
+        std::memset(bs + 4, 3, 12);
+        if (!need_odd) {
+            std::memset(bs + 4, 0, 4);
+            std::memset(bs + 12, 0, 4);
+        }
+        return true;
+    }
+    const unsigned coded_q = dir == 0 ? transpose4x4(q.coded) : q.coded;  // rows: blocks along an edge
+    if (!p) {
+        std::memset(bs, 0, 4);
+    } else if (p->intra) {
+        std::memset(bs, 4, 4);
+    } else {
+        const unsigned coded_p = dir == 0 ? transpose4x4(p->coded) : p->coded;
+        const unsigned coded = (coded_q | (coded_p >> 12)) & 0xF;
+        if (dir == 0)
+            inter_edge(*p, 3, q, 0, 4, coded, bs);
+        else
+            inter_edge(*p, 12, q, 0, 1, coded, bs);
+    }
+    // Inner edges the motion does not cross take their strengths from the
+    // coefficients alone; an inter macroblock with one motion and no
+    // coefficients has none at all.
+    const unsigned moving = q.motion_edges >> (4 * dir);
+    if ((moving & 0xE) == 0 && q.coded == 0) {
+        std::memset(bs + 4, 0, 12);
+    } else {
+        for (int e = 1; e < 4; ++e) {
+            Vek8u* row = bs + 4 * e;
+            const unsigned coded = ((coded_q >> (4 * e)) | (coded_q >> (4 * e - 4))) & 0xF;
+            if ((e & 1) && !need_odd) {
+                std::memset(row, 0, 4);
+            } else if (!((moving >> e) & 1)) {
+                for (int i = 0; i < 4; ++i) row[i] = static_cast<Vek8u>(((coded >> i) & 1) << 1);
+            } else if (dir == 0) {
+                inter_edge(q, e - 1, q, e, 4, coded, row);
+            } else {
+                inter_edge(q, 4 * e - 4, q, 4 * e, 1, coded, row);
+            }
+        }
+    }
+    std::uint64_t w0, w1;
+    std::memcpy(&w0, bs, 8);
+    std::memcpy(&w1, bs + 8, 8);
+    return (w0 | w1) != 0;
+}
+
 template <class P>
-void deblock_mb(Picture& pic, const std::vector<MbInfo>& mbs, const SliceHeader& sh, int mbx, int mby, int mbw) {
+void deblock_mb(Picture& pic, const PictureLayout& lay, const std::vector<MbInfo>& mbs, const SliceHeader& sh,
+                int mbx, int mby, int mbw) {
     using Ops = SampleOps<P>;
     const MbInfo& q = mbs[static_cast<std::size_t>(mby) * mbw + mbx];
-    const int chroma_h = pic.cwidth ? pic.cheight / (pic.height / 16) : 0;  // 8 or 16 rows, 0 monochrome
-    const bool c422 = chroma_h == 16;
     P* y = pic.plane<P>(0) + mby * 16 * pic.stride + mbx * 16;
+    // The inner edges' thresholds serve both directions.
+    const ThresholdRow luma_inner = threshold_row(q.qp, sh);
+    ThresholdRow chroma_inner[2] = {};
+    if (lay.chroma_h)
+        for (int c = 0; c < 2; ++c) chroma_inner[c] = threshold_row(q.qpc[c], sh);
     for (int dir = 0; dir < 2; ++dir) {  // vertical edges, then horizontal
         const MbInfo* p = nullptr;
         if (dir == 0 && mbx > 0) p = &mbs[static_cast<std::size_t>(mby) * mbw + mbx - 1];
         if (dir == 1 && mby > 0) p = &mbs[static_cast<std::size_t>(mby - 1) * mbw + mbx];
         if (p && (!p->decoded || (sh.disable_deblocking == 2 && p->slice != q.slice))) p = nullptr;
-        Vek8u bs[16];
-        bool any = false;
-        // Inside an inter macroblock with one motion and no coefficients
-        // every internal edge has strength 0.
-        const bool quiet = !q.intra && q.uniform && q.coded == 0;
-        for (int e = 0; e < 4; ++e)
-            for (int i = 0; i < 4; ++i) {
-                if (e > 0 && quiet) {
-                    bs[4 * e + i] = 0;
-                    continue;
-                }
-                const int qb = dir == 0 ? i * 4 + e : e * 4 + i;
-                int s = 0;
-                if (e > 0) {
-                    s = strength(q, dir == 0 ? qb - 1 : qb - 4, q, qb, false);
-                } else if (p) {
-                    s = strength(*p, dir == 0 ? qb + 3 : qb + 12, q, qb, true);
-                }
-                bs[4 * e + i] = static_cast<Vek8u>(s);
-                any |= s != 0;
-            }
-        if (!any) continue;
         const bool vertical = dir == 0;
-        // The 8x8 transform leaves luma edges 1 and 3 unfiltered; 4:2:2
-        // chroma still filters the rows they stand for.
+        // Luma edges 1 and 3 go unfiltered under the 8x8 transform; only
+        // 4:2:2 horizontal chroma edges still need their strengths.
+        const bool chroma_odd = lay.c422 && !vertical;
+        Vek8u bs[16];
+        if (!edge_strengths(p, q, dir, !q.transform8x8 || chroma_odd, bs)) continue;
         Vek8u luma_bs[16];
-        std::memcpy(luma_bs, bs, sizeof bs);
-        if (q.transform8x8) {
+        const Vek8u* lbs = bs;
+        if (q.transform8x8 && chroma_odd) {
+            std::memcpy(luma_bs, bs, sizeof bs);
             std::memset(luma_bs + 4, 0, 4);
             std::memset(luma_bs + 12, 0, 4);
+            lbs = luma_bs;
         }
-        const int qp_outer = p ? (p->qp + q.qp + 1) >> 1 : q.qp;
-        Thresholds<P> lt(qp_outer, q.qp, sh, pic.depth);
-        for (int g = 0; g < 16; ++g) lt.tc0[g] = lt.tc(luma_bs[g], g >= 4);
-        Ops::luma_edges(vertical, y, pic.stride, lt.alpha, lt.beta, lt.tc0, luma_bs, pic.depth);
-        if (!chroma_h) continue;
+        {
+            const ThresholdRow outer = p ? threshold_row((p->qp + q.qp + 1) >> 1, sh) : luma_inner;
+            Thresholds<P> lt(outer, luma_inner, pic.depth);
+            lt.groups(0, 4, outer, lbs, pic.depth);
+            lt.groups(4, 12, luma_inner, lbs, pic.depth);
+            Ops::luma_edges(vertical, y, pic.stride, lt.alpha, lt.beta, lt.tc0, lbs, pic.depth);
+        }
+        if (!lay.chroma_h) continue;
+        if (!chroma_odd) {
+            // Only luma edges 0 and 2 carry chroma edges here.
+            std::uint32_t e0, e2;
+            std::memcpy(&e0, bs, 4);
+            std::memcpy(&e2, bs + 8, 4);
+            if ((e0 | e2) == 0) continue;
+        }
         for (int c = 0; c < 2; ++c) {
-            P* plane = pic.plane<P>(1 + c) + mby * chroma_h * pic.cstride + mbx * 8;
-            const int cqp_outer = p ? (p->qpc[c] + q.qpc[c] + 1) >> 1 : q.qpc[c];
-            Thresholds<P> ct(cqp_outer, q.qpc[c], sh, pic.cdepth);
+            P* plane = pic.plane<P>(1 + c) + mby * lay.chroma_h * pic.cstride + mbx * 8;
+            const ThresholdRow outer =
+                p ? threshold_row((p->qpc[c] + q.qpc[c] + 1) >> 1, sh) : chroma_inner[c];
+            Thresholds<P> ct(outer, chroma_inner[c], pic.cdepth);
             // Chroma edges take the strengths of the luma edges they lie on:
             // 4:2:2 horizontal ones all four luma edges (the luma layout),
             // the others luma edges 0 and 8 (tc0 per edge and group of 4).
-            if (c422 && !vertical) {
-                for (int g = 0; g < 16; ++g) ct.tc0[g] = ct.tc(bs[g], g >= 4);
+            ct.groups(0, 4, outer, bs, pic.cdepth);
+            if (chroma_odd) {
+                ct.groups(4, 12, chroma_inner[c], bs, pic.cdepth);
             } else {
-                for (int e = 0; e < 2; ++e)
-                    for (int i = 0; i < 4; ++i) ct.tc0[4 * e + i] = ct.tc(bs[8 * e + i], e == 1);
+                for (int i = 0; i < 4; ++i)
+                    ct.tc0[4 + i] = static_cast<P>(chroma_inner[c].tc0[bs[8 + i]] << (pic.cdepth - 8));
             }
-            Ops::chroma_edges(vertical, c422, plane, pic.cstride, ct.alpha, ct.beta, ct.tc0, bs, pic.cdepth);
+            Ops::chroma_edges(vertical, lay.c422, plane, pic.cstride, ct.alpha, ct.beta, ct.tc0, bs, pic.cdepth);
         }
     }
 }
@@ -173,16 +264,20 @@ void deblock_mb(Picture& pic, const std::vector<MbInfo>& mbs, const SliceHeader&
 void Decoder::deblock_picture() {
     Picture& pic = *cur_;
     const int mbw = sps_active_->width_mbs, mbh = sps_active_->height_mbs;
+    PictureLayout lay{};
+    lay.chroma_h = pic.cwidth ? pic.cheight / (pic.height / 16) : 0;
+    lay.c422 = lay.chroma_h == 16;
+    const int nslices = static_cast<int>(slices_.size());
     for (int mby = 0; mby < mbh; ++mby) {
         for (int mbx = 0; mbx < mbw; ++mbx) {
             const MbInfo& q = pic.mbs[static_cast<std::size_t>(mby) * mbw + mbx];
-            if (!q.decoded || q.slice < 0 || q.slice >= static_cast<int>(slices_.size())) continue;
+            if (!q.decoded || q.slice < 0 || q.slice >= nslices) continue;
             const SliceHeader& sh = slices_[q.slice];
             if (sh.disable_deblocking == 1) continue;
             if (pic.wide)
-                deblock_mb<Vek16u>(pic, pic.mbs, sh, mbx, mby, mbw);
+                deblock_mb<Vek16u>(pic, lay, pic.mbs, sh, mbx, mby, mbw);
             else
-                deblock_mb<Vek8u>(pic, pic.mbs, sh, mbx, mby, mbw);
+                deblock_mb<Vek8u>(pic, lay, pic.mbs, sh, mbx, mby, mbw);
         }
     }
 }

@@ -3,6 +3,7 @@
 #include "decoder.h"
 
 #include <algorithm>
+#include <bit>
 #include <climits>
 #include <cstring>
 
@@ -506,7 +507,17 @@ bool Decoder::start_picture(const SliceHeader& sh) {
     pic->mmco5 = false;
     for (const auto& m : sh.mmcos)
         if (m.op == 5) pic->mmco5 = true;
-    pic->mbs.assign(static_cast<std::size_t>(sps.width_mbs) * sps.height_mbs, MbInfo{});
+    // Everything reads a macroblock's record only once it is marked decoded
+    // (which rewrites all of it), so a reused picture just drops the marks.
+    const std::size_t mb_count = static_cast<std::size_t>(sps.width_mbs) * sps.height_mbs;
+    if (pic->mbs.size() == mb_count) {
+        for (MbInfo& m : pic->mbs) {
+            m.decoded = false;
+            m.slice = -1;
+        }
+    } else {
+        pic->mbs.assign(mb_count, MbInfo{});
+    }
     cur_ = std::move(pic);
     slices_.clear();
     slice_num_ = 0;
@@ -844,9 +855,15 @@ bool Decoder::flush() {
 }
 
 bool decode_annexb(Decoder& decoder, const std::uint8_t* stream, std::size_t n) {
+    // Start codes are found from their 01 byte, which memchr reaches fast.
     auto next_start = [&](std::size_t from) {
-        for (std::size_t i = from; i + 2 < n; ++i)
-            if (stream[i] == 0 && stream[i + 1] == 0 && stream[i + 2] == 1) return i;
+        for (std::size_t i = from + 2; i < n;) {
+            const void* one = std::memchr(stream + i, 1, n - i);
+            if (!one) break;
+            i = static_cast<std::size_t>(static_cast<const std::uint8_t*>(one) - stream);
+            if (stream[i - 1] == 0 && stream[i - 2] == 0) return i - 2;
+            ++i;
+        }
         return n;
     };
     std::size_t pos = next_start(0);
@@ -906,6 +923,11 @@ void crop_frame(const Picture& pic, const Sps& sps, std::vector<std::uint8_t>& o
                 continue;
             }
             const std::uint16_t* row = pic.plane<std::uint16_t>(c) + (r + top) * stride + left;
+            if constexpr (std::endian::native == std::endian::little) {
+                std::memcpy(o, row, static_cast<std::size_t>(width) * 2);  // already little-endian words
+                o += static_cast<std::size_t>(width) * 2;
+                continue;
+            }
             for (int x = 0; x < width; ++x) {
                 *o++ = static_cast<std::uint8_t>(row[x] & 255);
                 *o++ = static_cast<std::uint8_t>(row[x] >> 8);

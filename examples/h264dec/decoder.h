@@ -82,6 +82,9 @@ struct MbInfo {
     bool intra_nxn = false;  // Intra 4x4 or Intra 8x8: ipred holds the modes
     bool uniform = false;    // one vector and reference pair over all 16 blocks
     bool transform8x8 = false;
+    // Inner edges across which the motion may change: bit 4 * d + e for edge
+    // e (1 to 3) of the vertical (d 0) or horizontal (d 1) edges.
+    std::uint8_t motion_edges = 0xEE;
     int slice = -1;
     int qp = 0;                 // QP of the loop filter (0 for PCM), without the bit depth offset
     int qpc[2] = {0, 0};        // chroma QPs of the loop filter, Cb and Cr

@@ -3,11 +3,11 @@
 // Decodes an H.264 Annex B byte stream and writes the frames in display
 // order as raw planar YUV, cropped; --framemd5 prints one checksum line per
 // frame. A summary goes to standard error.
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
 
@@ -44,7 +44,11 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "h264dec: cannot open %s\n", input);
         return 1;
     }
-    const std::vector<std::uint8_t> stream((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    in.seekg(0, std::ios::end);
+    std::vector<std::uint8_t> stream(static_cast<std::size_t>(std::max<std::streamoff>(in.tellg(), 0)));
+    in.seekg(0, std::ios::beg);
+    in.read(reinterpret_cast<char*>(stream.data()), static_cast<std::streamsize>(stream.size()));
+    stream.resize(static_cast<std::size_t>(in.gcount()));
     std::FILE* out = nullptr;
     if (output && !(out = std::fopen(output, "wb"))) {
         std::fprintf(stderr, "h264dec: cannot write %s\n", output);

@@ -109,14 +109,6 @@ bool SliceDecoder::run() {
     }
 }
 
-const MbInfo* SliceDecoder::mb_at(int mbx, int mby) const {
-    if (mbx < 0 || mby < 0 || mbx >= mbw_ || mby >= mbh_) return nullptr;
-    const MbInfo* n = &pic_.mbs[static_cast<std::size_t>(mby) * mbw_ + mbx];
-    const int a = mby * mbw_ + mbx;
-    if (a >= addr_ || !n->decoded || n->slice != slice_) return nullptr;
-    return n;
-}
-
 bool SliceDecoder::intra_available(const MbInfo* n) const {
     return n && (!pps_.constrained_intra_pred || n->intra);
 }
@@ -127,6 +119,7 @@ namespace {
 void reset_mb(MbInfo& mb, int slice) {
     mb.decoded = false;
     mb.intra = mb.pcm = mb.intra_nxn = mb.uniform = mb.transform8x8 = false;
+    mb.motion_edges = 0xEE;
     mb.slice = slice;
     mb.coded = 0;
     std::memset(mb.nz, 0, sizeof mb.nz);
@@ -144,6 +137,14 @@ void SliceDecoder::begin_macroblock() {
     mby_ = addr_ / mbw_;
     mb_ = &pic_.mbs[addr_];
     reset_mb(*mb_, slice_);
+    // The neighbours stay the same for the whole macroblock: look them up
+    // once. All four come earlier in the picture than this one.
+    auto usable = [this](const MbInfo* n) { return n->decoded && n->slice == slice_ ? n : nullptr; };
+    const bool has_top = mby_ > 0;
+    left_ = mbx_ > 0 ? usable(mb_ - 1) : nullptr;
+    top_ = has_top ? usable(mb_ - mbw_) : nullptr;
+    top_left_ = has_top && mbx_ > 0 ? usable(mb_ - mbw_ - 1) : nullptr;
+    top_right_ = has_top && mbx_ + 1 < mbw_ ? usable(mb_ - mbw_ + 1) : nullptr;
     done_ = 0;
     direct_ready_ = false;
 }
@@ -192,8 +193,8 @@ bool SliceDecoder::decode_pcm() {
 int SliceDecoder::predicted_intra_mode(int blk) const {
     const int bx = blk & 3, by = blk >> 2;
     int mode_a = -1, mode_b = -1;
-    const MbInfo* left = mb_at(mbx_ - 1, mby_);
-    const MbInfo* top = mb_at(mbx_, mby_ - 1);
+    const MbInfo* left = left_;
+    const MbInfo* top = top_;
     if (bx > 0)
         mode_a = mb_->ipred[blk - 1];
     else if (intra_available(left))
@@ -318,10 +319,10 @@ bool SliceDecoder::reconstruct(const MbSyntax& m) {
     // Edges of the macroblock that intra prediction may not use.
     Vek8u edge = 0;
     if (intra) {
-        if (!intra_available(mb_at(mbx_ - 1, mby_))) edge |= VEKVC_LEFT_EDGE;
-        if (!intra_available(mb_at(mbx_, mby_ - 1))) edge |= VEKVC_TOP_EDGE;
-        if (!intra_available(mb_at(mbx_ - 1, mby_ - 1))) edge |= VEKVC_TOP_LEFT_EDGE;
-        if (!intra_available(mb_at(mbx_ + 1, mby_ - 1))) edge |= VEKVC_TOP_RIGHT_EDGE;
+        if (!intra_available(left_)) edge |= VEKVC_LEFT_EDGE;
+        if (!intra_available(top_)) edge |= VEKVC_TOP_EDGE;
+        if (!intra_available(top_left_)) edge |= VEKVC_TOP_LEFT_EDGE;
+        if (!intra_available(top_right_)) edge |= VEKVC_TOP_RIGHT_EDGE;
     }
     // QPs with their bit depth offsets and the level scale tables in force.
     const int qp = qp_ + qp_bd_offset_;
@@ -425,12 +426,12 @@ int SliceDecoder::nc_luma(int blk) const {
     int na = -1, nb = -1;
     if (bx > 0) {
         na = mb_->nz[blk - 1];
-    } else if (const MbInfo* l = mb_at(mbx_ - 1, mby_)) {
+    } else if (const MbInfo* l = left_) {
         na = l->nz[blk + 3];
     }
     if (by > 0) {
         nb = mb_->nz[blk - 4];
-    } else if (const MbInfo* t = mb_at(mbx_, mby_ - 1)) {
+    } else if (const MbInfo* t = top_) {
         nb = t->nz[blk + 12];
     }
     if (na >= 0 && nb >= 0) return (na + nb + 1) >> 1;
@@ -442,12 +443,12 @@ int SliceDecoder::nc_chroma(int c, int blk) const {
     int na = -1, nb = -1;
     if (blk & 1) {
         na = mb_->nzc[c][blk - 1];
-    } else if (const MbInfo* l = mb_at(mbx_ - 1, mby_)) {
+    } else if (const MbInfo* l = left_) {
         na = l->nzc[c][blk + 1];
     }
     if (blk >= 2) {
         nb = mb_->nzc[c][blk - 2];
-    } else if (const MbInfo* t = mb_at(mbx_, mby_ - 1)) {
+    } else if (const MbInfo* t = top_) {
         nb = t->nzc[c][blk + 2 * (chroma_rows_ - 1)];
     }
     if (na >= 0 && nb >= 0) return (na + nb + 1) >> 1;
@@ -567,9 +568,7 @@ SliceDecoder::Neighbour SliceDecoder::neighbour(int list, int x4, int y4) const 
         return n;
     }
     if (y4 >= 4 || (x4 >= 4 && y4 >= 0)) return n;
-    const int mx = mbx_ + (x4 < 0 ? -1 : x4 >= 4 ? 1 : 0);
-    const int my = mby_ + (y4 < 0 ? -1 : 0);
-    const MbInfo* m = mb_at(mx, my);
+    const MbInfo* m = y4 >= 0 ? left_ : x4 < 0 ? top_left_ : x4 >= 4 ? top_right_ : top_;
     if (!m) return n;
     n.avail = true;
     if (m->intra) return n;
@@ -599,16 +598,21 @@ Mv SliceDecoder::predict_mv(int list, int ref, int x4, int y4, int w4, Shape sha
 
 // Also notes the picture the reference index names, which is what the loop
 // filter and later pictures' direct prediction compare.
-void SliceDecoder::set_motion(int list, int x4, int y4, int w4, int h4, int ref, Mv mv) {
+std::int32_t SliceDecoder::ref_serial(int list, int ref) const {
     const auto& rl = dec_.ref_list_[list];
-    const std::int32_t pic = (ref >= 0 && ref < static_cast<int>(rl.size()) && rl[ref]) ? rl[ref]->serial : -1;
+    return (ref >= 0 && ref < static_cast<int>(rl.size()) && rl[ref]) ? rl[ref]->serial : -1;
+}
+
+void SliceDecoder::set_motion(int list, int x4, int y4, int w4, int h4, int ref, Mv mv) {
+    const std::int32_t pic = ref_serial(list, ref);
+    const std::int16_t v[2] = {static_cast<std::int16_t>(mv.x), static_cast<std::int16_t>(mv.y)};
     for (int y = y4; y < y4 + h4; ++y)
-        for (int x = x4; x < x4 + w4; ++x) {
-            const int blk = y * 4 + x;
-            mb_->mv[list][blk][0] = static_cast<std::int16_t>(mv.x);
-            mb_->mv[list][blk][1] = static_cast<std::int16_t>(mv.y);
-            mb_->ref[list][kRasterTo8x8[blk]] = static_cast<std::int8_t>(ref);
-            mb_->ref_pic[list][kRasterTo8x8[blk]] = pic;
+        for (int x = x4; x < x4 + w4; ++x) std::memcpy(mb_->mv[list][y * 4 + x], v, sizeof v);
+    // A partition covers whole 8x8 blocks or lies inside one.
+    for (int y8 = y4 >> 1; y8 <= (y4 + h4 - 1) >> 1; ++y8)
+        for (int x8 = x4 >> 1; x8 <= (x4 + w4 - 1) >> 1; ++x8) {
+            mb_->ref[list][2 * y8 + x8] = static_cast<std::int8_t>(ref);
+            mb_->ref_pic[list][2 * y8 + x8] = pic;
         }
 }
 
@@ -666,29 +670,31 @@ bool SliceDecoder::direct_motion(int b8_first, int b8_last) {
             direct_mv_[list] = (direct_zero_ || direct_ref_[list] < 0)
                                    ? Mv{}
                                    : predict_mv(list, direct_ref_[list], 0, 0, 4, kShapeOther, 0);
+        for (int list = 0; list < 2; ++list) direct_pic_[list] = ref_serial(list, direct_ref_[list]);
         done_ = saved;
         direct_ready_ = true;
     }
     for (int b8 = b8_first; b8 <= b8_last; ++b8) {
+        Mv mv_col;
+        int ref_col = -1;
+        std::int32_t pic_col = -1;
         for (int k = 0; k < 4; ++k) {
             const int blk = (b8 >> 1) * 8 + (b8 & 1) * 2 + (k >> 1) * 4 + (k & 1);
             const int x4 = blk & 3, y4 = blk >> 2;
-            Mv mv_col;
-            int ref_col = -1;
-            std::int32_t pic_col = -1;
-            if (!colocated(blk, mv_col, ref_col, pic_col)) return fail("co-located picture unusable");
+            // With 8x8 inference all four blocks share one co-located block.
+            if ((k == 0 || !sps_.direct_8x8_inference) && !colocated(blk, mv_col, ref_col, pic_col))
+                return fail("co-located picture unusable");
             if (sh_.direct_spatial) {
                 const bool col_zero = col_pic->ref_short && ref_col == 0 && std::abs(mv_col.x) <= 1 &&
                                       std::abs(mv_col.y) <= 1;
                 for (int list = 0; list < 2; ++list) {
                     const int ref = direct_ref_[list];
-                    Mv mv = direct_mv_[list];
-                    if (ref < 0) {
-                        set_motion(list, x4, y4, 1, 1, -1, Mv{});
-                        continue;
-                    }
-                    if (direct_zero_ || (ref == 0 && col_zero)) mv = Mv{};
-                    set_motion(list, x4, y4, 1, 1, ref, mv);
+                    const bool zero = ref < 0 || direct_zero_ || (ref == 0 && col_zero);
+                    const std::int16_t v[2] = {static_cast<std::int16_t>(zero ? 0 : direct_mv_[list].x),
+                                               static_cast<std::int16_t>(zero ? 0 : direct_mv_[list].y)};
+                    std::memcpy(mb_->mv[list][blk], v, sizeof v);
+                    mb_->ref[list][b8] = static_cast<std::int8_t>(ref);
+                    mb_->ref_pic[list][b8] = direct_pic_[list];
                 }
             } else {
                 int ref0 = 0;
@@ -848,47 +854,66 @@ bool SliceDecoder::predict_inter() {
             mc_partition<Vek8u>(x4, y4, w4, h4);
     };
     // Blocks that share their motion are predicted together: a whole
-    // macroblock, halves, 8x8 blocks, else 4x4 blocks.
-    auto same = [this](int a, int b) {
-        for (int list = 0; list < 2; ++list) {
-            if (mb_->ref[list][kRasterTo8x8[a]] != mb_->ref[list][kRasterTo8x8[b]]) return false;
-            if (mb_->ref[list][kRasterTo8x8[a]] >= 0 &&
-                (mb_->mv[list][a][0] != mb_->mv[list][b][0] || mb_->mv[list][a][1] != mb_->mv[list][b][1]))
-                return false;
-        }
-        return true;
-    };
+    // macroblock, halves, 8x8 blocks, else 4x4 blocks. Unused lists hold no
+    // reference and zero vectors, so equal motion is equal words: both
+    // vectors of a block in one, both reference indices of an 8x8 block in
+    // another.
+    std::uint64_t key[16];
+    for (int b = 0; b < 16; ++b) {
+        std::uint32_t v0, v1;
+        std::memcpy(&v0, mb_->mv[0][b], 4);
+        std::memcpy(&v1, mb_->mv[1][b], 4);
+        key[b] = v0 | (std::uint64_t{v1} << 32);
+    }
+    unsigned refs8[4];
+    for (int b8 = 0; b8 < 4; ++b8)
+        refs8[b8] = static_cast<std::uint8_t>(mb_->ref[0][b8]) | (static_cast<std::uint8_t>(mb_->ref[1][b8]) << 8);
     auto uniform = [&](int x4, int y4, int w4, int h4) {
+        const int first = y4 * 4 + x4;
+        std::uint64_t diff = 0;
         for (int y = y4; y < y4 + h4; ++y)
-            for (int x = x4; x < x4 + w4; ++x)
-                if (!same(y4 * 4 + x4, y * 4 + x)) return false;
-        return true;
+            for (int x = x4; x < x4 + w4; ++x) diff |= key[y * 4 + x] ^ key[first];
+        const unsigned r = refs8[kRasterTo8x8[first]];
+        for (int y8 = y4 >> 1; y8 <= (y4 + h4 - 1) >> 1; ++y8)
+            for (int x8 = x4 >> 1; x8 <= (x4 + w4 - 1) >> 1; ++x8) diff |= refs8[2 * y8 + x8] ^ r;
+        return diff == 0;
     };
+    // The shapes found here also tell the loop filter which inner edges
+    // need their vectors compared.
+    constexpr int kVer = 0, kHor = 4;
     mb_->uniform = uniform(0, 0, 4, 4);
+    std::uint8_t edges = 0;
     if (mb_->uniform) {
         mc(0, 0, 4, 4);
     } else if (uniform(0, 0, 4, 2) && uniform(0, 2, 4, 2)) {
+        edges = 1 << (kHor + 2);
         mc(0, 0, 4, 2);
         mc(0, 2, 4, 2);
     } else if (uniform(0, 0, 2, 4) && uniform(2, 0, 2, 4)) {
+        edges = 1 << (kVer + 2);
         mc(0, 0, 2, 4);
         mc(2, 0, 2, 4);
     } else {
+        edges = (1 << (kVer + 2)) | (1 << (kHor + 2));
         for (int b8 = 0; b8 < 4; ++b8) {
             const int x8 = (b8 & 1) * 2, y8 = (b8 >> 1) * 2;
             if (uniform(x8, y8, 2, 2)) {
                 mc(x8, y8, 2, 2);
             } else if (uniform(x8, y8, 2, 1) && uniform(x8, y8 + 1, 2, 1)) {
+                edges |= 1 << (kHor + y8 + 1);
                 mc(x8, y8, 2, 1);
                 mc(x8, y8 + 1, 2, 1);
             } else if (uniform(x8, y8, 1, 2) && uniform(x8 + 1, y8, 1, 2)) {
+                edges |= 1 << (kVer + x8 + 1);
                 mc(x8, y8, 1, 2);
                 mc(x8 + 1, y8, 1, 2);
             } else {
+                edges |= (1 << (kHor + y8 + 1)) | (1 << (kVer + x8 + 1));
                 for (int k = 0; k < 4; ++k) mc(x8 + (k & 1), y8 + (k >> 1), 1, 1);
             }
         }
     }
+    mb_->motion_edges = edges;
     return true;
 }
 

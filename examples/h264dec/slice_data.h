@@ -56,13 +56,13 @@ private:
     int predicted_intra_mode(int blk) const;
 
     // Neighbours and prediction.
-    const MbInfo* mb_at(int mbx, int mby) const;
     bool intra_available(const MbInfo* n) const;
     int nc_luma(int blk) const;
     int nc_chroma(int c, int blk) const;
     Neighbour neighbour(int list, int x4, int y4) const;
     Mv predict_mv(int list, int ref, int x4, int y4, int w4, Shape shape, int part) const;
     void set_motion(int list, int x4, int y4, int w4, int h4, int ref, Mv mv);
+    std::int32_t ref_serial(int list, int ref) const;
     void p_skip_motion();
     bool direct_motion(int b8_first, int b8_last);
     bool colocated(int blk, Mv& mv_col, int& ref_col, std::int32_t& pic_col) const;
@@ -84,10 +84,16 @@ private:
     // The macroblock being decoded.
     int addr_ = 0, mbx_ = 0, mby_ = 0;
     MbInfo* mb_ = nullptr;
+    // Its neighbours A (left), B (top), D and C, null where not available.
+    const MbInfo* left_ = nullptr;
+    const MbInfo* top_ = nullptr;
+    const MbInfo* top_left_ = nullptr;
+    const MbInfo* top_right_ = nullptr;
     std::uint16_t done_ = 0;  // 4x4 blocks (raster bits) whose motion is known
     bool direct_ready_ = false;
     int direct_ref_[2] = {-1, -1};
     Mv direct_mv_[2];
+    std::int32_t direct_pic_[2] = {-1, -1};  // the pictures direct_ref_ names
     bool direct_zero_ = false;
     // Levels as the CAVLC functions leave them: 16-bit for 8-bit streams,
     // 32-bit above. Luma: the Intra 16x16 DC block then the blocks; chroma:
