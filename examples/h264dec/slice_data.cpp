@@ -2,6 +2,7 @@
 #include "slice_data.h"
 
 #include "sample_ops.h"
+#include "../common/h264_tables.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -10,6 +11,10 @@
 namespace h264dec {
 
 namespace {
+
+using h264common::kCbpInter;
+using h264common::kCbpIntra;
+using h264common::kChromaQp;
 
 // Coded order of the 4x4 luma blocks to their raster index in the macroblock.
 constexpr int kCodedToRaster[16] = {0, 1, 4, 5, 2, 3, 6, 7, 8, 9, 12, 13, 10, 11, 14, 15};
@@ -29,19 +34,11 @@ constexpr int kZigzag8x8[64] = {0,  1,  8,  16, 9,  2,  3,  10, 17, 24, 32, 25, 
                                 35, 42, 49, 56, 57, 50, 43, 36, 29, 22, 15, 23, 30, 37, 44, 51,
                                 58, 59, 52, 45, 38, 31, 39, 46, 53, 60, 61, 54, 47, 55, 62, 63};
 
-// coded_block_pattern by code number; monochrome streams code luma only.
+// coded_block_pattern by code number of monochrome streams, which code luma
+// only; the others are shared with the encoder.
 constexpr std::uint8_t kCbpIntraMono[16] = {15, 0, 7, 11, 13, 14, 3, 5, 10, 12, 1, 2, 4, 8, 6, 9};
 constexpr std::uint8_t kCbpInterMono[16] = {0, 1, 2, 4, 8, 3, 5, 10, 12, 15, 7, 11, 13, 14, 6, 9};
-constexpr std::uint8_t kCbpIntra[48] = {47, 31, 15, 0,  23, 27, 29, 30, 7,  11, 13, 14, 39, 43, 45, 46,
-                                        16, 3,  5,  10, 12, 19, 21, 26, 28, 35, 37, 42, 44, 1,  2,  4,
-                                        8,  17, 18, 20, 24, 6,  9,  22, 25, 32, 33, 34, 36, 40, 38, 41};
-constexpr std::uint8_t kCbpInter[48] = {0,  16, 1,  2,  4,  8,  32, 3,  5,  10, 12, 15, 47, 7,  11, 13,
-                                        14, 6,  9,  31, 35, 37, 42, 44, 33, 34, 36, 40, 39, 43, 45, 46,
-                                        17, 18, 20, 24, 19, 21, 26, 28, 23, 27, 29, 30, 22, 25, 38, 41};
 
-constexpr int kChromaQp[52] = {0,  1,  2,  3,  4,  5,  6,  7,  8,  9,  10, 11, 12, 13, 14, 15, 16, 17,
-                               18, 19, 20, 21, 22, 23, 24, 25, 26, 27, 28, 29, 29, 30, 31, 32, 32, 33,
-                               34, 34, 35, 35, 36, 36, 37, 37, 37, 38, 38, 38, 39, 39, 39, 39};
 
 // Prediction lists of a partition: 1 list 0, 2 list 1, 3 both.
 struct BPart {

@@ -13,20 +13,9 @@ namespace h264enc {
 
 namespace {
 
-// Loop filter thresholds by indexA / indexB, and tc0 by indexA for bS 1 to 3.
-constexpr Vek8u kAlpha[52] = {0,  0,  0,  0,  0,  0,  0,   0,   0,   0,   0,   0,   0,   0,   0,   0,  4,  4,
-                              5,  6,  7,  8,  9,  10, 12,  13,  15,  17,  20,  22,  25,  28,  32,  36, 40, 45,
-                              50, 56, 63, 71, 80, 90, 101, 113, 127, 144, 162, 182, 203, 226, 255, 255};
-constexpr Vek8u kBeta[52] = {0,  0,  0,  0,  0,  0,  0,  0,  0,  0,  0,  0,  0,  0,  0,  0, 2,  2,
-                             2,  3,  3,  3,  3,  4,  4,  4,  6,  6,  7,  7,  8,  8,  9,  9, 10, 10,
-                             11, 11, 12, 12, 13, 13, 14, 14, 15, 15, 16, 16, 17, 17, 18, 18};
-constexpr Vek8u kTc0[52][3] = {
-    {0, 0, 0},  {0, 0, 0},   {0, 0, 0},   {0, 0, 0},   {0, 0, 0},    {0, 0, 0},    {0, 0, 0},   {0, 0, 0},  {0, 0, 0},
-    {0, 0, 0},  {0, 0, 0},   {0, 0, 0},   {0, 0, 0},   {0, 0, 0},    {0, 0, 0},    {0, 0, 0},   {0, 0, 0},  {0, 0, 1},
-    {0, 0, 1},  {0, 0, 1},   {0, 0, 1},   {0, 1, 1},   {0, 1, 1},    {1, 1, 1},    {1, 1, 1},   {1, 1, 1},  {1, 1, 1},
-    {1, 1, 2},  {1, 1, 2},   {1, 1, 2},   {1, 1, 2},   {1, 2, 3},    {1, 2, 3},    {2, 2, 3},   {2, 2, 4},  {2, 3, 4},
-    {2, 3, 4},  {3, 3, 5},   {3, 4, 6},   {3, 4, 6},   {4, 5, 7},    {4, 5, 8},    {4, 6, 9},   {5, 7, 10}, {6, 8, 11},
-    {6, 8, 13}, {7, 10, 14}, {8, 11, 16}, {9, 12, 18}, {10, 13, 20}, {11, 15, 23}, {13, 17, 25}};
+using h264common::kAlpha;
+using h264common::kBeta;
+using h264common::kTc0;
 
 constexpr int kBorder = 48;  // luma; chroma gets half
 
@@ -196,12 +185,12 @@ void Encoder::deblock() {
                 if (!any) continue;
                 // One QP everywhere, so the outer edge's average is the QP itself.
                 Vek8u tc0[16], ctc0[8];
-                for (int n = 0; n < 16; ++n) tc0[n] = (bs[n] > 0 && bs[n] < 4) ? kTc0[qp][bs[n] - 1] : 0;
+                for (int n = 0; n < 16; ++n) tc0[n] = (bs[n] > 0 && bs[n] < 4) ? kTc0[qp][bs[n]] : 0;
                 // Chroma edges 0 and 4 lie on luma edges 0 and 8 and share their strengths.
                 for (int e = 0; e < 2; ++e)
                     for (int i = 0; i < 4; ++i) {
                         const int s = bs[8 * e + i];
-                        ctc0[4 * e + i] = (s > 0 && s < 4) ? kTc0[qpc][s - 1] : 0;
+                        ctc0[4 * e + i] = (s > 0 && s < 4) ? kTc0[qpc][s] : 0;
                     }
                 if (dir == 0) {
                     vekiFilterDeblockingLuma_VerEdge_H264_8u_C1IR(y, pic.y.stride, alpha, beta, tc0, bs);

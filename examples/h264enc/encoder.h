@@ -13,6 +13,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "../common/h264_tables.h"
 #include "bitwriter.h"
 #include "vekvc.h"
 
@@ -53,10 +54,8 @@ struct MbInfo {
     std::int16_t mv[16][2];  // quarter samples
 };
 
-// Chroma QP by luma QP (no chroma offset).
-inline constexpr int kChromaQp[52] = {0,  1,  2,  3,  4,  5,  6,  7,  8,  9,  10, 11, 12, 13, 14, 15, 16, 17,
-                                      18, 19, 20, 21, 22, 23, 24, 25, 26, 27, 28, 29, 29, 30, 31, 32, 32, 33,
-                                      34, 34, 35, 35, 36, 36, 37, 37, 37, 38, 38, 38, 39, 39, 39, 39};
+// Chroma QP by luma QP (the encoder sets no chroma offset).
+using h264common::kChromaQp;
 
 struct FrameStats {
     bool ok = true;  // false if the library refused a reconstruction step

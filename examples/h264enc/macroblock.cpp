@@ -15,13 +15,8 @@ namespace {
 // Coded order of the 4x4 luma blocks to their raster index (its own inverse).
 constexpr int kCodedToRaster[16] = {0, 1, 4, 5, 2, 3, 6, 7, 8, 9, 12, 13, 10, 11, 14, 15};
 
-// coded_block_pattern by code number, chroma in bits 4-5: Intra 4x4, then inter.
-constexpr std::uint8_t kCbpIntra[48] = {47, 31, 15, 0,  23, 27, 29, 30, 7,  11, 13, 14, 39, 43, 45, 46,
-                                        16, 3,  5,  10, 12, 19, 21, 26, 28, 35, 37, 42, 44, 1,  2,  4,
-                                        8,  17, 18, 20, 24, 6,  9,  22, 25, 32, 33, 34, 36, 40, 38, 41};
-constexpr std::uint8_t kCbpInter[48] = {0,  16, 1,  2,  4,  8,  32, 3,  5,  10, 12, 15, 47, 7,  11, 13,
-                                        14, 6,  9,  31, 35, 37, 42, 44, 33, 34, 36, 40, 39, 43, 45, 46,
-                                        17, 18, 20, 24, 19, 21, 26, 28, 23, 27, 29, 30, 22, 25, 38, 41};
+using h264common::kCbpInter;
+using h264common::kCbpIntra;
 
 int cbp_code(const std::uint8_t* table, int cbp) {
     for (int i = 0; i < 48; ++i)
