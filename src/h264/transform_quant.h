@@ -104,8 +104,10 @@ void fwd8x8_32_c(const Vek16s* src, Vek32s* dst);
 
 // Reference kernels in every slot, then the overrides of each level in `flags`.
 EncodeTransformTable make_encode_transform_table(CpuFlags flags);
-// The table of this CPU, built once at load.
-const EncodeTransformTable& encode_transform_kernels();
+// The table of this CPU, built once at load. The shells read it directly, so
+// that a call costs one load and one indirect call, with no accessor between.
+extern const EncodeTransformTable kEncodeTransformKernels;
+inline const EncodeTransformTable& encode_transform_kernels() { return kEncodeTransformKernels; }
 
 void init_encode_transform_table_sse41(EncodeTransformTable& table);
 void init_encode_transform_table_avx2(EncodeTransformTable& table);

@@ -97,11 +97,7 @@ EncodeTransformTable make_encode_transform_table(CpuFlags flags) {
     return t;
 }
 
-namespace {
 // Built once while the library loads, never changed afterwards.
 const EncodeTransformTable kEncodeTransformKernels = make_encode_transform_table(cpu_flags());
-}  // namespace
-
-const EncodeTransformTable& encode_transform_kernels() { return kEncodeTransformKernels; }
 
 }  // namespace vek::h264

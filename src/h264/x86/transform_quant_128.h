@@ -22,8 +22,6 @@ using vek::h264::QuantArgs;
 // Constants read from memory as operands: built from immediates instead, each
 // costs the compiler two or three more instructions per call.
 struct alignas(32) SimdConsts {
-    Vek32s low16[8];       // 0xFFFF in every dword
-    Vek16s flip[16];       // 0x7FFF in every word
     Vek16s bias[16];       // 256
     Vek16s high_bits[16];  // 0xFE00
     Vek16s plus_minus[16];  // +1 in the low half, -1 in the high half
@@ -31,9 +29,8 @@ struct alignas(32) SimdConsts {
 };
 constexpr SimdConsts kConsts = [] {
     SimdConsts c{};
-    for (int k = 0; k < 8; ++k) c.low16[k] = 0xFFFF;
     for (int k = 0; k < 16; ++k) {
-        c.flip[k] = 0x7FFF, c.bias[k] = 256, c.high_bits[k] = static_cast<Vek16s>(0xFE00);
+        c.bias[k] = 256, c.high_bits[k] = static_cast<Vek16s>(0xFE00);
         c.plus_minus[k] = static_cast<Vek16s>(k < 8 ? 1 : -1), c.minus_plus[k] = static_cast<Vek16s>(k < 8 ? -1 : 1);
     }
     return c;
@@ -44,12 +41,11 @@ inline __m128i const128(const void* p) { return _mm_load_si128(static_cast<const
 
 // One pass of the forward core down the columns of (r0 | r1), (r2 | r3).
 inline void fwd4_pass(__m128i& a, __m128i& b) {
-    const __m128i hi = _mm_set_epi64x(-1, 0);
     const __m128i rev = _mm_shuffle_epi32(b, _MM_SHUFFLE(1, 0, 3, 2));  // (r3 | r2)
     const __m128i s = _mm_add_epi16(a, rev), d = _mm_sub_epi16(a, rev);  // (s0 | s1), (d0 | d1)
-    const __m128i p = _mm_unpacklo_epi64(s, d), q = _mm_unpackhi_epi64(s, d);  // (s0 | d0), (s1 | d1)
-    a = _mm_add_epi16(_mm_add_epi16(p, _mm_and_si128(p, hi)), q);  // (s0 + s1 | 2 d0 + d1)
-    b = _mm_sub_epi16(p, _mm_add_epi16(q, _mm_and_si128(q, hi)));  // (s0 - s1 | d0 - 2 d1)
+    const __m128i d2 = _mm_add_epi16(d, d);                               // (2 d0 | 2 d1)
+    a = _mm_add_epi16(_mm_unpacklo_epi64(s, d2), _mm_unpackhi_epi64(s, d));  // (s0 + s1 | 2 d0 + d1)
+    b = _mm_sub_epi16(_mm_unpacklo_epi64(s, d), _mm_unpackhi_epi64(s, d2));  // (s0 - s1 | d0 - 2 d1)
 }
 
 // (r0 | r1), (r2 | r3) -> (c0 | c1), (c2 | c3).
@@ -74,22 +70,24 @@ inline void fwd4x4_128(const Vek16s* src, __m128i& a, __m128i& b) {
 // sign(c) * ((|c| * f + round) >> shift), cut to 16 bits. |c| of -32768 is
 // 32768, whose top bit the signed high product reads as a sign: adding f
 // there gives the high half of the unsigned product. Masking each 32-bit
-// result to its low half before the unsigned pack cuts instead of saturating.
+// result to its low half (a blend with zero) before the unsigned pack cuts
+// instead of saturating.
 inline __m128i quant8_128(__m128i c, __m128i f, __m128i round, __m128i shift) {
     const __m128i a = _mm_abs_epi16(c);
     const __m128i lo = _mm_mullo_epi16(a, f);
     const __m128i hi = _mm_add_epi16(_mm_mulhi_epi16(a, f), _mm_and_si128(f, _mm_srai_epi16(a, 15)));
     const __m128i p0 = _mm_sra_epi32(_mm_add_epi32(_mm_unpacklo_epi16(lo, hi), round), shift);
     const __m128i p1 = _mm_sra_epi32(_mm_add_epi32(_mm_unpackhi_epi16(lo, hi), round), shift);
-    const __m128i low = const128(kConsts.low16);
-    return _mm_sign_epi16(_mm_packus_epi32(_mm_and_si128(p0, low), _mm_and_si128(p1, low)), c);
+    const __m128i zero = _mm_setzero_si128();
+    return _mm_sign_epi16(_mm_packus_epi32(_mm_blend_epi16(p0, zero, 0xAA), _mm_blend_epi16(p1, zero, 0xAA)), c);
 }
 
-// Largest signed 16-bit lane of v: minpos finds the smallest of v ^ 0x7FFF,
-// which orders the lanes the other way round.
+// Largest lane of v, whose lanes are all 0..32767: minpos finds the smallest
+// of ~v, which orders the lanes the other way round; the all-ones operand
+// needs no constant from memory.
 inline Vek32s max_lane_128(__m128i v) {
-    const __m128i flip = const128(kConsts.flip);
-    return static_cast<Vek16s>(_mm_cvtsi128_si32(_mm_minpos_epu16(_mm_xor_si128(v, flip))) ^ 0x7FFF);
+    const __m128i ones = _mm_cmpeq_epi16(v, v);
+    return ~_mm_cvtsi128_si32(_mm_minpos_epu16(_mm_xor_si128(v, ones))) & 0xFFFF;
 }
 
 // Bits set in a 16-bit mask, without the popcount instruction of later CPUs.

@@ -21,8 +21,9 @@ inline __m256i quant16_256(__m256i c, __m256i f, __m256i round, __m128i shift) {
     const __m256i hi = _mm256_add_epi16(_mm256_mulhi_epi16(a, f), _mm256_and_si256(f, _mm256_srai_epi16(a, 15)));
     const __m256i p0 = _mm256_sra_epi32(_mm256_add_epi32(_mm256_unpacklo_epi16(lo, hi), round), shift);
     const __m256i p1 = _mm256_sra_epi32(_mm256_add_epi32(_mm256_unpackhi_epi16(lo, hi), round), shift);
-    const __m256i low = const256(kConsts.low16);
-    return _mm256_sign_epi16(_mm256_packus_epi32(_mm256_and_si256(p0, low), _mm256_and_si256(p1, low)), c);
+    const __m256i zero = _mm256_setzero_si256();
+    return _mm256_sign_epi16(
+        _mm256_packus_epi32(_mm256_blend_epi16(p0, zero, 0xAA), _mm256_blend_epi16(p1, zero, 0xAA)), c);
 }
 
 // Bits set in a 32-bit mask.
