@@ -30,6 +30,7 @@ template <class T>
 struct Inputs {
     T alpha[2], beta[2], tc0[16];
     Vek8u bs[16];
+    bool steep;  // samples near 0 and max, thresholds near max: the largest deltas
 };
 
 template <class T>
@@ -40,8 +41,19 @@ Inputs<T> draw_inputs(Rng& rng, const Shape& shape, std::uint32_t max) {
         in.alpha[i] = static_cast<T>(regime == 0 ? rng.uniform(0, max) : rng.uniform(0, max / 4));
         in.beta[i] = static_cast<T>(regime == 0 ? rng.uniform(0, max) : rng.uniform(0, max / 16 + 2));
     }
-    for (auto& t : in.tc0)  // regime 1: near the top, where tc wraps
-        t = static_cast<T>(regime == 1 ? max - rng.uniform(0, 2) : rng.uniform(0, regime == 2 ? max : 25));
+    // Regime 1: near the top, where tc wraps. Regime 0 half the time: steep
+    // lines whose deltas exceed tc, the largest tc0 of an edge just below or
+    // above 92 and 93, where the 8-bit kernels change path.
+    in.steep = regime == 0 && rng.uniform(0, 1);
+    const std::uint32_t top = in.steep ? 86 + static_cast<std::uint32_t>(rng.uniform(0, 9)) : 0;
+    for (int i = 0; in.steep && i < 2; ++i) {
+        in.alpha[i] = static_cast<T>(max - rng.uniform(0, max / 12));
+        in.beta[i] = static_cast<T>(max - rng.uniform(0, max / 6));
+    }
+    for (auto& t : in.tc0)
+        t = static_cast<T>(regime == 1 ? max - rng.uniform(0, 2)
+                           : top      ? top - rng.uniform(0, 3)
+                                      : rng.uniform(0, regime == 2 ? max : 25));
     constexpr Vek8u kValues[] = {0, 1, 2, 3, 4, 4, 4, 5, 255};
     for (auto& b : in.bs) b = kValues[rng.uniform(0, 8)];
     const int stride = shape.chroma420 ? 8 : 4;
@@ -54,7 +66,14 @@ Inputs<T> draw_inputs(Rng& rng, const Shape& shape, std::uint32_t max) {
 
 // Samples: smooth (a base with noise) so that the filters engage, or a harness pattern.
 template <class T>
-void fill(GuardedPlane<T>& plane, Rng& rng, std::uint32_t max, int trial) {
+void fill(GuardedPlane<T>& plane, Rng& rng, std::uint32_t max, int trial, bool steep) {
+    if (steep) {
+        for (int y = 0; y < plane.height(); ++y)
+            for (int x = 0; x < plane.width(); ++x)
+                plane.set(x, y, static_cast<T>(rng.uniform(0, 1) ? rng.uniform(0, max / 8)
+                                                                 : max - rng.uniform(0, max / 8)));
+        return;
+    }
     const int kinds = 1 + static_cast<int>(std::size(kHostilePairs));
     const int kind = trial % kinds;
     if (kind > 0) return plane.fill(kHostilePairs[kind - 1].first, max, rng);
@@ -83,7 +102,7 @@ void expect_matches_reference(const std::string& what, const Shape& shape, Fn* t
         const int left = outer_off ? 0 : shape.left, above = outer_off ? 0 : shape.above;
         const int w = shape.width - (shape.left - left), h = shape.height - (shape.above - above);
         GuardedPlane<T> got(w, h, l.step, l.misalign), want(w, h, l.step, l.misalign);
-        fill(got, rng, max, trial);
+        fill(got, rng, max, trial, in.steep);
         for (int y = 0; y < h; ++y)
             for (int x = 0; x < w; ++x) want.set(x, y, got.get(x, y));
         const Vek32s step = l.step / sb;

@@ -6,6 +6,7 @@
 // bS are all 0 are not read when they lie outside the macroblock.
 #pragma once
 
+#include "h264/x86/deblock_bytes_simd.h"
 #include "h264/x86/deblock_simd.h"
 
 namespace {
@@ -110,11 +111,73 @@ void luma_hor_8u_edges(Vek8u* p, Vek32s step, const LumaParams<O>& b, const Vek8
     store_rows(5, 13);
 }
 
-// One copy of each kernel per tc width, so that no edge tests it.
+// A strong edge of 16 rows (p3 .. q3 around q0): widened, through the lane filter, and back.
+template <class O>
+void luma_strong_rows_8u(Vek8u* q0, ptrdiff_t st, __m128i alpha, int beta) {
+    constexpr int kParts = 16 / O::kLanes;
+    Edge<O> edge;
+    edge.beta = O::set1(beta);
+    edge.tc0 = O::set1(0);
+    edge.strong = O::set1(-1);
+    edge.any_strong = edge.all_strong = true;
+    __m128i r[8];
+    for (int k = 0; k < 8; ++k) r[k] = load16(q0 + (k - 4) * st);
+    typename O::V w[8][kParts];
+    for (int part = 0; part < kParts; ++part) {
+        edge.alpha = O::widen_u8(alpha, part);
+        typename O::V s[8];
+        for (int k = 0; k < 8; ++k) s[k] = O::widen_u8(r[k], part);
+        luma_lanes<O>(s, edge, -1, -1);
+        for (int k = 1; k < 7; ++k) w[k][part] = s[k];
+    }
+    for (int k = 1; k < 7; ++k) store16(q0 + (k - 4) * st, O::narrow_u8(w[k]));
+}
+
+// The same edges on bytes (128-bit level): a row of the macroblock is one
+// register, so the normal filter needs neither widening nor transposing. Only a strong outer
+// edge widens its eight rows and takes the lane filter.
+template <class O>
+void luma_hor_8u_bytes(Vek8u* p, Vek32s step, const Vek8u* alpha, const Vek8u* beta, const Vek8u* tc0,
+                       const Vek8u* bs) {
+    const ptrdiff_t st = step;
+    const bool outer = load_u32(bs) != 0;
+    const bool strong0 = outer && strong_all(bs) != 0;
+    const __m128i zero_bs = _mm_cmpeq_epi8(load16(bs), _mm_setzero_si128());
+    const __m128i a = _mm_insert_epi32(_mm_set1_epi8(static_cast<char>(alpha[1])),
+                                       static_cast<int>(alpha[0] * 0x01010101u), 0);
+    const __m128i alphas = _mm_andnot_si128(zero_bs, a), tcs = load16(tc0);
+    const __m128i pick = _mm_setr_epi8(0, 0, 0, 0, 1, 1, 1, 1, 2, 2, 2, 2, 3, 3, 3, 3);
+    // Each edge loads its rows and stores what it changed: the next edge
+    // reloads two of them, which store forwarding serves.
+    const __m128i beta0 = _mm_set1_epi8(static_cast<char>(beta[0]));
+    const __m128i beta1 = _mm_set1_epi8(static_cast<char>(beta[1]));
+#pragma GCC unroll 4
+    for (int e = 0; e < 4; ++e) {
+        if (load_u32(bs + 4 * e) == 0) continue;
+        Vek8u* q0 = p + 4 * e * st;
+        const __m128i sel = _mm_add_epi8(pick, _mm_set1_epi8(static_cast<char>(4 * e)));
+        const __m128i edge_alpha = _mm_shuffle_epi8(alphas, sel);
+        if (e == 0 && strong0) {
+            luma_strong_rows_8u<O>(q0, st, edge_alpha, beta[0]);
+            continue;
+        }
+        __m128i r[6];
+        for (int k = 0; k < 6; ++k) r[k] = load16(q0 + (k - 3) * st);
+        luma_normal_u8(r, edge_alpha, e ? beta1 : beta0, _mm_shuffle_epi8(tcs, sel));
+        for (int k = 1; k < 5; ++k) store16(q0 + (k - 3) * st, r[k]);
+    }
+}
+
+// Calls whose tc0 all fit the byte filters take them; the others keep the
+// lane filters, with one copy per tc width so that no edge tests it.
 template <class O>
 void luma_hor_8u_simd(Vek8u* p, Vek32s step, const Vek8u* alpha, const Vek8u* beta, const Vek8u* tc0,
                       const Vek8u* bs) {
     if ((load_u32(bs) | load_u32(bs + 4) | load_u32(bs + 8) | load_u32(bs + 12)) == 0) return;
+    if constexpr (O::kLanes == 8) {  // 256-bit lanes already take 16 lines per operation
+        const __m128i over = _mm_subs_epu8(load16(tc0), _mm_set1_epi8(kByteLumaTc0Max));
+        if (_mm_testz_si128(over, over)) return luma_hor_8u_bytes<O>(p, step, alpha, beta, tc0, bs);
+    }
     LumaParams<O> b;
     if (luma_params(b, alpha, beta, tc0, bs))
         luma_hor_8u_edges<O, 0xFF>(p, step, b, bs);
@@ -195,8 +258,8 @@ template <class O>
 }
 
 template <class O>
-[[gnu::always_inline]] inline void chroma_pass_8u(__m128i* line, const Vek8u* alpha, const Vek8u* beta,
-                                                  const Vek8u* tc0, const Vek8u* bs) {
+[[gnu::always_inline]] inline void chroma_pass_lanes_8u(__m128i* line, const Vek8u* alpha, const Vek8u* beta,
+                                                        const Vek8u* tc0, const Vek8u* bs) {
     constexpr int kParts = 16 / O::kLanes;
     typename O::V out[2][kParts];
     for (int part = 0; part < kParts; ++part) {
@@ -208,6 +271,27 @@ template <class O>
         out[1][part] = s[2];
     }
     O::narrow2_u8(out[0], out[1], line[1], line[2]);
+}
+
+// At 128 bits, the pass on bytes when no tc0 is above what the byte filter takes, else on lanes.
+template <class O>
+[[gnu::always_inline]] inline void chroma_pass_8u(__m128i* line, const Vek8u* alpha, const Vek8u* beta,
+                                                  const Vek8u* tc0, const Vek8u* bs) {
+    const __m128i pick = _mm_setr_epi8(0, 0, 1, 1, 2, 2, 3, 3, 4, 4, 5, 5, 6, 6, 7, 7);
+    const __m128i tcs = _mm_shuffle_epi8(load8(tc0), pick);
+    const __m128i over = _mm_subs_epu8(tcs, _mm_set1_epi8(kByteChromaTc0Max));
+    // 256-bit lanes already take all 16 lines per operation.
+    if (O::kLanes == 16 || !_mm_testz_si128(over, over))
+        return chroma_pass_lanes_8u<O>(line, alpha, beta, tc0, bs);
+    const __m128i bs8 = _mm_insert_epi32(load4(bs), static_cast<int>(load_u32(bs + 8)), 1);
+    const __m128i zero_bs = _mm_cmpeq_epi8(_mm_shuffle_epi8(bs8, pick), _mm_setzero_si128());
+    const __m128i a = _mm_unpacklo_epi64(_mm_set1_epi8(static_cast<char>(alpha[0])),
+                                         _mm_set1_epi8(static_cast<char>(alpha[1])));
+    const __m128i b = _mm_unpacklo_epi64(_mm_set1_epi8(static_cast<char>(beta[0])),
+                                         _mm_set1_epi8(static_cast<char>(beta[1])));
+    // Only the outer edge's lines (bytes 0 .. 7) can be strong.
+    const __m128i strong = _mm_set_epi64x(0, strong_all(bs) ? -1 : 0);
+    chroma_u8(line, _mm_andnot_si128(zero_bs, a), b, tcs, strong);
 }
 
 template <class O>

@@ -1,0 +1,107 @@
+// Normal (bS < 4) edge filters on 16 lines of 8-bit samples per 128-bit
+// register, with no widening: every sum of the filters is rebuilt from
+// rounding averages (pavgb) and saturating adds and subtracts, each step
+// exact for all byte inputs. Included only by files of src/h264/x86/.
+//
+// The one step that is not exact everywhere is the filter delta: it is carried
+// as delta + 161 in a byte with a saturating add, so positive deltas above 94
+// read as 94. The clip to tc hides that as long as tc <= 94; callers take the
+// widening path when some tc0 could make tc larger.
+#pragma once
+
+#include <immintrin.h>
+
+namespace {
+
+// Largest tc0 the byte filters accept: luma tc = tc0 + 2 at most, chroma tc0 + 1.
+constexpr int kByteLumaTc0Max = 92;
+constexpr int kByteChromaTc0Max = 93;
+
+inline __m128i absdiff_u8(__m128i a, __m128i b) { return _mm_or_si128(_mm_subs_epu8(a, b), _mm_subs_epu8(b, a)); }
+
+// All ones where x >= limit (that is, where x < limit fails; limit 0 fails always).
+inline __m128i not_below_u8(__m128i x, __m128i limit) {
+    return _mm_cmpeq_epi8(_mm_subs_epu8(limit, x), _mm_setzero_si128());
+}
+
+// (a + b) >> 1, rounding down: pavgb rounds up exactly when a + b is odd.
+inline __m128i avg_floor_u8(__m128i a, __m128i b) {
+    return _mm_sub_epi8(_mm_avg_epu8(a, b), _mm_and_si128(_mm_xor_si128(a, b), _mm_set1_epi8(1)));
+}
+
+// Lines passing the filter test |p0 - q0| < alpha, |p1 - p0| < beta, |q1 - q0| < beta.
+inline __m128i filter_mask_u8(__m128i p1, __m128i p0, __m128i q0, __m128i q1, __m128i alpha, __m128i beta) {
+    const __m128i fail = _mm_or_si128(not_below_u8(absdiff_u8(p0, q0), alpha),
+                                      not_below_u8(_mm_max_epu8(absdiff_u8(p1, p0), absdiff_u8(q1, q0)), beta));
+    return _mm_xor_si128(fail, _mm_set1_epi8(-1));
+}
+
+// d = ((q0 - p0) * 4 + (p1 - q1) + 4) >> 3 as its positive and negative parts
+// (pos = max(d, 0), neg = max(-d, 0)), then each clipped to tc.
+// With A = q0 - p0, B = p1 - q1, C = B >> 2 (floor): d = (A + 1 + C) >> 1,
+// which is (A >> 1) + ((C + 1 + (A & 1)) >> 1).
+//   avg(p1, ~q1)  = (B + 256) >> 1       = 128 + (B >> 1)
+//   avg(that, 3)  = (132 + (B >> 1)) >> 1 = 66 + C
+//   avg(that, A & 1)                      = 33 + ((C + 1 + (A & 1)) >> 1), in 1 .. 65
+//   avg(~p0, q0)  = (A + 256) >> 1       = 128 + (A >> 1)
+// so their sum is d + 161 (saturating above 255, see the header comment).
+inline void delta_parts_u8(__m128i p1, __m128i p0, __m128i q0, __m128i q1, __m128i tc, __m128i& pos,
+                           __m128i& neg) {
+    const __m128i ones = _mm_set1_epi8(-1);
+    const __m128i odd = _mm_and_si128(_mm_xor_si128(p0, q0), _mm_set1_epi8(1));
+    __m128i c = _mm_avg_epu8(p1, _mm_xor_si128(q1, ones));
+    c = _mm_avg_epu8(c, _mm_set1_epi8(3));
+    c = _mm_avg_epu8(c, odd);
+    const __m128i s = _mm_adds_epu8(c, _mm_avg_epu8(_mm_xor_si128(p0, ones), q0));
+    const __m128i bias = _mm_set1_epi8(static_cast<char>(161));
+    pos = _mm_min_epu8(_mm_subs_epu8(s, bias), tc);
+    neg = _mm_min_epu8(_mm_subs_epu8(bias, s), tc);
+}
+
+// One normal luma edge: r[0..5] = p2, p1, p0, q0, q1, q2; p1, p0, q0, q1 are
+// replaced. alpha and tc0 per line (alpha 0 where bS is 0), beta everywhere.
+[[gnu::always_inline]] inline void luma_normal_u8(__m128i* r, __m128i alpha, __m128i beta, __m128i tc0) {
+    const __m128i p2 = r[0], p1 = r[1], p0 = r[2], q0 = r[3], q1 = r[4], q2 = r[5];
+    const __m128i filter = filter_mask_u8(p1, p0, q0, q1, alpha, beta);
+    if (_mm_testz_si128(filter, filter)) return;
+    const __m128i ones = _mm_set1_epi8(-1);
+    // ap, aq: |p2 - p0| < beta, |q2 - q0| < beta, as all-ones masks.
+    const __m128i ap = _mm_xor_si128(not_below_u8(absdiff_u8(p2, p0), beta), ones);
+    const __m128i aq = _mm_xor_si128(not_below_u8(absdiff_u8(q2, q0), beta), ones);
+    const __m128i tf = _mm_and_si128(tc0, filter);
+    // tc = tc0 + ap + aq; subtracting the -1 masks wraps in 8 bits as the sample type does.
+    const __m128i tc = _mm_and_si128(_mm_sub_epi8(_mm_sub_epi8(tc0, ap), aq), filter);
+    __m128i pos, neg;
+    delta_parts_u8(p1, p0, q0, q1, tc, pos, neg);
+    // One part is 0, so the saturations are the clip to 0 .. 255.
+    r[2] = _mm_subs_epu8(_mm_adds_epu8(p0, pos), neg);
+    r[3] = _mm_subs_epu8(_mm_adds_epu8(q0, neg), pos);
+    // p1 moves to (p2 + ((p0 + q0 + 1) >> 1)) >> 1, held within tc0 of p1: the
+    // saturated bounds only cut outside 0 .. 255, where the mean never is.
+    const __m128i avg = _mm_avg_epu8(p0, q0);
+    const __m128i tp = _mm_and_si128(tf, ap), tq = _mm_and_si128(tf, aq);
+    const __m128i mp = avg_floor_u8(p2, avg), mq = avg_floor_u8(q2, avg);
+    r[1] = _mm_min_epu8(_mm_max_epu8(mp, _mm_subs_epu8(p1, tp)), _mm_adds_epu8(p1, tp));
+    r[4] = _mm_min_epu8(_mm_max_epu8(mq, _mm_subs_epu8(q1, tq)), _mm_adds_epu8(q1, tq));
+}
+
+// Chroma edge: r[0..3] = p1, p0, q0, q1; p0, q0 are replaced. `strong` marks
+// lines of the bS 4 filter (p0 = (2 * p1 + p0 + q1 + 2) >> 2, which is
+// avg(p1, (p0 + q1) >> 1): the floor of the inner mean loses nothing, since
+// 2 * p1 + p0 + q1 + 1 is then even).
+[[gnu::always_inline]] inline void chroma_u8(__m128i* r, __m128i alpha, __m128i beta, __m128i tc0,
+                                             __m128i strong) {
+    const __m128i p1 = r[0], p0 = r[1], q0 = r[2], q1 = r[3];
+    const __m128i filter = filter_mask_u8(p1, p0, q0, q1, alpha, beta);
+    if (_mm_testz_si128(filter, filter)) return;
+    const __m128i tc = _mm_and_si128(_mm_sub_epi8(tc0, _mm_set1_epi8(-1)), filter);  // tc0 + 1, wrapping
+    __m128i pos, neg;
+    delta_parts_u8(p1, p0, q0, q1, tc, pos, neg);
+    const __m128i np0 = _mm_subs_epu8(_mm_adds_epu8(p0, pos), neg);
+    const __m128i nq0 = _mm_subs_epu8(_mm_adds_epu8(q0, neg), pos);
+    const __m128i st = _mm_and_si128(strong, filter);
+    r[1] = _mm_blendv_epi8(np0, _mm_avg_epu8(p1, avg_floor_u8(p0, q1)), st);
+    r[2] = _mm_blendv_epi8(nq0, _mm_avg_epu8(q1, avg_floor_u8(q0, p1)), st);
+}
+
+}  // namespace
