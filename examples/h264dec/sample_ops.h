@@ -7,6 +7,25 @@
 
 namespace h264dec {
 
+// The interpolation records of both sample types share these fields; a
+// second plane is filled only for chroma.
+template <class Rec, class P>
+Rec block_record(const P* src0, int src_step, P* dst0, int dst_step, VekRoi frame, VekRoi size, VekPoint pos,
+                 VekPoint mv, const P* src1 = nullptr, P* dst1 = nullptr) {
+    Rec p{};
+    p.pSrc[0] = src0;
+    p.pSrc[1] = src1;
+    p.srcStep = src_step;
+    p.pDst[0] = dst0;
+    p.pDst[1] = dst1;
+    p.dstStep = dst_step;
+    p.frameSize = frame;
+    p.blockSize = size;
+    p.blockPos = pos;
+    p.motionVector = mv;
+    return p;
+}
+
 template <class P>
 struct SampleOps;
 
@@ -16,30 +35,15 @@ struct SampleOps<Vek8u> {
 
     static void luma_block(const Vek8u* src, int src_step, Vek8u* dst, int dst_step, VekRoi frame, VekRoi size,
                            VekPoint pos, VekPoint mv, int) {
-        VekInterpolationBlock_8u p{};
-        p.pSrc[0] = src;
-        p.srcStep = src_step;
-        p.pDst[0] = dst;
-        p.dstStep = dst_step;
-        p.frameSize = frame;
-        p.blockSize = size;
-        p.blockPos = pos;
-        p.motionVector = mv;
+        const VekInterpolationBlock_8u p =
+            block_record<VekInterpolationBlock_8u>(src, src_step, dst, dst_step, frame, size, pos, mv);
         vekiInterpolateLumaBlock_H264_8u_P1R(&p);
     }
     static void chroma_block(const Vek8u* const src[2], int src_step, Vek8u* const dst[2], int dst_step,
                              VekRoi frame, VekRoi size, VekPoint pos, VekPoint mv, int) {
-        VekInterpolationBlock_8u p{};
-        p.pSrc[0] = src[0];
-        p.pSrc[1] = src[1];
-        p.srcStep = src_step;
-        p.pDst[0] = dst[0];
-        p.pDst[1] = dst[1];
-        p.dstStep = dst_step;
-        p.frameSize = frame;
-        p.blockSize = size;
-        p.blockPos = pos;
-        p.motionVector = mv;
+        const VekInterpolationBlock_8u p =
+            block_record<VekInterpolationBlock_8u>(src[0], src_step, dst[0], dst_step, frame, size, pos, mv,
+                                                     src[1], dst[1]);
         vekiInterpolateChromaBlock_H264_8u_P2R(&p);
     }
     static void uni_weight(Vek8u* dst, int step, int log_wd, int w, int o, VekRoi roi, int) {
@@ -91,31 +95,16 @@ struct SampleOps<Vek16u> {
 
     static void luma_block(const Vek16u* src, int src_step, Vek16u* dst, int dst_step, VekRoi frame, VekRoi size,
                            VekPoint pos, VekPoint mv, int depth) {
-        VekInterpolationBlock_16u p{};
-        p.pSrc[0] = src;
-        p.srcStep = src_step;
-        p.pDst[0] = dst;
-        p.dstStep = dst_step;
-        p.frameSize = frame;
-        p.blockSize = size;
-        p.blockPos = pos;
-        p.motionVector = mv;
+        VekInterpolationBlock_16u p =
+            block_record<VekInterpolationBlock_16u>(src, src_step, dst, dst_step, frame, size, pos, mv);
         p.bitDepth = depth;
         vekiInterpolateLumaBlock_H264_16u_P1R(&p);
     }
     static void chroma_block(const Vek16u* const src[2], int src_step, Vek16u* const dst[2], int dst_step,
                              VekRoi frame, VekRoi size, VekPoint pos, VekPoint mv, int depth) {
-        VekInterpolationBlock_16u p{};
-        p.pSrc[0] = src[0];
-        p.pSrc[1] = src[1];
-        p.srcStep = src_step;
-        p.pDst[0] = dst[0];
-        p.pDst[1] = dst[1];
-        p.dstStep = dst_step;
-        p.frameSize = frame;
-        p.blockSize = size;
-        p.blockPos = pos;
-        p.motionVector = mv;
+        VekInterpolationBlock_16u p =
+            block_record<VekInterpolationBlock_16u>(src[0], src_step, dst[0], dst_step, frame, size, pos, mv,
+                                                     src[1], dst[1]);
         p.bitDepth = depth;
         vekiInterpolateChromaBlock_H264_16u_P2R(&p);
     }
