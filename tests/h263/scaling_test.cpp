@@ -20,19 +20,18 @@ TEST(H263Upsample, FillColourAndReplication) {
     for (Vek8u v : out) ASSERT_EQ(v, 100);
     ASSERT_EQ(vekiUpsampleFour_H263_8u_C1R(flat.data(), 4, VekRoi{4, 4}, out.data(), 8, 0, 0), vekStsOk);
     // Corners (9 * 100 + 7) >> 4, edges (9 * 100 + 3 * 100 + 7) >> 4.
-    EXPECT_EQ((std::vector<int>{out[0], out[2], out[9], out[63]}), (std::vector<int>{56, 75, 100, 56}));
+    EXPECT_EQ((Plane{out[0], out[2], out[9], out[63]}), (Plane{56, 75, 100, 56}));
 
     Plane dot(4 * 4, 0);
     dot[0] = 8;  // output (1, 1): 9 * 8 + 7 + rounding, >> 4
-    for (const int r : {0, 1}) {
-        ASSERT_EQ(vekiUpsampleFour_H263_8u_C1R(dot.data(), 4, VekRoi{4, 4}, out.data(), 8, r, 0), vekStsOk);
-        EXPECT_EQ(out[9], 4 + r);
-    }
+    for (const int r : {0, 1})
+        EXPECT_TRUE(vekiUpsampleFour_H263_8u_C1R(dot.data(), 4, VekRoi{4, 4}, out.data(), 8, r, 0) == vekStsOk &&
+                    out[9] == 4 + r) << r;
     Plane ramp(4 * 4);
     for (int i = 0; i < 16; ++i) ramp[std::size_t(i)] = Vek8u(16 * (i % 4));
     ASSERT_EQ(vekiUpsampleFour_H263_8u_C1R(ramp.data(), 4, VekRoi{4, 4}, out.data(), 8, 0, -1), vekStsOk);
-    const Vek8u row[8] = {0, 4, 12, 20, 28, 36, 44, 48};  // quarter positions of 0, 16, 32, 48
-    for (int x = 0; x < 8; ++x) EXPECT_EQ(out[std::size_t(8 * 3 + x)], row[x]) << x;
+    // Quarter positions of 0, 16, 32, 48.
+    EXPECT_EQ(Plane(out.begin() + 24, out.begin() + 32), (Plane{0, 4, 12, 20, 28, 36, 44, 48}));
 }
 
 TEST(H263Upsample, RoundingOneWithReplicationIsSpatialMode3) {
@@ -52,11 +51,10 @@ TEST(H263SpatialInterpolation, OneDirection) {
     Plane src(4 * 4);
     for (int y = 0; y < 4; ++y)
         for (int x = 0; x < 4; ++x) src[std::size_t(4 * y + x)] = Vek8u(4 * x + 16 * y);
-    const Vek8u hor[8] = {0, 1, 3, 5, 7, 9, 11, 12};  // 0 4 8 12 at 1/4 and 3/4, ends copied
     Plane out(8 * 8, 0);
-    for (const Vek32s mode : {0, 1, -7}) {
+    for (const Vek32s mode : {0, 1, -7}) {  // 0 4 8 12 at 1/4 and 3/4, ends copied
         ASSERT_EQ(vekiSpatialInterpolation_H263_8u_C1R(src.data(), 4, VekRoi{4, 4}, out.data(), 8, mode), vekStsOk);
-        for (int x = 0; x < 8; ++x) EXPECT_EQ(out[std::size_t(8 + x)], hor[x] + 16) << mode << ":" << x;
+        EXPECT_EQ(Plane(out.begin() + 8, out.begin() + 16), (Plane{16, 17, 19, 21, 23, 25, 27, 28})) << mode;
     }
     ASSERT_EQ(vekiSpatialInterpolation_H263_8u_C1R(src.data(), 4, VekRoi{4, 4}, out.data(), 4, 2), vekStsOk);
     const Vek8u ver[8] = {0, 4, 12, 20, 28, 36, 44, 48};
@@ -72,9 +70,7 @@ TEST(H263Downsample, MeansAndOddSizes) {
     for (const int r : {0, 1}) {
         Plane out(4, 99);
         ASSERT_EQ(vekiDownsampleFour_H263_8u_C1R(src.data(), 5, VekRoi{5, 3}, out.data(), 2, r), vekStsOk);
-        EXPECT_EQ(out, (Plane{Vek8u((10 + 1 + r) >> 2), Vek8u((37 + 1 + r) >> 2), Vek8u((2 + 1 + r) >> 2),
-                              Vek8u((29 + 1 + r) >> 2)}))
-            << r;
+        EXPECT_EQ(out, (Plane{Vek8u((11 + r) >> 2), Vek8u((38 + r) >> 2), Vek8u((3 + r) >> 2), Vek8u((30 + r) >> 2)})) << r;
     }
 }
 

@@ -1,9 +1,11 @@
 // Test-side helpers shared by the CAVLC tests: a bit writer, the code-table
-// loader (tests/data/vlc) and the decoder tables built from the same rows.
+// loader (tests/data/vlc), the decoder tables built from the same rows, and a
+// block writer fed from the library's CAVLC preparation.
 #pragma once
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdlib>
 #include <filesystem>
@@ -20,6 +22,7 @@ namespace cavlc_test {
 
 constexpr std::array<Vek32s, 17> kZigzag = {0, 1, 4, 8, 5, 2, 3, 6, 9, 12, 13, 10, 7, 11, 14, 15, 0};
 constexpr int kDc422Places[8] = {0, 2, 1, 4, 6, 3, 5, 7};
+enum Form { kLuma, kDc420, kDc422 };
 
 // Bits in order into words, bit 31 first; `fill` pads past the end.
 struct BitWriter {
@@ -34,32 +37,6 @@ struct BitWriter {
         return w;
     }
 };
-
-// The levels after the trailing ones, highest frequency first, as prefix
-// and suffix codes with escapes past prefix 15.
-inline void write_levels(BitWriter& w, const std::vector<int>& levels, int t1, int total) {
-    int sl = total > 10 && t1 < 3 ? 1 : 0;
-    for (std::size_t i = 0; i < levels.size(); ++i) {
-        const int v = levels[i];
-        const int code = (v > 0 ? 2 * v - 2 : -2 * v - 1) - (i == 0 && t1 < 3 ? 2 : 0);
-        if (code < (sl ? 15 << sl : 14)) {
-            w.put(1, (code >> sl) + 1);
-            w.put(static_cast<Vek32u>(code), sl);
-        } else if (sl == 0 && code < 30) {
-            w.put(1, 15);
-            w.put(static_cast<Vek32u>(code - 14), 4);
-        } else {
-            const int esc = code - (15 << sl) - (sl ? 0 : 15);
-            int prefix = 15;
-            while (esc >= (prefix == 15 ? 4096 : (1 << (prefix - 2)) - 4096)) ++prefix;
-            w.put(1, prefix + 1);
-            w.put(static_cast<Vek32u>(esc - (prefix == 15 ? 0 : (1 << (prefix - 3)) - 4096)),
-                  prefix == 15 ? 12 : prefix - 3);
-        }
-        if (sl == 0) sl = 1;
-        if (std::abs(v) > (3 << (sl - 1)) && sl < 6) ++sl;
-    }
-}
 
 // Rows of a table file: the code and its numbers.
 inline std::vector<std::pair<std::string, std::vector<int>>> rows(const char* name) {
@@ -82,7 +59,7 @@ struct Free {
 };
 
 // The decoder's tables for one level layout, built by the library's builder,
-// and the code maps the test encoders write from.
+// and the code maps the test writer writes from.
 struct Tables {
     CodeMap token, zeros[3], run;
     std::vector<std::unique_ptr<Vek32s, Free>> owned;
@@ -126,5 +103,75 @@ struct Tables {
         for (int left = 1; left <= 16; ++left) rb[left] = left <= 7 ? build(run, left, w) : rb[7];
     }
 };
+
+// What the library's preparation gives for one block.
+struct Prepared {
+    Vek8u ones = 0xEE, signs = 0xEE, num = 0xEE, zeros = 0xEE;
+    std::array<Vek32s, 16> levels{};
+    std::array<Vek8u, 16> runs{};
+    std::vector<int> used() const {  // the values a writer reads
+        std::vector<int> v = {ones, signs, num, zeros};
+        v.insert(v.end(), levels.begin(), levels.begin() + (num - ones));
+        v.insert(v.end(), runs.begin(), runs.begin() + std::max(num - 1, 0));
+        return v;
+    }
+};
+
+// A raster block through the 16-bit or 32-bit preparation of its form (4x4:
+// positions Count down to AC through the zigzag scan).
+template <class C>
+Prepared prepare(Form form, const std::array<Vek16s, 16>& raster, int ac = 0, int count = 15) {
+    std::array<C, 16> src{}, lv{};
+    std::copy(raster.begin(), raster.end(), src.begin());
+    Prepared p;
+    auto *const o = &p.ones, *const g = &p.signs, *const n = &p.num, *const z = &p.zeros, *const r = p.runs.data();
+    VekStatus st;
+    const Vek32s* scan = kZigzag.data();
+    C *s = src.data(), *l = lv.data();
+    if constexpr (std::is_same_v<C, Vek16s>)
+        st = form == kLuma    ? vekiEncodeCoeffsCAVLC_H264_16s(s, ac, scan, count, o, g, n, z, l, r)
+             : form == kDc420 ? vekiEncodeChromaDcCoeffsCAVLC_H264_16s(s, o, g, n, z, l, r)
+                              : vekiEncodeCoeffsCAVLCChromaDC2x4_H264_16s(s, o, g, n, z, l, r);
+    else
+        st = form == kLuma    ? vekiEncodeCoeffsCAVLC_H264_32s(s, ac, scan, count, o, g, n, z, l, r)
+             : form == kDc420 ? vekiEncodeCoeffsCAVLCChromaDC2x2_H264_32s(s, o, g, n, z, l, r)
+                              : vekiEncodeCoeffsCAVLCChromaDC2x4_H264_32s(s, o, g, n, z, l, r);
+    EXPECT_EQ(st, vekStsOk);
+    std::copy(lv.begin(), lv.end(), p.levels.begin());
+    return p;
+}
+
+// A block written from its prepared values alone, with the code tables: the
+// token (class by nC, or the DC form), trailing-one signs, levels as prefix
+// and suffix codes with escapes past prefix 15, total zeros, runs.
+inline void write_block(BitWriter& w, const Tables& t, Form form, int nc, int capacity, const Prepared& p) {
+    w.bits += t.token.at({form == kDc420 ? -1 : form == kDc422 ? -2 : nc < 2 ? 0 : nc < 4 ? 2 : nc < 8 ? 4 : 8, p.ones,
+                          p.num});
+    if (!p.num) return;
+    w.put(p.signs, p.ones);
+    for (int i = 0, sl = p.num > 10 && p.ones < 3; i < p.num - p.ones; ++i) {
+        const int v = p.levels[i];
+        const int code = (v > 0 ? 2 * v - 2 : -2 * v - 1) - (i == 0 && p.ones < 3 ? 2 : 0);
+        if (code < (sl ? 15 << sl : 14)) {
+            w.put(1, (code >> sl) + 1);
+            w.put(static_cast<Vek32u>(code), sl);
+        } else if (sl == 0 && code < 30) {
+            w.put(1, 15);
+            w.put(static_cast<Vek32u>(code - 14), 4);
+        } else {
+            const int esc = code - (15 << sl) - (sl ? 0 : 15);
+            int prefix = 15;
+            while (esc >= (prefix == 15 ? 4096 : (1 << (prefix - 2)) - 4096)) ++prefix;
+            w.put(1, prefix + 1);
+            w.put(static_cast<Vek32u>(esc - (prefix == 15 ? 0 : (1 << (prefix - 3)) - 4096)),
+                  prefix == 15 ? 12 : prefix - 3);
+        }
+        if (sl == 0) sl = 1;
+        if (std::abs(v) > (3 << (sl - 1)) && sl < 6) ++sl;
+    }
+    if (p.num < capacity) w.bits += t.zeros[form].at({p.num, p.zeros});
+    for (int i = 0, left = p.zeros; i < p.num - 1 && left > 0; left -= p.runs[i++])
+        w.bits += t.run.at({std::min(left, 7), p.runs[i]});
+}
 
 }  // namespace cavlc_test

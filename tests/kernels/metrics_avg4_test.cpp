@@ -53,20 +53,17 @@ TEST_P(MetricsAvg4, ExactOnAllInputs) {
     static const Expected expected;
     const bool wide = (GetParam().flags & vek::kCpuAvx2) != 0;
     std::uint64_t bad = 0;
-    int first[4] = {-1, -1, -1, -1};
     for (int a = 0; a < 256; ++a)
         for (int b = 0; b < 256; ++b)
             for (int c = 0; c < 256; ++c)
                 for (int d0 = 0; d0 < 256; d0 += wide ? 32 : 16) {
                     const unsigned mask =
                         wide ? mismatches_256(expected, a, b, c, d0) : mismatches_128(expected, a, b, c, d0);
-                    if (mask && first[0] < 0) {
-                        first[0] = a, first[1] = b, first[2] = c, first[3] = d0 + __builtin_ctz(mask);
-                    }
+                    if (mask && !bad) ADD_FAILURE() << "first wrong input: " << a << ", " << b << ", " << c << ", "
+                                                    << d0 + __builtin_ctz(mask);
                     bad += static_cast<unsigned>(__builtin_popcount(mask));
                 }
-    EXPECT_EQ(bad, 0u) << "first wrong input: " << first[0] << ", " << first[1] << ", " << first[2] << ", "
-                       << first[3];
+    EXPECT_EQ(bad, 0u);
 }
 
 INSTANTIATE_TEST_SUITE_P(SSE41, MetricsAvg4, ::testing::Values(vek::test::kLevelSse41), vek::test::LevelName{});

@@ -8,17 +8,15 @@
 
 namespace {
 
-using CopyFn = VekStatus(const Vek8u*, Vek32s, Vek8u*, Vek32s, Vek32s, Vek32s);
-
 TEST(CopyHP, ModesAndRounding) {
     // Every 2x2 neighbourhood at even (x, y) is 10 11 / 13 16.
     std::vector<Vek8u> src(17 * 17);
     for (int y = 0; y < 17; ++y)
         for (int x = 0; x < 17; ++x) src[std::size_t(17 * y + x)] = Vek8u(10 + (x & 1) + (y & 1) * (3 + 2 * (x & 1)));
-    struct Case {
+    const struct {
         Vek32s acc, rounding;
         int want;  // at even (x, y)
-    } const cases[] = {
+    } cases[] = {
         {0, 0, 10}, {0, 1, 10},
         {1, 0, 11}, {1, 1, 10},  // (10 + 11 + 1 - r) >> 1, to the right
         {2, 0, 12}, {2, 1, 11},  // (10 + 13 + 1 - r) >> 1, downwards
@@ -26,13 +24,13 @@ TEST(CopyHP, ModesAndRounding) {
     };
     for (const int n : {8, 16})
         for (const auto& c : cases) {
-            CopyFn* fn = n == 8 ? vekiCopy8x8HP_8u_C1R : vekiCopy16x16HP_8u_C1R;
             std::vector<Vek8u> dst(std::size_t(20 * n), 0xEE);
-            ASSERT_EQ(fn(src.data(), 17, dst.data(), 20, c.acc, c.rounding), vekStsOk);
-            for (int i = 0; i < 20 * n; ++i) {
-                const int x = i % 20, y = i / 20, want = x >= n ? 0xEE : c.want;  // 0xEE: beyond the block
-                if (x >= n || (x % 2 == 0 && y % 2 == 0)) {
-                    ASSERT_EQ(dst[std::size_t(i)], want) << n << " " << c.acc;
+            ASSERT_EQ((n == 8 ? vekiCopy8x8HP_8u_C1R : vekiCopy16x16HP_8u_C1R)(src.data(), 17, dst.data(), 20, c.acc,
+                                                                                c.rounding),
+                      vekStsOk);
+            for (int i = 0; i < 20 * n; ++i) {  // at even (x, y), and 0xEE beyond the block
+                if (i % 20 >= n || (i % 2 == 0 && i / 20 % 2 == 0)) {
+                    ASSERT_EQ(dst[std::size_t(i)], i % 20 >= n ? 0xEE : c.want) << n << " " << c.acc << " " << i;
                 }
             }
         }

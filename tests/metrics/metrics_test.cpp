@@ -28,24 +28,18 @@ enum class Kind {
     kSadBlocks16,  // per-block 16-bit SADs, wrapped differences, 32-bit entries
 };
 
-// Calls the function; `out` and `out2` point at its outputs (out2 only for pairs).
-using Caller = VekStatus (*)(const void* src, Vek32s srcStep, const void* ref, Vek32s refStep, void* out,
-                             void* out2, Vek32s mcType);
-
-// Calls an exported metric through a Caller: the mcType and the second
-// output are passed on where the signature has them.
-template <class S, class O, class... Tail>
-VekStatus invoke(VekStatus (*fn)(const S*, Vek32s, const S*, Vek32s, O*, Tail...), const void* s, Vek32s ss,
-                 const void* r, Vek32s rs, void* o, void* o2, Vek32s mc) {
-    const auto* src = static_cast<const S*>(s);
-    const auto* ref = static_cast<const S*>(r);
-    if constexpr (sizeof...(Tail) == 0) return fn(src, ss, ref, rs, static_cast<O*>(o));
-    else if constexpr (sizeof...(Tail) == 1) return fn(src, ss, ref, rs, static_cast<O*>(o), mc);
-    else return fn(src, ss, ref, rs, static_cast<O*>(o), static_cast<O*>(o2), mc);
-}
+// Calls an exported metric with its outputs at `o` (and `o2` for pairs),
+// passing mcType where the signature has it.
+using Caller = VekStatus (*)(const void* src, Vek32s srcStep, const void* ref, Vek32s refStep, void* o, void* o2,
+                             Vek32s mcType);
 template <auto Fn>
 VekStatus adapt(const void* s, Vek32s ss, const void* r, Vek32s rs, void* o, void* o2, Vek32s mc) {
-    return invoke(Fn, s, ss, r, rs, o, o2, mc);
+    return [&]<class S, class O, class... Tail>(VekStatus (*fn)(const S*, Vek32s, const S*, Vek32s, O*, Tail...)) {
+        const auto *src = static_cast<const S*>(s), *ref = static_cast<const S*>(r);
+        if constexpr (sizeof...(Tail) == 0) return fn(src, ss, ref, rs, static_cast<O*>(o));
+        else if constexpr (sizeof...(Tail) == 1) return fn(src, ss, ref, rs, static_cast<O*>(o), mc);
+        else return fn(src, ss, ref, rs, static_cast<O*>(o), static_cast<O*>(o2), mc);
+    }(Fn);
 }
 
 struct MetricFunction {
@@ -82,9 +76,9 @@ const MetricFunction kMetrics[] = {
 };
 #undef METRIC
 
-const MetricFunction& metric(const char* name) {
+const MetricFunction& metric(const std::string& name) {
     for (const auto& m : kMetrics)
-        if (std::strcmp(m.name, name) == 0) return m;
+        if (name == m.name) return m;
     std::abort();  // a misspelt name in a test table
 }
 
@@ -93,8 +87,9 @@ const MetricFunction& metric(const char* name) {
 // Written from the formulas with explicit integer arithmetic and no shared
 // code with the library: the oracle of the tests below.
 
-// Samples of `sb` (1 or 2) bytes at byte offsets from an origin, rows `step`
-// bytes apart (zero and negative steps allowed), with margin all around.
+// Samples of `sb` (1 or 2) bytes, little-endian, at byte offsets from an
+// origin, rows `step` bytes apart (zero and negative steps allowed), with
+// margin all around.
 struct Plane {
     int width, height, step, sb;
     long origin;
@@ -107,60 +102,41 @@ struct Plane {
         origin = (step < 0 ? extent : 64) + misalign;
     }
     const void* data() const { return bytes.data() + origin; }
-    long offset(int x, int y) const { return static_cast<long>(step) * y + static_cast<long>(x) * sb; }
-    // Sample at byte offset `off` from the origin.
-    std::uint32_t at_byte(long off) const {
-        std::uint16_t v;
-        std::memcpy(&v, &bytes[static_cast<std::size_t>(origin + off)], 2);
-        return sb == 1 ? bytes[static_cast<std::size_t>(origin + off)] : v;
+    std::int64_t at_byte(long off) const {  // the sample at byte offset `off`
+        std::uint16_t v = 0;
+        std::memcpy(&v, &bytes[static_cast<std::size_t>(origin + off)], static_cast<std::size_t>(sb));
+        return v;
     }
-    std::uint32_t get(int x, int y) const { return at_byte(offset(x, y)); }
+    std::int64_t get(int x, int y) const { return at_byte(static_cast<long>(step) * y + x * sb); }
     void set(int x, int y, std::uint32_t v) {
-        const std::uint16_t v16 = static_cast<std::uint16_t>(v);
-        const std::uint8_t v8 = static_cast<std::uint8_t>(v);
-        std::memcpy(&bytes[static_cast<std::size_t>(origin + offset(x, y))],
-                    sb == 1 ? static_cast<const void*>(&v8) : &v16, static_cast<std::size_t>(sb));
+        std::memcpy(&bytes[static_cast<std::size_t>(origin + static_cast<long>(step) * y + x * sb)], &v,
+                    static_cast<std::size_t>(sb));
     }
 };
 
-// Reference sample at (x, y) for half-pel mode `mode` (0 FF, 1 FH, 2 HF, 3 HH);
-// `pitch` is the distance in samples to the right neighbour; `clip` caps the
-// sum before the shift (the 16-bit family clips at 65535, 8-bit sums never reach it).
-std::int64_t model_ref_sample(const Plane& ref, int x, int y, int mode, int pitch, std::int64_t clip) {
-    const std::int64_t a = ref.get(x, y), right = ref.get(x + pitch, y), below = ref.get(x, y + 1);
-    const std::int64_t sums[] = {a, a + below + 1, a + right + 1,
-                                 a + right + below + ref.get(x + pitch, y + 1) + 2};
-    const int shifts[] = {0, 1, 1, 2};
-    return std::min(sums[mode], clip) >> shifts[mode];
-}
-
-// Expected outputs of `f` at `mode`, in output order.
+// Expected outputs of `f` at half-pel mode `mode` (0 FF, 1 FH, 2 HF, 3 HH), in output order.
 std::vector<std::int64_t> model(const MetricFunction& f, const Plane& src, const Plane& ref, int mode) {
     std::vector<std::int64_t> out(static_cast<std::size_t>(f.outputs), 0);
     const int block = f.outputs == 4 ? 8 : 4;  // per-block kinds, entries in raster order
+    const int pitch = f.kind == Kind::kSadPair8 ? 2 : 1;  // samples to the right neighbour
     for (int y = 0; y < f.height; ++y)
         for (int x = 0; x < f.width; ++x) {
-            const std::int64_t c = src.get(x, y);
-            const std::int64_t r = model_ref_sample(ref, x, y, mode, f.kind == Kind::kSadPair8 ? 2 : 1,
-                                                    f.kind == Kind::kSad16 ? 65535 : 1 << 30);
-            const auto block_entry = static_cast<std::size_t>((y / block) * (16 / block) + x / block);
-            switch (f.kind) {
-                case Kind::kSad8: out[0] += std::llabs(c - r); break;
-                case Kind::kSsd8: out[0] += (c - r) * (c - r); break;
-                case Kind::kSadPair8: out[x % 2] += std::llabs(c - r); break;
-                case Kind::kSad16: {
-                    const std::int64_t m = std::llabs(c - r);
-                    out[0] += m >= 32768 ? m - 65536 : m;  // the magnitude read as a signed 16-bit number
-                    break;
-                }
-                case Kind::kSadBlocks8: out[block_entry] += std::llabs(c - r); break;
-                case Kind::kSadBlocks16: {
-                    // Rows step >> 1 elements apart; the difference wrapped into -32768..32767.
-                    const std::int64_t cw = src.at_byte(2L * (src.step >> 1) * y + 2L * x);
-                    const std::int64_t w = (cw - ref.at_byte(2L * (ref.step >> 1) * y + 2L * x)) & 0xFFFF;
-                    out[block_entry] += w >= 32768 ? 65536 - w : w;
-                    break;
-                }
+            // One sum, one rounding; the 16-bit family caps the sum at 65535 first.
+            const std::int64_t a = ref.get(x, y), right = ref.get(x + pitch, y), below = ref.get(x, y + 1);
+            const std::int64_t diag = ref.get(x + pitch, y + 1);
+            const std::int64_t sums[] = {a, a + below + 1, a + right + 1, a + right + below + diag + 2};
+            const int shifts[] = {0, 1, 1, 2};
+            const std::int64_t r = std::min<std::int64_t>(sums[mode], f.kind == Kind::kSad16 ? 65535 : 1 << 30) >> shifts[mode];
+            const std::int64_t c = src.get(x, y), m = std::llabs(c - r);
+            std::int64_t& total = out[f.outputs == 1 ? 0 : f.outputs == 2 ? x % 2 : (y / block) * (16 / block) + x / block];
+            if (f.kind == Kind::kSsd8) total += m * m;
+            else if (f.kind == Kind::kSad16) total += m >= 32768 ? m - 65536 : m;  // the magnitude as signed 16-bit
+            else if (f.kind != Kind::kSadBlocks16) total += m;
+            else {
+                // Rows step >> 1 elements apart; the difference wrapped into -32768..32767.
+                const std::int64_t w = (src.at_byte(2L * (src.step >> 1) * y + 2L * x) -
+                                        ref.at_byte(2L * (ref.step >> 1) * y + 2L * x)) & 0xFFFF;
+                total += w >= 32768 ? 65536 - w : w;
             }
         }
     return out;
@@ -168,24 +144,19 @@ std::vector<std::int64_t> model(const MetricFunction& f, const Plane& src, const
 
 // ---- Tests --------------------------------------------------------------------
 
-constexpr std::uint8_t kUntouched = 0x5C;
-
-// Both outputs, filled with kUntouched; entries() reads them as `f` writes them.
+// Both outputs, filled with 0x5C; entries() reads them as `f` writes them.
 struct Outputs {
     std::array<std::uint8_t, 64> first, second;
-    Outputs() { first.fill(kUntouched), second.fill(kUntouched); }
+    Outputs() { first.fill(0x5C), second.fill(0x5C); }
     bool untouched() const { return first == Outputs().first && second == Outputs().second; }
-    template <class T>
-    static std::int64_t read(const std::uint8_t* p) { T v; return std::memcpy(&v, p, sizeof v), v; }
     std::vector<std::int64_t> entries(const MetricFunction& f) const {
         std::vector<std::int64_t> v;
+        const int size = f.kind == Kind::kSadBlocks8 ? 2 : 4;
         for (int i = 0; i < f.outputs; ++i) {
-            const bool pair_second = i == 1 && f.kind == Kind::kSadPair8;
-            const std::uint8_t* p =
-                pair_second ? second.data() : first.data() + (f.kind == Kind::kSadBlocks8 ? 2 : 4) * i;
-            v.push_back(f.kind == Kind::kSadBlocks8    ? read<std::uint16_t>(p)
-                        : f.kind == Kind::kSadBlocks16 ? read<std::uint32_t>(p)
-                                                       : read<std::int32_t>(p));
+            std::uint32_t u = 0;
+            std::memcpy(&u, i == 1 && f.kind == Kind::kSadPair8 ? second.data() : first.data() + size * i, size);
+            v.push_back(f.kind == Kind::kSadBlocks8 || f.kind == Kind::kSadBlocks16 ? std::int64_t{u}
+                                                                                     : std::int32_t(u));
         }
         return v;
     }
@@ -205,35 +176,29 @@ struct Blocks {
 int tight_step(const MetricFunction& f) { return (f.width + 2) * sample_bytes(f.kind); }
 
 // Every non-empty set of null pointers (pSrc, pRef, outputs), also with both
-// steps bad: vekStsNullPtrErr, and nothing written.
-TEST(MetricsChecks, AnyNullPointerFailsFirstAndWritesNothing) {
+// steps bad: vekStsNullPtrErr, and nothing written. Only the interleaved SAD
+// checks steps, after the pointers: each below 1 fails.
+TEST(MetricsChecks, NullPointersThenInterleavedSteps) {
     for (const auto& f : kMetrics) {
         const Blocks b(f, tight_step(f), tight_step(f));
-        for (int nulls = 1; nulls < (f.kind == Kind::kSadPair8 ? 16 : 8); ++nulls) {
+        for (int nulls = 1; nulls < (f.kind == Kind::kSadPair8 ? 16 : 8); ++nulls)
             for (const int step : {tight_step(f), 0}) {
-                SCOPED_TRACE(::testing::Message() << f.name << ", null mask " << nulls << ", step " << step);
                 Outputs o;
                 EXPECT_EQ(f.call((nulls & 1) ? nullptr : b.src.data(), step, (nulls & 2) ? nullptr : b.ref.data(),
                                  step, (nulls & 4) ? nullptr : o.first.data(), (nulls & 8) ? nullptr : o.second.data(),
                                  12),
-                          vekStsNullPtrErr);
+                          vekStsNullPtrErr) << f.name << ", null mask " << nulls << ", step " << step;
                 EXPECT_TRUE(o.untouched());
             }
-        }
     }
-}
-
-// Only the interleaved SAD checks steps, after the pointers: each below 1 fails.
-TEST(MetricsChecks, InterleavedSadRefusesStepsBelowOne) {
     const auto& f = metric("vekiSAD8x8_8u32s_C2R");
     const Blocks b(f, 32, 33);
     const std::pair<int, int> steps[] = {{0, 32}, {32, 0}, {-1, 32}, {32, -16}, {0, 0}, {-32, -32}, {1, 1}, {32, 33}};
     for (const auto& [ss, rs] : steps) {
-        SCOPED_TRACE(std::to_string(ss) + ", " + std::to_string(rs));
         const bool ok = ss >= 1 && rs >= 1;
         Outputs o;
         EXPECT_EQ(f.call(b.src.data(), ss, b.ref.data(), rs, o.first.data(), o.second.data(), 0),
-                  ok ? vekStsOk : vekStsStepErr);
+                  ok ? vekStsOk : vekStsStepErr) << ss << ", " << rs;
         EXPECT_EQ(o.untouched(), !ok);
     }
 }
@@ -248,7 +213,7 @@ TEST(MetricsValues, MatchModelOnRandomBlocks) {
         const int tight = tight_step(f), touching = f.width * sample_bytes(f.kind);
         std::vector<std::pair<int, int>> steps = {{tight, tight}, {tight + 1, tight + 3}, {64, 96}, {touching, tight}};
         if (f.kind != Kind::kSadPair8) steps.insert(steps.end(), {{0, tight}, {tight, 0}, {-tight, -tight - 5}});
-        for (const auto& [ss, rs] : steps) {
+        for (const auto& [ss, rs] : steps)
             for (int trial = 0; trial < 6; ++trial) {
                 Blocks b(f, ss, rs, trial % 3);
                 // Full range, and for 16-bit also data of at most 15 and 10 bits.
@@ -257,14 +222,13 @@ TEST(MetricsValues, MatchModelOnRandomBlocks) {
                     for (int y = 0; y < p->height; ++y)
                         for (int x = 0; x < p->width; ++x) p->set(x, y, value(rng));
                 for (int mc = 0; mc < (f.moded ? 16 : 1); ++mc) {
-                    SCOPED_TRACE(::testing::Message() << f.name << ", steps " << ss << '/' << rs << ", trial "
-                                                      << trial << ", mcType " << mc);
+                    SCOPED_TRACE(::testing::Message() << f.name << ", steps " << ss << '/' << rs << ", trial " << trial
+                                                      << ", mcType " << mc);
                     Outputs o;
                     ASSERT_EQ(b.call(f, o, mc), vekStsOk);
                     ASSERT_EQ(o.entries(f), model(f, b.src, b.ref, mc >> 2));
                 }
             }
-        }
     }
 }
 
@@ -299,18 +263,16 @@ TEST(MetricsValues, KnownAnswers) {
          {64, 64, 64, 64}},
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE(std::string(c.what) + " (" + c.function + ")");
         const auto& f = metric(c.function);
         Blocks b(f, tight_step(f), tight_step(f) + 2);
-        for (int i = 0; i < 2; ++i) {
-            Plane& p = i ? b.ref : b.src;
-            for (int y = 0; y < p.height; ++y)
-                for (int x = 0; x < p.width; ++x) p.set(x, y, i ? c.ref_fill : c.src_fill);
-            for (const auto& [x, y, v] : i ? c.ref_set : c.src_set) p.set(x, y, static_cast<std::uint32_t>(v));
+        for (Plane* p : {&b.src, &b.ref}) {
+            for (int y = 0; y < p->height; ++y)
+                for (int x = 0; x < p->width; ++x) p->set(x, y, p == &b.ref ? c.ref_fill : c.src_fill);
+            for (const auto& [x, y, v] : p == &b.ref ? c.ref_set : c.src_set) p->set(x, y, static_cast<std::uint32_t>(v));
         }
         Outputs o;
-        ASSERT_EQ(b.call(f, o, c.mcType), vekStsOk);
-        EXPECT_EQ(o.entries(f), c.want);
+        ASSERT_EQ(b.call(f, o, c.mcType), vekStsOk) << c.what;
+        EXPECT_EQ(o.entries(f), c.want) << c.what << " (" << c.function << ")";
     }
 }
 

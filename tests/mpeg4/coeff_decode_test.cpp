@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <functional>
 #include <vector>
@@ -18,7 +19,7 @@ using Block = std::array<Vek16s, 64>;
 struct Buffer {
     std::vector<Vek8u> bytes;
     explicit Buffer(const BitWriter& w) : bytes(w.bytes.size() + 16, 0) {
-        for (std::size_t i = 0; i < w.bytes.size(); ++i) bytes[8 + i] = w.bytes[i];
+        std::copy(w.bytes.begin(), w.bytes.end(), bytes.begin() + 8);
     }
     std::pair<Vek8u*, Vek32s> at(std::size_t bit) { return {bytes.data() + 8 + bit / 8, static_cast<Vek32s>(bit % 8)}; }
 };
@@ -26,29 +27,19 @@ struct Buffer {
 enum Decoder { kIntra, kInter, kIntraRvlc, kInterRvlc, kIntraBack, kInterBack };
 
 VekStatus run(Decoder d, std::pair<Vek8u*, Vek32s>& c, Vek16s* coef, Vek32s* last, Vek32s no_dc, Vek32s scan) {
-    switch (d) {
-        case kIntra: return vekiDecodeCoeffsIntra_MPEG4_1u16s(&c.first, &c.second, coef, last, 0, no_dc, scan);
-        case kInter: return vekiDecodeCoeffsInter_MPEG4_1u16s(&c.first, &c.second, coef, last, 0, scan);
-        case kIntraRvlc: return vekiDecodeCoeffsIntra_MPEG4_1u16s(&c.first, &c.second, coef, last, 1, no_dc, scan);
-        case kInterRvlc: return vekiDecodeCoeffsInter_MPEG4_1u16s(&c.first, &c.second, coef, last, 1, scan);
-        case kIntraBack: return vekiDecodeCoeffsIntraRVLCBack_MPEG4_1u16s(&c.first, &c.second, coef, last, no_dc);
-        case kInterBack: return vekiDecodeCoeffsInterRVLCBack_MPEG4_1u16s(&c.first, &c.second, coef, last);
-    }
-    return 0;
-}
-
-// Scan selectors: intra 0 zigzag, 1 vertical, 2 horizontal, other natural;
-// inter has no horizontal scan, so 2 is natural order there.
-const Vek8u* scan_table(bool intra, int scan) {
-    if (scan == 0) return vek::ownvc_Zigzag.data();
-    if (scan == 1) return vek::ownvc_AltScanV.data();
-    return scan == 2 && intra ? vek::ownvc_AltScanH.data() : nullptr;
+    const Vek32s rvlc = d == kIntraRvlc || d == kInterRvlc;
+    if (d == kIntra || d == kIntraRvlc)
+        return vekiDecodeCoeffsIntra_MPEG4_1u16s(&c.first, &c.second, coef, last, rvlc, no_dc, scan);
+    if (d == kInter || d == kInterRvlc) return vekiDecodeCoeffsInter_MPEG4_1u16s(&c.first, &c.second, coef, last, rvlc, scan);
+    if (d == kIntraBack) return vekiDecodeCoeffsIntraRVLCBack_MPEG4_1u16s(&c.first, &c.second, coef, last, no_dc);
+    return vekiDecodeCoeffsInterRVLCBack_MPEG4_1u16s(&c.first, &c.second, coef, last);
 }
 
 // Random blocks of ordinary codes in every escape form and of reversible
-// codes, every scan, every offset. Reversible blocks are also read backward
-// from their end: the same coefficients in scan order, the cursor stopping
-// on the sign bit of the block before.
+// codes, every scan (intra 0 zigzag, 1 vertical, 2 horizontal, other natural;
+// inter has no horizontal scan), every offset. Reversible blocks are also read
+// backward from their end: the same coefficients in natural order, the cursor
+// stopping on the sign bit of the block before.
 TEST(Mpeg4Decode, RandomBlocksForwardAndBackward) {
     std::mt19937 rng(test_seed("Mpeg4Decode"));
     const CodeTable tcoef[2] = {read_table("mpeg4_tcoef_inter_b17.txt"), read_table("mpeg4_tcoef_intra_b16.txt")};
@@ -59,14 +50,15 @@ TEST(Mpeg4Decode, RandomBlocksForwardAndBackward) {
         SCOPED_TRACE(::testing::Message() << "iteration " << iter);
         const bool intra = iter & 1, reversible = iter & 2;
         const int scan = static_cast<int>(rng() % 4);
+        const Vek8u* const scans[] = {vek::ownvc_Zigzag.data(), vek::ownvc_AltScanV.data(),
+                                      intra ? vek::ownvc_AltScanH.data() : nullptr, nullptr};
         const Vek32s no_dc = intra && rng() % 3 == 0;
         const int start = no_dc ? 0 : -1;
         const std::vector<Coef> block = random_block(rng, start, 2047);
         BitWriter w;
         w.put(rng(), static_cast<int>(rng() % 8));
-        if (reversible) {
+        if (reversible)
             for (const Coef& c : random_block(rng, -1, 100)) put_rvlc(w, rvlc[intra], c, rng() % 8 == 0);
-        }
         const std::size_t begin = w.bits;
         for (const Coef& c : block) {
             if (reversible) {
@@ -89,7 +81,7 @@ TEST(Mpeg4Decode, RandomBlocksForwardAndBackward) {
             auto cur = buf.at(backward ? w.bits - 1 : begin);
             const Decoder d = static_cast<Decoder>((backward ? 4 : reversible ? 2 : 0) + !intra);
             ASSERT_EQ(run(d, cur, coef.data(), &last, no_dc, scan), vekStsOk);
-            Block want = place(block, start, backward ? nullptr : scan_table(intra, scan));
+            Block want = place(block, start, backward ? nullptr : scans[scan]);
             if (no_dc) want[0] = 777;
             EXPECT_EQ(coef, want);
             EXPECT_EQ(cur, buf.at(backward ? begin - 1 : w.bits));
@@ -104,25 +96,23 @@ TEST(Mpeg4Decode, RandomBlocksForwardAndBackward) {
 TEST(Mpeg4Decode, EscapeOffsetsOfEveryCode) {
     for (bool intra : {false, true}) {
         const CodeTable t = read_table(intra ? "mpeg4_tcoef_intra_b16.txt" : "mpeg4_tcoef_inter_b17.txt");
-        for (const auto& [key, bits] : t.codes) {
-            const auto [last, r, level] = key;
+        for (const auto& [key, bits] : t.codes)
             for (Form form : {Form::kType1, Form::kType2}) {
+                const auto [last, r, level] = key;
                 const Coef c = form == Form::kType1 ? Coef{last, r, -(level + t.lmax.at({last, r}))}
                                                     : Coef{last, r + t.rmax.at({last, level}) + 1, level};
                 if (c.run + !last > 63) continue;
-                std::vector<Coef> block = {c};
-                if (!last) block.push_back({1, 0, 1});
+                SCOPED_TRACE(::testing::Message() << intra << " " << last << " " << r << " " << level);
                 BitWriter w;
-                for (std::size_t i = 0; i < block.size(); ++i) put_tcoef(w, t, block[i], i ? Form::kDirect : form);
+                put_tcoef(w, t, c, form);
+                if (!last) put_tcoef(w, t, {1, 0, 1}, Form::kDirect);
                 Buffer buf(w);
                 auto cur = buf.at(0);
                 Block coef{};
                 Vek32s index = 0;
-                SCOPED_TRACE(::testing::Message() << intra << " " << last << " " << r << " " << level);
                 ASSERT_EQ(run(intra ? kIntra : kInter, cur, coef.data(), &index, 0, 3), vekStsOk);
-                EXPECT_EQ(coef, place(block, -1, nullptr));
+                EXPECT_EQ(coef, place(last ? std::vector<Coef>{c} : std::vector<Coef>{c, {1, 0, 1}}, -1, nullptr));
             }
-        }
     }
 }
 
@@ -131,19 +121,13 @@ std::string bits_of(std::uint32_t v, int n) {
     while (n--) s += (v >> n) & 1 ? '1' : '0';
     return s;
 }
+std::string repeat(const std::string& s, int n) { return n ? s + repeat(s, n - 1) : ""; }
 const std::string kEsc = "0000011";
 std::string type3(int last, int run, int m1, int level, int m2) {
-    return kEsc + "11" + bits_of(last, 1) + bits_of(run, 6) + bits_of(m1, 1) + bits_of(level & 0xFFF, 12) +
-           bits_of(m2, 1);
+    return kEsc + "11" + bits_of(last, 1) + bits_of(run, 6) + bits_of(m1, 1) + bits_of(level & 0xFFF, 12) + bits_of(m2, 1);
 }
 std::string rvlc_escape(int last, int run, int m1, int magnitude, int m2, const std::string& tail) {
-    return "00001" + bits_of(last, 1) + bits_of(run, 6) + bits_of(m1, 1) + bits_of(magnitude, 11) + bits_of(m2, 1) +
-           tail;
-}
-std::string repeat(const std::string& s, int n) {
-    std::string out;
-    while (n--) out += s;
-    return out;
+    return "00001" + bits_of(last, 1) + bits_of(run, 6) + bits_of(m1, 1) + bits_of(magnitude, 11) + bits_of(m2, 1) + tail;
 }
 
 struct CodeCase {
@@ -156,19 +140,16 @@ struct CodeCase {
 };
 
 // B-16 and B-17: 10s is (0,0,1), 0111s (1,0,1); B-16 1111s is (0,0,3). B-23:
-// 110s (0,0,1), 1011s (1,0,1), 111s intra (0,0,2) and inter (0,1,1).
+// 110s (0,0,1), 1011s (1,0,1), 111s intra (0,0,2) and inter (0,1,1). The
+// escape offsets and runs to 63 are round trips above; here the quirks.
 const CodeCase kCodeCases[] = {
     {"B-16 telling rows", kIntra, "100" "1101" "11110" "01110", vekStsOk, 3, {{0, 1}, {1, -2}, {2, 3}, {3, 1}}},
     {"type 1 on the escape row: 255 + LMAX, intra", kIntra, kEsc + "0" + kEsc + "0" "01110", vekStsOk, 1, {{0, 282}, {1, 1}}},
     {"type 1 on the escape row: 255 + LMAX, inter", kInter, kEsc + "0" + kEsc + "1" "01110", vekStsOk, 1, {{0, -267}, {1, 1}}},
-    {"type 2 adds RMAX + 1", kInter, kEsc + "10" "0111" "0", vekStsOk, 41, {{41, 1}}},
-    {"type 1 adds LMAX", kIntra, kEsc + "0" "0111" "1", vekStsOk, 0, {{0, -9}}},
     {"type 3 inter level 0 passes", kInter, type3(1, 5, 1, 0, 1), vekStsOk, 5, {}},
-    {"type 3 run 63", kIntra, type3(1, 63, 1, -2047, 1), vekStsOk, 63, {{63, -2047}}},
     {"B-23 longest", kInterRvlc, "011111101111101" "1", vekStsOk, 44, {{44, -1}}},
     {"B-23 intra meaning", kIntraRvlc, "1110" "10110", vekStsOk, 1, {{0, 2}, {1, 1}}},
     {"B-23 inter meaning", kInterRvlc, "1110" "10110", vekStsOk, 2, {{1, 1}, {2, 1}}},
-    {"reversible escape run 63", kInterRvlc, rvlc_escape(1, 63, 1, 2047, 1, "00001"), vekStsOk, 63, {{63, -2047}}},
     // Failures: cursor as on entry, index at the position reached, levels so far kept.
     {"nine leading zeros", kIntra, "100" "000000000000", vekStsVlcCodeErr, 0, {{0, 1}}},
     {"type 1, nine zeros", kInter, kEsc + "0" "000000000000", vekStsVlcCodeErr, -1, {}},
@@ -211,10 +192,7 @@ TEST(Mpeg4Decode, KnownCodesAndBadCodes) {
         auto cur = buf.at(backward ? w.bits - 1 : 3);
         Block coef{}, want{};
         coef[0] = 321;
-        for (auto [i, v] : cc.coefs) {
-            if (i >= 0) want[i] = static_cast<Vek16s>(v);
-            if (i < 0) want.fill(static_cast<Vek16s>(v));
-        }
+        for (auto [i, v] : cc.coefs) i < 0 ? want.fill(Vek16s(v)) : void(want[i] = Vek16s(v));
         Vek32s last = 99;
         EXPECT_EQ(run(cc.decoder, cur, coef.data(), &last, cc.no_dc, 3), cc.status);  // natural order
         EXPECT_EQ(last, cc.last);
@@ -228,10 +206,17 @@ TEST(Mpeg4Decode, KnownCodesAndBadCodes) {
 // fails after *pDC is written; a size code without a 1 fails.
 TEST(Mpeg4Decode, IntraDcEverySizeAndOffset) {
     const CodeTable sizes[2] = {read_table("mpeg4_dc_size_luma.txt"), read_table("mpeg4_dc_size_chroma.txt")};
+    const auto decode = [](Buffer& buf, std::size_t at, Vek32s type, Vek32s want, std::size_t end) {
+        auto cur = buf.at(at);
+        Vek16s got = 999;
+        EXPECT_EQ(vekiDecodeDCIntra_MPEG4_1u16s(&cur.first, &cur.second, &got, type), want);
+        EXPECT_EQ(cur, buf.at(end));
+        return got;
+    };
     for (Vek32s type : {0, 1, 5}) {
         for (int size = 0; size <= 12; ++size) {
             const int lo = size ? 1 << (size - 1) : 0, hi = size ? (1 << size) - 1 : 0;
-            for (int dc : {lo, hi, -lo, -hi}) {
+            for (int dc : {lo, hi, -lo, -hi})
                 for (int offset = 0; offset < 8; ++offset) {
                     SCOPED_TRACE(::testing::Message() << type << " " << size << " " << dc << " " << offset);
                     BitWriter w;
@@ -239,27 +224,17 @@ TEST(Mpeg4Decode, IntraDcEverySizeAndOffset) {
                     w.put(sizes[type != 0].codes.at({0, size, 0}));
                     w.put(dc > 0 ? dc : dc + hi, size);
                     if (size > 8) w.put(1, 1);
-                    for (bool bad_marker : {false, true}) {
-                        if (bad_marker && size <= 8) break;
-                        Buffer buf(w);
-                        if (bad_marker) buf.bytes[8 + (w.bits - 1) / 8] &= static_cast<Vek8u>(~(0x80 >> ((w.bits - 1) % 8)));
-                        auto cur = buf.at(offset);
-                        Vek16s got = 999;
-                        EXPECT_EQ(vekiDecodeDCIntra_MPEG4_1u16s(&cur.first, &cur.second, &got, type),
-                                  bad_marker ? vekStsVlcCodeErr : vekStsOk);
-                        EXPECT_EQ(got, dc);
-                        EXPECT_EQ(cur, buf.at(bad_marker ? offset : w.bits));
-                    }
+                    Buffer buf(w);
+                    EXPECT_EQ(decode(buf, offset, type, vekStsOk, w.bits), dc);
+                    if (size <= 8) continue;
+                    buf.bytes[8 + (w.bits - 1) / 8] &= static_cast<Vek8u>(~(0x80 >> ((w.bits - 1) % 8)));
+                    EXPECT_EQ(decode(buf, offset, type, vekStsVlcCodeErr, offset), dc);
                 }
-            }
         }
         BitWriter w;
         w.put(std::string(12, '0') + "1");
         Buffer buf(w);
-        auto cur = buf.at(0);
-        Vek16s got = 999;
-        EXPECT_EQ(vekiDecodeDCIntra_MPEG4_1u16s(&cur.first, &cur.second, &got, type), vekStsVlcCodeErr);
-        EXPECT_TRUE(got == 999 && cur == buf.at(0));
+        EXPECT_EQ(decode(buf, 0, type, vekStsVlcCodeErr, 0), 999);
     }
 }
 
@@ -279,8 +254,8 @@ TEST(Mpeg4Decode, NullsThenOffset) {
         [](Vek8u** s, Vek32s* o, Vek16s* c, Vek32s* l) { return l ? vekiDecodeDCIntra_MPEG4_1u16s(s, o, c, 0) : -8; },
     };
     std::vector<Vek8u> bytes(16, 0xA5);
-    for (const Call& call : calls) {
-        for (unsigned nulls = 0; nulls < 32; ++nulls) {
+    for (const Call& call : calls)
+        for (unsigned nulls = 0; nulls < 32; ++nulls)
             for (Vek32s offset : {-1, 3, 8}) {
                 if (nulls == 0 && offset == 3) continue;
                 Vek8u* stream = (nulls & 4) ? nullptr : bytes.data();
@@ -292,8 +267,6 @@ TEST(Mpeg4Decode, NullsThenOffset) {
                           nulls ? vekStsNullPtrErr : vekStsBitOffsetErr) << nulls << " " << offset;
                 EXPECT_TRUE(off == offset && last == 99 && coef[0] == 7 && coef[63] == 7);
             }
-        }
-    }
 }
 
 }  // namespace

@@ -25,18 +25,18 @@ struct CodeTable {
     std::map<std::pair<int, int>, int> lmax, rmax;  // largest level by (last, run), run by (last, level)
 };
 
-// Rows of numbers after a code; `meaning` picks B-23's intra (0) or inter (1) triple.
+// Rows of numbers after a code; `meaning` picks B-23's intra (0) or inter (1)
+// triple. A DC size table (one number a row) gives (0, size, 0) -> code.
 inline CodeTable read_table(const char* name, int meaning = 0) {
     std::ifstream in(std::filesystem::path(__FILE__).parent_path() / ".." / "data" / "vlc" / name);
     EXPECT_TRUE(in.good()) << name;
     CodeTable t;
-    for (std::string line; std::getline(in, line);) {
+    for (std::string line, bits; std::getline(in, line);) {
         std::istringstream f(line);
-        std::string bits;
         std::vector<int> v;
         if (line[0] == '#' || !(f >> bits)) continue;
         for (int x; f >> x;) v.push_back(x);
-        if (v.size() < 4) {  // a DC size table: (0, size, 0) -> code
+        if (v.size() < 4) {
             t.codes[{0, v[0], 0}] = bits;
         } else if (v.back() == 2) {
             t.escape = bits;
