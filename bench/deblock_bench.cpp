@@ -84,6 +84,10 @@ const bool kKernelCases = [] {
             add8("BM_FilterDeblockingChroma_HorEdge_H264_8u_C2IR" + tail, t.chroma_hor_c2_8u, outer4, 16);
             add16("BM_FilterDeblockingLumaVerEdge_H264_16u_C1IR" + tail, t.luma_ver_16u, outer4);
             add16("BM_FilterDeblockingLumaHorEdge_H264_16u_C1IR" + tail, t.luma_hor_16u, outer4);
+            add16("BM_FilterDeblockingChromaVerEdge_H264_16u_C1IR" + tail, t.chroma_ver_16u, outer4);
+            add16("BM_FilterDeblockingChromaHorEdge_H264_16u_C1IR" + tail, t.chroma_hor_16u, outer4);
+            add16("BM_FilterDeblockingChroma422VerEdge_H264_16u_C1IR" + tail, t.chroma422_ver_16u, outer4);
+            add16("BM_FilterDeblockingChroma422HorEdge_H264_16u_C1IR" + tail, t.chroma422_hor_16u, outer4);
         }
     }
     return true;

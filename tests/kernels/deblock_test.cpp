@@ -13,19 +13,16 @@ namespace {
 using namespace vek::h264;
 using namespace vek::test;
 
-// Footprint of one kernel around the macroblock: `left` columns and `above`
-// rows before it, width x height samples in all.
+// Footprint of one kernel: `left` columns and `above` rows before the
+// macroblock, width x height samples in all; edges with pBs at bs_stride * e.
 struct Shape {
-    int left, above, width, height;
-    int bs_edges;  // pBs entries in use: 4 * edges, chroma 4:2:0 spaced by 8
-    bool chroma420;
+    int left, above, width, height, edges, bs_stride;
 };
+constexpr Shape kLumaVer{4, 0, 20, 16, 4, 4}, kLumaHor{0, 4, 16, 20, 4, 4};
+constexpr Shape kChromaVer{2, 0, 8, 8, 2, 8}, kChromaHor{0, 2, 8, 8, 2, 8};
+constexpr Shape kC2Ver{4, 0, 16, 8, 2, 8}, kC2Hor{0, 2, 16, 8, 2, 8};
+constexpr Shape k422Ver{2, 0, 8, 16, 2, 8}, k422Hor{0, 2, 8, 16, 4, 4};
 
-constexpr Shape kLumaVer{4, 0, 20, 16, 4, false}, kLumaHor{0, 4, 16, 20, 4, false};
-constexpr Shape kChromaVer{2, 0, 8, 8, 2, true}, kChromaHor{0, 2, 8, 8, 2, true};
-constexpr Shape kC2Ver{4, 0, 16, 8, 2, true}, kC2Hor{0, 2, 16, 8, 2, true};
-
-// Thresholds and bS of one trial, drawn from regimes that reach every branch.
 template <class T>
 struct Inputs {
     T alpha[2], beta[2], tc0[16];
@@ -33,54 +30,45 @@ struct Inputs {
     bool steep;  // samples near 0 and max, thresholds near max: the largest deltas
 };
 
+// Regime 0: any thresholds, half the time steep lines whose deltas exceed tc
+// with the largest tc0 just below or above 92 and 93 (where the 8-bit kernels
+// change path); 1: tc0 at the top, where tc wraps; 2: small thresholds.
 template <class T>
 Inputs<T> draw_inputs(Rng& rng, const Shape& shape, std::uint32_t max) {
     Inputs<T> in{};
     const int regime = static_cast<int>(rng.uniform(0, 3));
-    for (int i = 0; i < 2; ++i) {
-        in.alpha[i] = static_cast<T>(regime == 0 ? rng.uniform(0, max) : rng.uniform(0, max / 4));
-        in.beta[i] = static_cast<T>(regime == 0 ? rng.uniform(0, max) : rng.uniform(0, max / 16 + 2));
-    }
-    // Regime 1: near the top, where tc wraps. Regime 0 half the time: steep
-    // lines whose deltas exceed tc, the largest tc0 of an edge just below or
-    // above 92 and 93, where the 8-bit kernels change path.
     in.steep = regime == 0 && rng.uniform(0, 1);
-    const std::uint32_t top = in.steep ? 86 + static_cast<std::uint32_t>(rng.uniform(0, 9)) : 0;
-    for (int i = 0; in.steep && i < 2; ++i) {
-        in.alpha[i] = static_cast<T>(max - rng.uniform(0, max / 12));
-        in.beta[i] = static_cast<T>(max - rng.uniform(0, max / 6));
+    for (int i = 0; i < 2; ++i) {
+        const std::int64_t a = rng.uniform(0, regime ? max / 4 : max), b = rng.uniform(0, regime ? max / 16 + 2 : max);
+        in.alpha[i] = static_cast<T>(in.steep ? max - a / 12 : a);
+        in.beta[i] = static_cast<T>(in.steep ? max - b / 6 : b);
     }
+    const std::uint32_t top = in.steep ? 86 + static_cast<std::uint32_t>(rng.uniform(0, 9)) : 0;
     for (auto& t : in.tc0)
         t = static_cast<T>(regime == 1 ? max - rng.uniform(0, 2)
                            : top      ? top - rng.uniform(0, 3)
                                       : rng.uniform(0, regime == 2 ? max : 25));
     constexpr Vek8u kValues[] = {0, 1, 2, 3, 4, 4, 4, 5, 255};
     for (auto& b : in.bs) b = kValues[rng.uniform(0, 8)];
-    const int stride = shape.chroma420 ? 8 : 4;
-    for (int e = 0; e < shape.bs_edges; ++e) {
+    for (int e = 0; e < shape.edges; ++e) {
         const int kind = static_cast<int>(rng.uniform(0, 4));  // all 4, all 0, all 2, mixed, mixed
-        for (int g = 0; g < 4 && kind < 3; ++g) in.bs[stride * e + g] = static_cast<Vek8u>(kind == 0 ? 4 : kind == 1 ? 0 : 2);
+        for (int g = 0; g < 4 && kind < 3; ++g)
+            in.bs[shape.bs_stride * e + g] = static_cast<Vek8u>(kind == 0 ? 4 : kind == 1 ? 0 : 2);
     }
     return in;
 }
 
-// Samples: smooth (a base with noise) so that the filters engage, or a harness pattern.
 template <class T>
 void fill(GuardedPlane<T>& plane, Rng& rng, std::uint32_t max, int trial, bool steep) {
-    if (steep) {
-        for (int y = 0; y < plane.height(); ++y)
-            for (int x = 0; x < plane.width(); ++x)
-                plane.set(x, y, static_cast<T>(rng.uniform(0, 1) ? rng.uniform(0, max / 8)
-                                                                 : max - rng.uniform(0, max / 8)));
-        return;
-    }
-    const int kinds = 1 + static_cast<int>(std::size(kHostilePairs));
-    const int kind = trial % kinds;
-    if (kind > 0) return plane.fill(kHostilePairs[kind - 1].first, max, rng);
+    const int kinds = 1 + static_cast<int>(std::size(kHostilePairs)), kind = trial % kinds;
+    if (!steep && kind > 0) return plane.fill(kHostilePairs[kind - 1].first, max, rng);
     const std::int64_t base = rng.uniform(0, max), amp = rng.uniform(0, max / 16 + 2);
     for (int y = 0; y < plane.height(); ++y)
-        for (int x = 0; x < plane.width(); ++x)
-            plane.set(x, y, static_cast<T>(std::clamp<std::int64_t>(base + rng.uniform(-amp, amp), 0, max)));
+        for (int x = 0; x < plane.width(); ++x) {
+            const std::int64_t near_edge = rng.uniform(0, max / 8), v = base + rng.uniform(-amp, amp);
+            plane.set(x, y, static_cast<T>(steep ? (rng.uniform(0, 1) ? near_edge : max - near_edge)
+                                                 : std::clamp<std::int64_t>(v, 0, max)));
+        }
 }
 
 // Runs tested and reference on equal planes; `call(fn, mb, step, inputs)`.
@@ -93,8 +81,7 @@ void expect_matches_reference(const std::string& what, const Shape& shape, Fn* t
     std::vector<Layout> layouts;
     for (const Layout& l : layout_sweep(shape.width * sb, true, rng, sb))
         if (l.step != 0) layouts.push_back(l);  // rows that alias would make the order of lines visible
-    constexpr int kTrials = 600;
-    for (int trial = 0; trial < kTrials; ++trial) {
+    for (int trial = 0; trial < 600; ++trial) {
         const Layout l = layouts[static_cast<std::size_t>(trial) % layouts.size()];
         const Inputs<T> in = draw_inputs<T>(rng, shape, max);
         // An outer edge with all bS 0 must not be read: leave its margin out of the block.
@@ -113,8 +100,8 @@ void expect_matches_reference(const std::string& what, const Shape& shape, Fn* t
             std::string bs;
             for (const Vek8u b : in.bs) bs += std::to_string(b) + " ";
             ADD_FAILURE() << "trial " << trial << ", " << l << ", alpha " << +in.alpha[0] << "/" << +in.alpha[1]
-                          << ", beta " << +in.beta[0] << "/" << +in.beta[1] << ", tc0[0] " << +in.tc0[0] << ", bS "
-                          << bs << (got.guard_intact() ? "" : "\nwrite outside the block") << "\n"
+                          << ", beta " << +in.beta[0] << "/" << +in.beta[1] << ", bS " << bs
+                          << (got.guard_intact() ? "" : "\nwrite outside the block") << "\n"
                           << side_by_side(r.data(), g.data(), w, h, "reference", "tested");
             return;
         }
@@ -128,36 +115,53 @@ protected:
     const DeblockTable ref_ = make_deblock_table(vek::kCpuNone);
 
     template <class T, class Fn, class Call>
-    void check(const char* name, Fn* DeblockTable::*slot, const Shape& shape, std::uint32_t max, Call call) {
-        const std::string what = std::string(name) + "/" + level_.name;
+    void check(const std::string& name, Fn* DeblockTable::*slot, const Shape& shape, std::uint32_t max, Call call) {
         if (!changed_at(at_.*slot, below_.*slot)) return;
-        expect_matches_reference<T>(what, shape, at_.*slot, ref_.*slot, max, call);
+        expect_matches_reference<T>(name + "/" + level_.name, shape, at_.*slot, ref_.*slot, max, call);
     }
 };
 
+template <class Fn>
+struct Slot {
+    const char* name;
+    Fn* DeblockTable::*slot;
+    Shape shape;
+};
+
 TEST_P(DeblockKernels, Edges8uMatchReference) {
-    const auto call = [](Deblock8uFn* fn, Vek8u* mb, Vek32s step, const Inputs<Vek8u>& in) {
-        fn(mb, step, in.alpha, in.beta, in.tc0, in.bs);
+    const Slot<Deblock8uFn> kSlots[] = {
+        {"luma_ver_8u", &DeblockTable::luma_ver_8u, kLumaVer},
+        {"luma_hor_8u", &DeblockTable::luma_hor_8u, kLumaHor},
+        {"chroma_ver_8u", &DeblockTable::chroma_ver_8u, kChromaVer},
+        {"chroma_hor_8u", &DeblockTable::chroma_hor_8u, kChromaHor},
+        {"chroma_ver_c2_8u", &DeblockTable::chroma_ver_c2_8u, kC2Ver},
+        {"chroma_hor_c2_8u", &DeblockTable::chroma_hor_c2_8u, kC2Hor},
     };
-    check<Vek8u>("luma_ver_8u", &DeblockTable::luma_ver_8u, kLumaVer, 255, call);
-    check<Vek8u>("luma_hor_8u", &DeblockTable::luma_hor_8u, kLumaHor, 255, call);
-    check<Vek8u>("chroma_ver_8u", &DeblockTable::chroma_ver_8u, kChromaVer, 255, call);
-    check<Vek8u>("chroma_hor_8u", &DeblockTable::chroma_hor_8u, kChromaHor, 255, call);
-    check<Vek8u>("chroma_ver_c2_8u", &DeblockTable::chroma_ver_c2_8u, kC2Ver, 255, call);
-    check<Vek8u>("chroma_hor_c2_8u", &DeblockTable::chroma_hor_c2_8u, kC2Hor, 255, call);
+    for (const auto& s : kSlots)
+        check<Vek8u>(s.name, s.slot, s.shape, 255,
+                     [](Deblock8uFn* fn, Vek8u* mb, Vek32s step, const Inputs<Vek8u>& in) {
+                         fn(mb, step, in.alpha, in.beta, in.tc0, in.bs);
+                     });
 }
 
 // Bit depths 8 to 16 and beyond (the clip bound then stops mattering or wraps).
-TEST_P(DeblockKernels, Luma16uMatchesReference) {
+TEST_P(DeblockKernels, Edges16uMatchReference) {
+    const Slot<Deblock16uFn> kSlots[] = {
+        {"luma_ver_16u", &DeblockTable::luma_ver_16u, kLumaVer},
+        {"luma_hor_16u", &DeblockTable::luma_hor_16u, kLumaHor},
+        {"chroma_ver_16u", &DeblockTable::chroma_ver_16u, kChromaVer},
+        {"chroma_hor_16u", &DeblockTable::chroma_hor_16u, kChromaHor},
+        {"chroma422_ver_16u", &DeblockTable::chroma422_ver_16u, k422Ver},
+        {"chroma422_hor_16u", &DeblockTable::chroma422_hor_16u, k422Hor},
+    };
     for (const int bit_depth : {10, 16, 14, 8, 17}) {
-        SCOPED_TRACE("bitDepth " + std::to_string(bit_depth));
         const std::uint32_t max = bit_depth >= 16 ? 65535u : (1u << bit_depth) - 1;
         const Vek32s clip_max = deblock_clip_max(bit_depth);
-        const auto call = [clip_max](Deblock16uFn* fn, Vek16u* mb, Vek32s step, const Inputs<Vek16u>& in) {
-            fn(mb, step, in.alpha, in.beta, in.tc0, in.bs, clip_max);
-        };
-        check<Vek16u>("luma_ver_16u", &DeblockTable::luma_ver_16u, kLumaVer, max, call);
-        check<Vek16u>("luma_hor_16u", &DeblockTable::luma_hor_16u, kLumaHor, max, call);
+        for (const auto& s : kSlots)
+            check<Vek16u>(std::string(s.name) + "/depth " + std::to_string(bit_depth), s.slot, s.shape, max,
+                          [clip_max](Deblock16uFn* fn, Vek16u* mb, Vek32s step, const Inputs<Vek16u>& in) {
+                              fn(mb, step, in.alpha, in.beta, in.tc0, in.bs, clip_max);
+                          });
     }
 }
 

@@ -234,6 +234,13 @@ void luma_ver_8u_simd(Vek8u* p, Vek32s step, const Vek8u* alpha, const Vek8u* be
 // samples -1 and 0, the second reads 2 .. 5), so they run as one pass of 16
 // lines: bytes 0 .. 7 of a line register are the outer edge, 8 .. 15 the inner.
 
+// [0] for bytes 0 .. 7 (the outer edge's lines), [1] for bytes 8 .. 15.
+inline __m128i outer_inner(const Vek8u* pair) {
+    std::uint16_t v;
+    std::memcpy(&v, pair, sizeof v);
+    return _mm_shuffle_epi8(_mm_cvtsi32_si128(v), _mm_setr_epi8(0, 0, 0, 0, 0, 0, 0, 0, 1, 1, 1, 1, 1, 1, 1, 1));
+}
+
 // Thresholds of the 16 lines: lane l takes group l / 2 of its edge.
 template <class O>
 [[gnu::always_inline]] inline Edge<O> chroma_edges_8u(const Vek8u* alpha, const Vek8u* beta, const Vek8u* tc0,
@@ -241,10 +248,7 @@ template <class O>
     const __m128i pick = _mm_setr_epi8(0, 0, 1, 1, 2, 2, 3, 3, 4, 4, 5, 5, 6, 6, 7, 7);
     const __m128i bs8 = _mm_insert_epi32(load4(bs), static_cast<int>(load_u32(bs + 8)), 1);
     const __m128i zero_bs = _mm_cmpeq_epi8(_mm_shuffle_epi8(bs8, pick), _mm_setzero_si128());
-    const __m128i a = _mm_unpacklo_epi64(_mm_set1_epi8(static_cast<char>(alpha[0])),
-                                         _mm_set1_epi8(static_cast<char>(alpha[1])));
-    const __m128i b = _mm_unpacklo_epi64(_mm_set1_epi8(static_cast<char>(beta[0])),
-                                         _mm_set1_epi8(static_cast<char>(beta[1])));
+    const __m128i a = outer_inner(alpha), b = outer_inner(beta);
     const std::uint32_t strong4 = strong_all(bs);
     Edge<O> e;
     e.alpha = O::widen_u8(_mm_andnot_si128(zero_bs, a), part);
@@ -253,16 +257,16 @@ template <class O>
     e.any_strong = strong4 != 0;
     e.all_strong = false;
     // Only the outer edge's lines (bytes 0 .. 7) can be strong.
-    e.strong = O::sub(O::set1(0), O::widen_u8(_mm_set_epi64x(0, strong4 ? 0x0101010101010101 : 0), part));
+    e.strong = strong4 ? O::sub(O::set1(0), O::widen_u8(_mm_set_epi64x(0, 0x0101010101010101), part)) : O::set1(0);
     return e;
 }
 
+// The new p0 and q0 of the 16 lines, still widened.
 template <class O>
-[[gnu::always_inline]] inline void chroma_pass_lanes_8u(__m128i* line, const Vek8u* alpha, const Vek8u* beta,
-                                                        const Vek8u* tc0, const Vek8u* bs) {
-    constexpr int kParts = 16 / O::kLanes;
-    typename O::V out[2][kParts];
-    for (int part = 0; part < kParts; ++part) {
+[[gnu::always_inline]] inline void chroma_lanes_8u(const __m128i* line, const Vek8u* alpha, const Vek8u* beta,
+                                                   const Vek8u* tc0, const Vek8u* bs,
+                                                   typename O::V (&out)[2][16 / O::kLanes]) {
+    for (int part = 0; part < 16 / O::kLanes; ++part) {
         const Edge<O> e = chroma_edges_8u<O>(alpha, beta, tc0, bs, part);
         typename O::V s[4];
         for (int k = 0; k < 4; ++k) s[k] = O::widen_u8(line[k], part);
@@ -270,6 +274,13 @@ template <class O>
         out[0][part] = s[1];
         out[1][part] = s[2];
     }
+}
+
+template <class O>
+[[gnu::always_inline]] inline void chroma_pass_lanes_8u(__m128i* line, const Vek8u* alpha, const Vek8u* beta,
+                                                        const Vek8u* tc0, const Vek8u* bs) {
+    typename O::V out[2][16 / O::kLanes];
+    chroma_lanes_8u<O>(line, alpha, beta, tc0, bs, out);
     O::narrow2_u8(out[0], out[1], line[1], line[2]);
 }
 
@@ -285,10 +296,7 @@ template <class O>
         return chroma_pass_lanes_8u<O>(line, alpha, beta, tc0, bs);
     const __m128i bs8 = _mm_insert_epi32(load4(bs), static_cast<int>(load_u32(bs + 8)), 1);
     const __m128i zero_bs = _mm_cmpeq_epi8(_mm_shuffle_epi8(bs8, pick), _mm_setzero_si128());
-    const __m128i a = _mm_unpacklo_epi64(_mm_set1_epi8(static_cast<char>(alpha[0])),
-                                         _mm_set1_epi8(static_cast<char>(alpha[1])));
-    const __m128i b = _mm_unpacklo_epi64(_mm_set1_epi8(static_cast<char>(beta[0])),
-                                         _mm_set1_epi8(static_cast<char>(beta[1])));
+    const __m128i a = outer_inner(alpha), b = outer_inner(beta);
     // Only the outer edge's lines (bytes 0 .. 7) can be strong.
     const __m128i strong = _mm_set_epi64x(0, strong_all(bs) ? -1 : 0);
     chroma_u8(line, _mm_andnot_si128(zero_bs, a), b, tcs, strong);
@@ -306,6 +314,20 @@ void chroma_hor_8u_simd(Vek8u* p, Vek32s step, const Vek8u* alpha, const Vek8u* 
         const __m128i low = (outer || k >= 2) ? load8(p + (k - 2) * st) : _mm_setzero_si128();
         line[k] = load8_high(low, p + (k + 2) * st);
     }
+#ifdef __AVX2__
+    if constexpr (O::kLanes == 16) {
+        // One pack leaves each edge's rows in its own 128-bit half: [p0 | q0] of the outer edge, then the inner.
+        typename O::V out[2][1];
+        chroma_lanes_8u<O>(line, alpha, beta, tc0, bs, out);
+        const __m256i rows = _mm256_packus_epi16(out[0][0], out[1][0]);
+        const __m128i outer_rows = _mm256_castsi256_si128(rows), inner_rows = _mm256_extracti128_si256(rows, 1);
+        if (outer) store8(p - st, outer_rows);
+        store8_high(p, outer_rows);
+        store8(p + 3 * st, inner_rows);
+        store8_high(p + 4 * st, inner_rows);
+        return;
+    }
+#endif
     chroma_pass_8u<O>(line, alpha, beta, tc0, bs);
     if (outer) store8(p - st, line[1]);
     store8(p, line[2]);

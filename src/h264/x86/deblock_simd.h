@@ -96,6 +96,8 @@ struct I32x4 {  // 16-bit samples, 4 lines per vector
     static V widen_u16(__m128i words, int part) {
         return _mm_cvtepu16_epi32(part ? _mm_srli_si128(words, 8) : words);
     }
+    // Bytes `part` * 4 .. + 3, sign-extended (masks stay masks).
+    static V widen_s8(__m128i bytes, int part) { return _mm_cvtepi8_epi32(part ? _mm_srli_si128(bytes, 4) : bytes); }
     // Two parts back to 8 words, each value keeping its low 16 bits.
     static __m128i narrow_u16(const V* parts) {
         const __m128i low = _mm_set1_epi32(0xFFFF);
@@ -175,6 +177,7 @@ struct I32x8 {  // 16-bit samples, 8 lines per vector
     static bool none(V mask) { return _mm256_testz_si256(mask, mask); }
     static V load(const std::int32_t* v) { return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(v)); }
     static V widen_u16(__m128i words, int) { return _mm256_cvtepu16_epi32(words); }
+    static V widen_s8(__m128i bytes, int) { return _mm256_cvtepi8_epi32(bytes); }
     static __m128i narrow_u16(const V* parts) {
         const __m256i v = _mm256_and_si256(parts[0], _mm256_set1_epi32(0xFFFF));
         return _mm_packus_epi32(_mm256_castsi256_si128(v), _mm256_extracti128_si256(v, 1));
