@@ -70,16 +70,18 @@ void register_kernels() {
         benchmark::RegisterBenchmark(("transform_high/mb_inter8x8_8u" + suffix).c_str(), [t](benchmark::State& st) {
             Data d;
             for (auto _ : st) {
-                benchmark::DoNotOptimize(t.mb_inter8x8_8u(d.levels16.data(), d.y8.data() + 16 * kStep + 16, kStep,
-                                                          0x1E, 28, d.table.data()));
+                Vek16s* p = d.levels16.data();
+                benchmark::DoNotOptimize(t.mb_inter8x8_8u(&p, d.y8.data() + 16 * kStep + 16, kStep, 0x1E, 28,
+                                                          d.table.data()));
                 benchmark::ClobberMemory();
             }
         });
         benchmark::RegisterBenchmark(("transform_high/mb_inter4x4_16u" + suffix).c_str(), [t](benchmark::State& st) {
             Data d;
             for (auto _ : st) {
-                benchmark::DoNotOptimize(t.mb_inter4x4_16u(d.levels32.data(), d.y16.data() + 16 * kStep + 16, kStep,
-                                                           0x1FFFE, 40, d.table.data(), 1023));
+                Vek32s* p = d.levels32.data();
+                benchmark::DoNotOptimize(t.mb_inter4x4_16u(&p, d.y16.data() + 16 * kStep + 16, kStep, 0x1FFFE, 40,
+                                                           d.table.data(), 1023));
                 benchmark::ClobberMemory();
             }
         });

@@ -70,10 +70,8 @@ VekStatus luma_inter_high(const VekH264HighMBParam* p) {
         *p->ppSrcDstCoeff = luma_inter_lossless<Size>(*p->ppSrcDstCoeff, p->pSrcDstPlane, p->srcDstStep, cbp, maxVal);
         return vekStsOk;
     }
-    const TransformHighTable& k = transform_high_kernels();
-    *p->ppSrcDstCoeff = (Size == 4 ? k.mb_inter4x4_16u : k.mb_inter8x8_16u)(
-        *p->ppSrcDstCoeff, p->pSrcDstPlane, p->srcDstStep, cbp, p->QP, p->pQuantTable, maxVal);
-    return vekStsOk;
+    return (Size == 4 ? kTransformHighKernels.mb_inter4x4_16u : kTransformHighKernels.mb_inter8x8_16u)(
+        p->ppSrcDstCoeff, p->pSrcDstPlane, p->srcDstStep, cbp, p->QP, p->pQuantTable, maxVal);
 }
 
 template <int Size>
@@ -87,10 +85,8 @@ VekStatus luma_inter_mb_8u(Vek16s** ppSrcCoeff, Vek8u* pSrcDstY, Vek32s srcDstSt
         *ppSrcCoeff = luma_inter_lossless<Size>(*ppSrcCoeff, pSrcDstY, srcDstStep, cbp, 255);
         return vekStsOk;
     }
-    const TransformHighTable& k = transform_high_kernels();
-    *ppSrcCoeff = (Size == 4 ? k.mb_inter4x4_8u : k.mb_inter8x8_8u)(*ppSrcCoeff, pSrcDstY, srcDstStep, cbp,
-                                                                    static_cast<Vek32s>(QP), pQuantTable);
-    return vekStsOk;
+    return (Size == 4 ? kTransformHighKernels.mb_inter4x4_8u : kTransformHighKernels.mb_inter8x8_8u)(
+        ppSrcCoeff, pSrcDstY, srcDstStep, cbp, static_cast<Vek32s>(QP), pQuantTable);
 }
 
 // 16x16 prediction of 16-bit samples by the H.264 formulas; the caller has

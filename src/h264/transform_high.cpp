@@ -99,7 +99,7 @@ struct KernelsC {
 };
 
 template <int Size>
-Vek16s* mb_inter_8u_c(Vek16s* levels, Vek8u* plane, Vek32s step, Vek32u cbp, Vek32s qp, const Vek16s* scale) {
+VekStatus mb_inter_8u_c(Vek16s** levels, Vek8u* plane, Vek32s step, Vek32u cbp, Vek32s qp, const Vek16s* scale) {
     return mb_inter_blocks<Size, KernelsC>(levels, plane, step, cbp, qp, scale, 255);
 }
 
@@ -121,15 +121,6 @@ TransformHighTable make_transform_high_table(CpuFlags flags) {
     return t;
 }
 
-namespace {
-
-// Built once while the library loads, never changed afterwards: a plain
-// global spares the per-call guard of a function-local static on the
-// macroblock paths.
 const TransformHighTable kTransformHighKernels = make_transform_high_table(cpu_flags());
-
-}  // namespace
-
-const TransformHighTable& transform_high_kernels() { return kTransformHighKernels; }
 
 }  // namespace vek::h264

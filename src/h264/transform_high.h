@@ -33,11 +33,13 @@ using Dequant32sFn = void(const Vek32s* levels, const Vek16s* scale, Vek32s qp, 
 // The residual of a whole luma macroblock in blocks of one size: each coded
 // block (bit i + 1 of cbp for 4x4 block i in coded order, or for 8x8 block i
 // in raster order) dequantised at qp with the scale table, transformed and
-// added; blocks without their bit are left untouched. Returns the cursor
-// behind the last block used. (The lossless bypass stays with the shells.)
-using MbInter16uFn = Vek32s*(Vek32s* levels, Vek16u* plane, Vek32s step, Vek32u cbp, Vek32s qp,
-                             const Vek16s* scale, Vek32s maxVal);
-using MbInter8uFn = Vek16s*(Vek16s* levels, Vek8u* plane, Vek32s step, Vek32u cbp, Vek32s qp, const Vek16s* scale);
+// added; blocks without their bit are left untouched. The cursor moves
+// behind the last block used and the status is vekStsOk, so a shell may end
+// in the call. (The lossless bypass stays with the shells.)
+using MbInter16uFn = VekStatus(Vek32s** levels, Vek16u* plane, Vek32s step, Vek32u cbp, Vek32s qp,
+                               const Vek16s* scale, Vek32s maxVal);
+using MbInter8uFn = VekStatus(Vek16s** levels, Vek8u* plane, Vek32s step, Vek32u cbp, Vek32s qp,
+                              const Vek16s* scale);
 
 struct TransformHighTable {
     InvAdd4x4_16uFn* inv_add4x4_16u;
@@ -54,8 +56,10 @@ struct TransformHighTable {
 
 // Reference kernels in every slot, then the overrides of each level in `flags`.
 TransformHighTable make_transform_high_table(CpuFlags flags);
-// The table of this CPU, built once at load.
-const TransformHighTable& transform_high_kernels();
+// The table of this CPU, built once while the library loads and never
+// changed afterwards: the shells read it directly, without a call or a guard.
+extern const TransformHighTable kTransformHighKernels;
+inline const TransformHighTable& transform_high_kernels() { return kTransformHighKernels; }
 
 void init_transform_high_table_sse41(TransformHighTable& table);
 void init_transform_high_table_avx2(TransformHighTable& table);
@@ -90,9 +94,10 @@ inline constexpr Vek8u kBlockPos4x4[16][2] = {{0, 0}, {4, 0}, {0, 4}, {4, 4}, {8
 // The macroblock loop over per-block kernels: K supplies static dequant (for
 // both level widths) and inv_add<Size> (for both sample widths).
 template <int Size, class K, class Sample, class Level>
-Level* mb_inter_blocks(Level* levels, Sample* plane, Vek32s step, Vek32u cbp, Vek32s qp, const Vek16s* scale,
-                       Vek32s maxVal) {
+VekStatus mb_inter_blocks(Level** cursor, Sample* plane, Vek32s step, Vek32u cbp, Vek32s qp, const Vek16s* scale,
+                          Vek32s maxVal) {
     constexpr int kCount = Size * Size;
+    Level* levels = *cursor;
     for (int i = 0; i < (Size == 4 ? 16 : 4); ++i) {
         if (!(cbp & (2u << i))) continue;
         const int x = Size == 4 ? kBlockPos4x4[i][0] : (i & 1) * 8, y = Size == 4 ? kBlockPos4x4[i][1] : (i >> 1) * 8;
@@ -101,7 +106,8 @@ Level* mb_inter_blocks(Level* levels, Sample* plane, Vek32s step, Vek32u cbp, Ve
         K::template inv_add<Size>(c, plane + static_cast<std::ptrdiff_t>(y) * step + x, step, maxVal);
         levels += kCount;
     }
-    return levels;
+    *cursor = levels;
+    return vekStsOk;
 }
 
 // The lossless bypass: size x size levels limited to -maxVal..maxVal and added.

@@ -55,24 +55,24 @@ TEST(HighReconstruction, ChecksInOrder) {
     EXPECT_EQ(pic, std::vector<Vek16u>(kStep * 32));
     EXPECT_EQ(p, buf.data());
 
+    // The 8-bit forms: pointers, then QP (51 luma, 39 chroma), then the mode's neighbours.
     std::vector<Vek16s> b16(64);
     std::vector<Vek8u> y(kStep * 32);
     Vek16s *q = b16.data(), *qnone = nullptr;
     Vek8u* y8 = y.data() + 8 * kStep + 8;
+    const VekStatus null = vekStsNullPtrErr, range = vekStsOutOfRangeErr;
     for (auto* fn : {vekiReconstructLumaInter4x4MB_H264_16s8u_C1R, vekiReconstructLumaInter8x8MB_H264_16s8u_C1R}) {
-        EXPECT_EQ(fn(nullptr, y8, kStep, 2, 0, table, 0), vekStsNullPtrErr);
-        EXPECT_EQ(fn(&qnone, y8, kStep, 2, 0, table, 0), vekStsNullPtrErr);
-        EXPECT_EQ(fn(&q, y8, kStep, 2, 52, nullptr, 0), vekStsNullPtrErr);
-        EXPECT_EQ(fn(&q, y8, kStep, 2, Vek32u(-1), table, 0), vekStsOutOfRangeErr);
+        const VekStatus got[] = {fn(nullptr, y8, kStep, 2, 0, table, 0), fn(&qnone, y8, kStep, 2, 0, table, 0),
+                                 fn(&q, y8, kStep, 2, 52, nullptr, 0), fn(&q, y8, kStep, 2, Vek32u(-1), table, 0)};
+        EXPECT_EQ(std::vector<VekStatus>(got, got + 4), (std::vector<VekStatus>{null, null, null, range}));
     }
-    EXPECT_EQ(vekiReconstructLumaIntra_16x16MB_H264_16s8u_C1R(&q, y8, kStep, 4, 0, 52, 0, table, 0),
-              vekStsOutOfRangeErr);
-    EXPECT_EQ(vekiReconstructLumaIntra_16x16MB_H264_16s8u_C1R(&q, y8, kStep, 1, 0, 20, VEKVC_LEFT_EDGE, table, 0),
-              vekStsNeighbourUnavailableErr);
-    EXPECT_EQ(vekiReconstructChromaInter4x4MB_H264_16s8u_P2R(&q, y8, y8, kStep, 1u << 17, 0, 0, table, nullptr, 0),
-              vekStsNullPtrErr);
-    EXPECT_EQ(vekiReconstructChromaInter4x4MB_H264_16s8u_P2R(&q, y8, y8, kStep, 1u << 17, 39, 40, table, table, 0),
-              vekStsOutOfRangeErr);
+    const VekStatus got8[] = {
+        vekiReconstructLumaIntra_16x16MB_H264_16s8u_C1R(&q, y8, kStep, 4, 0, 52, 0, table, 0),
+        vekiReconstructLumaIntra_16x16MB_H264_16s8u_C1R(&q, y8, kStep, 1, 0, 20, VEKVC_LEFT_EDGE, table, 0),
+        vekiReconstructChromaInter4x4MB_H264_16s8u_P2R(&q, y8, y8, kStep, 1u << 17, 0, 0, table, nullptr, 0),
+        vekiReconstructChromaInter4x4MB_H264_16s8u_P2R(&q, y8, y8, kStep, 1u << 17, 39, 40, table, table, 0)};
+    EXPECT_EQ(std::vector<VekStatus>(got8, got8 + 4),
+              (std::vector<VekStatus>{range, vekStsNeighbourUnavailableErr, null, range}));
     EXPECT_EQ(q, b16.data());
 }
 
