@@ -13,41 +13,49 @@ namespace {
 // signs); any other level closes it. The zeros above the highest level are
 // not counted in total zeros, only those below it.
 //
-// A walk over a bit mask of the non-zero positions (no branch per zero) was
-// measured against this one: the chain of dependent bit operations from one
-// level to the next, and the work to build the mask, cost more than the
-// branches on zero that it saved, on repeating and on random blocks alike.
+// The walk runs in three loops, each with only its own state: the zeros above
+// the highest level, the trailing ones, then the other levels, where a zero
+// costs a load, a test and the loop step, and a run is the distance between
+// two levels' positions rather than a counter kept over the zeros.
 template <class T>
-void walk(const T* src, const Vek32s* scan, int first, int last, Vek8u* pTrailingOnes, Vek8u* pTrailingOneSigns,
-          Vek8u* pNumOutCoeffs, Vek8u* pTotalZeros, T* pLevels, Vek8u* pRuns) {
-    int run = 0, n = 0, ones = 0, signs = 0, top = last;
-    bool open = true;
-    for (int k = last; k >= first; --k) {
-        const T v = src[scan[k]];
-        if (v == 0) {
-            ++run;
-            continue;
+[[gnu::always_inline]] inline void walk(const T* src, const Vek32s* scan, int first, int last, Vek8u* pTrailingOnes,
+                                        Vek8u* pTrailingOneSigns, Vek8u* pNumOutCoeffs, Vek8u* pTotalZeros, T* pLevels,
+                                        Vek8u* pRuns) {
+    int k = last;
+    T v = 0;
+    while (k >= first && (v = src[scan[k]]) == 0) --k;
+    int ones = 0, signs = 0;
+    T* level = pLevels;
+    Vek8u* run = pRuns;
+    const int top = k < first ? last : k;
+    // v is the level at k.
+    while (k >= first) {
+        if (ones == 3 || static_cast<Vek32u>(v) + 1u > 2u) {
+            *level++ = v;
+            for (int j = k - 1; j >= first; --j) {
+                const T w = src[scan[j]];
+                if (w) {
+                    *level++ = w;
+                    *run++ = static_cast<Vek8u>(k - j - 1);
+                    k = j;
+                }
+            }
+            break;
         }
-        if (open && static_cast<Vek32u>(v) + 1u <= 2u) {  // +-1
-            ++ones;
-            signs = signs * 2 + (v < 0);
-            open = ones < 3;
-        } else {
-            pLevels[n - ones] = v;
-            open = false;
-        }
-        if (n > 0)
-            pRuns[n - 1] = static_cast<Vek8u>(run);
-        else
-            top = k;
-        ++n;
-        run = 0;
+        ++ones;
+        signs = signs * 2 + (v < 0);
+        int j = k - 1;
+        while (j >= first && (v = src[scan[j]]) == 0) --j;
+        if (j < first) break;
+        *run++ = static_cast<Vek8u>(k - j - 1);
+        k = j;
     }
+    const int n = ones + static_cast<int>(level - pLevels);
     *pTrailingOnes = static_cast<Vek8u>(ones);
     *pTrailingOneSigns = static_cast<Vek8u>(signs);
     *pNumOutCoeffs = static_cast<Vek8u>(n);
     // The zeros from `first` up to the highest level (all of them when there is none).
-    *pTotalZeros = static_cast<Vek8u>(n ? top - first + 1 - n : run);
+    *pTotalZeros = static_cast<Vek8u>(top - first + 1 - n);
 }
 
 template <class T>

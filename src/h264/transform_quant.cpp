@@ -74,6 +74,16 @@ void forward_core32(const Vek16s* src, Vek32s* t) {
     for (int c = 0; c < 4; ++c) forward_pass(t + c, 4);
 }
 
+// A caller's scale table: its quantiser arguments live on this frame, out of
+// the shell, so that the shell's built-in path ends in a jump to the kernel.
+[[gnu::noinline]] VekStatus fwd_quant4x4_scaled(const Vek16s* pSrc, Vek16s* pDst, Vek32s QP, Vek32s* pNumLevels,
+                                                bool intra, const Vek16s* pScanMatrix, Vek32s* pLastCoeff,
+                                                const Vek16s* pScaleLevels) {
+    const int div = vekH264QpDevide[QP].div;
+    const QuantArgs q{pScaleLevels, vekH264QuantResid_RoundValDef_32s[div + intra], div + 11};
+    return encode_transform_kernels().fwd_quant4x4(pSrc, pDst, &q, pNumLevels, pScanMatrix, pLastCoeff);
+}
+
 template <class Out>
 VekStatus transform_quant_4x4(const Vek16s* pSrc, Out* pDst, Vek32s QP, Vek32s* pNumLevels, Vek32s Intra,
                               const Vek16s* pScanMatrix, Vek32s* pLastCoeff, const Vek16s* pScaleLevels, int maxQp) {
@@ -81,15 +91,10 @@ VekStatus transform_quant_4x4(const Vek16s* pSrc, Out* pDst, Vek32s QP, Vek32s* 
     if (QP < 0 || QP > maxQp) return vekStsOutOfRangeErr;
     if constexpr (std::is_same_v<Out, Vek16s>) {
         // Everything fits 32 bits here: the kernel of this CPU does it all.
-        QuantArgs scaled;
-        const QuantArgs* q = &kFwdQuant4x4Args[Intra != 0][QP];
-        if (pScaleLevels) {
-            const int div = vekH264QpDevide[QP].div;
-            scaled = {pScaleLevels, vekH264QuantResid_RoundValDef_32s[div + (Intra != 0)], div + 11};
-            q = &scaled;
-        }
-        *pNumLevels = encode_transform_kernels().fwd_quant4x4(pSrc, pDst, q, pScanMatrix, pLastCoeff);
-        return vekStsOk;
+        if (pScaleLevels)
+            return fwd_quant4x4_scaled(pSrc, pDst, QP, pNumLevels, Intra != 0, pScanMatrix, pLastCoeff, pScaleLevels);
+        return encode_transform_kernels().fwd_quant4x4(pSrc, pDst, &kFwdQuant4x4Args[QP][Intra != 0], pNumLevels,
+                                                       pScanMatrix, pLastCoeff);
     }
     std::int64_t t[16];
     forward_core(pSrc, t);

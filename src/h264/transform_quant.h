@@ -64,13 +64,13 @@ struct QuantArgs {
     Vek32s shift;
 };
 
-// The 4x4 quantiser's arguments with the built-in factors, by [Intra][QP]:
+// The 4x4 quantiser's arguments with the built-in factors, by [QP][Intra]:
 // shift QP / 6 + 15, the rounding term of QP / 6 (plus one for intra).
-inline constexpr std::array<std::array<QuantArgs, 52>, 2> kFwdQuant4x4Args = [] {
-    std::array<std::array<QuantArgs, 52>, 2> t{};
+inline constexpr std::array<std::array<QuantArgs, 2>, 52> kFwdQuant4x4Args = [] {
+    std::array<std::array<QuantArgs, 2>, 52> t{};
     for (int intra = 0; intra < 2; ++intra)
         for (int qp = 0; qp < 52; ++qp)
-            t[intra][qp] = {vekH264FwdQuant_16s[qp % 6].data(), vekH264QuantResid_RoundValGiven_32s[qp / 6 + intra],
+            t[qp][intra] = {vekH264FwdQuant_16s[qp % 6].data(), vekH264QuantResid_RoundValGiven_32s[qp / 6 + intra],
                             qp / 6 + 15};
     return t;
 }();
@@ -79,10 +79,13 @@ inline constexpr std::array<std::array<QuantArgs, 52>, 2> kFwdQuant4x4Args = [] 
 // sign(c) * ((|c| * q->factors[i] + q->round) >> q->shift), the product and
 // the sum in 32 bits (exact for 16-bit values and factors and a round below
 // 2^30), the level cut to 16 bits, into dst (which may be src). Writes the
-// largest scan[i] among the non-zero levels (0 if none) to *last and returns
-// their count, negated when dst[0] is non-zero. The shift must be 0..31 and
-// the round below 2^shift.
-using FwdQuant4x4Fn = Vek32s(const Vek16s* src, Vek16s* dst, const QuantArgs* q, const Vek16s* scan, Vek32s* last);
+// largest scan[i] among the non-zero levels (0 if none) to *last and their
+// count, negated when dst[0] is non-zero, to *num; returns vekStsOk, so that
+// a shell can end in a jump to it (the pointers come in the order of the
+// exported function's, which leaves the shell little to move). The shift
+// must be 0..31 and the round below 2^shift.
+using FwdQuant4x4Fn = VekStatus(const Vek16s* src, Vek16s* dst, const QuantArgs* q, Vek32s* num,
+                                const Vek16s* scan, Vek32s* last);
 // The same quantisation on 64 transformed values, with the plain count.
 using Quant8x8Fn = Vek32s(const Vek16s* src, Vek16s* dst, const QuantArgs* q, const Vek16s* scan, Vek32s* last);
 // Forward 8x8 transform, rows then columns, in 32 bits, the results cut to

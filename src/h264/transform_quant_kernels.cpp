@@ -39,7 +39,8 @@ Vek32s quant_c(const Vek16s* c, Vek16s* dst, int n, const Vek16s* f, Vek32s roun
     return count;
 }
 
-Vek32s fwd_quant4x4_c(const Vek16s* src, Vek16s* dst, const QuantArgs* q, const Vek16s* scan, Vek32s* last) {
+VekStatus fwd_quant4x4_c(const Vek16s* src, Vek16s* dst, const QuantArgs* q, Vek32s* num, const Vek16s* scan,
+                         Vek32s* last) {
     Vek32s t[16];
     for (int k = 0; k < 16; ++k) t[k] = src[k];
     for (int r = 0; r < 4; ++r) forward4(t + 4 * r, 1);
@@ -48,7 +49,8 @@ Vek32s fwd_quant4x4_c(const Vek16s* src, Vek16s* dst, const QuantArgs* q, const 
     for (int k = 0; k < 16; ++k) c[k] = static_cast<Vek16s>(t[k]);
     const Vek32s n = quant_c(c, dst, 16, q->factors, q->round, q->shift, scan, last);
     // A negative count tells the caller that the DC level is present.
-    return dst[0] ? -n : n;
+    *num = dst[0] ? -n : n;
+    return vekStsOk;
 }
 
 Vek32s quant8x8_c(const Vek16s* src, Vek16s* dst, const QuantArgs* q, const Vek16s* scan, Vek32s* last) {

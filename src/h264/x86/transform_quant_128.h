@@ -24,18 +24,28 @@ using vek::h264::QuantArgs;
 struct alignas(32) SimdConsts {
     Vek16s bias[16];       // 256
     Vek16s high_bits[16];  // 0xFE00
-    Vek16s plus_minus[16];  // +1 in the low half, -1 in the high half
+    Vek16s plus_minus[16];  // +1 in the first and third quarters, -1 in the others
     Vek16s minus_plus[16];
+    Vek16s even_mask[16];  // 0xFFFF in the even lanes, 0 in the odd ones
 };
 constexpr SimdConsts kConsts = [] {
     SimdConsts c{};
     for (int k = 0; k < 16; ++k) {
         c.bias[k] = 256, c.high_bits[k] = static_cast<Vek16s>(0xFE00);
-        c.plus_minus[k] = static_cast<Vek16s>(k < 8 ? 1 : -1), c.minus_plus[k] = static_cast<Vek16s>(k < 8 ? -1 : 1);
+        c.plus_minus[k] = static_cast<Vek16s>(k % 8 < 4 ? 1 : -1);
+        c.minus_plus[k] = static_cast<Vek16s>(-c.plus_minus[k]);
+        c.even_mask[k] = static_cast<Vek16s>(k % 2 ? 0 : -1);
     }
     return c;
 }();
 inline __m128i const128(const void* p) { return _mm_load_si128(static_cast<const __m128i*>(p)); }
+// The constants through a pointer the compiler can't see through, so that it
+// reads them as operands instead of rebuilding the splats from immediates.
+inline const SimdConsts* simd_consts() {
+    const SimdConsts* c = &kConsts;
+    asm("" : "+r"(c));
+    return c;
+}
 
 // ---- 4x4 core ---------------------------------------------------------------
 

@@ -1,6 +1,6 @@
-// AVX2 encoder transform kernels. The 4x4 core runs in 128-bit registers
-// (transform_quant_128.h), the quantiser on 16 levels per 256-bit register.
-// The 8x8 transform of 8-bit residuals keeps two rows of 16-bit values per
+// AVX2 encoder transform kernels. The 4x4 block sits in one 256-bit
+// register through both passes of its core and the quantiser. The 8x8
+// transform of 8-bit residuals keeps two vectors of 16-bit values per
 // register; wider values take 32-bit lanes, one row of the block per
 // register, exact for every 16-bit input.
 #include "h264/transform_quant.h"
@@ -13,17 +13,24 @@ namespace {
 inline __m256i load256(const Vek16s* p) { return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p)); }
 inline __m256i const256(const void* p) { return _mm256_load_si256(static_cast<const __m256i*>(p)); }
 
-// quant8_128 on 16 lanes; the unpacks and the pack stay within each 128-bit
-// half, so the levels keep their order.
+// sign(c) * ((|c| * f + round) >> shift) on 16 lanes without the outer
+// sign, cut to 16 bits. |c| * f is c * f with c's sign: madd against the
+// factors of the even places (odd ones masked out) forms the products of the
+// even lanes in 32 bits, exact for every pair of 16-bit values, and likewise
+// the odd lanes; each 32-bit lane carries the sign of its odd value, and of
+// its even value after a shift by 16. The even results keep their low
+// halves, the odd ones move into the high halves, so the levels stay in order.
+inline __m256i quant16_256_magnitude(__m256i c, __m256i f, __m256i round, __m128i shift) {
+    const __m256i low = const256(simd_consts()->even_mask);
+    const __m256i even = _mm256_sign_epi32(_mm256_madd_epi16(c, _mm256_and_si256(f, low)), _mm256_slli_epi32(c, 16));
+    const __m256i odd = _mm256_sign_epi32(_mm256_madd_epi16(c, _mm256_andnot_si256(low, f)), c);
+    const __m256i q_even = _mm256_sra_epi32(_mm256_add_epi32(even, round), shift);
+    const __m256i q_odd = _mm256_sra_epi32(_mm256_add_epi32(odd, round), shift);
+    return _mm256_blend_epi16(q_even, _mm256_slli_epi32(q_odd, 16), 0xAA);
+}
+
 inline __m256i quant16_256(__m256i c, __m256i f, __m256i round, __m128i shift) {
-    const __m256i a = _mm256_abs_epi16(c);
-    const __m256i lo = _mm256_mullo_epi16(a, f);
-    const __m256i hi = _mm256_add_epi16(_mm256_mulhi_epi16(a, f), _mm256_and_si256(f, _mm256_srai_epi16(a, 15)));
-    const __m256i p0 = _mm256_sra_epi32(_mm256_add_epi32(_mm256_unpacklo_epi16(lo, hi), round), shift);
-    const __m256i p1 = _mm256_sra_epi32(_mm256_add_epi32(_mm256_unpackhi_epi16(lo, hi), round), shift);
-    const __m256i zero = _mm256_setzero_si256();
-    return _mm256_sign_epi16(
-        _mm256_packus_epi32(_mm256_blend_epi16(p0, zero, 0xAA), _mm256_blend_epi16(p1, zero, 0xAA)), c);
+    return _mm256_sign_epi16(quant16_256_magnitude(c, f, round, shift), c);
 }
 
 // Bits set in a 32-bit mask.
@@ -38,23 +45,66 @@ inline Vek32s max_lane_256(__m256i v) {
     return max_lane_128(_mm_max_epi16(_mm256_castsi256_si128(v), _mm256_extracti128_si256(v, 1)));
 }
 
-Vek32s fwd_quant4x4_avx2(const Vek16s* src, Vek16s* dst, const QuantArgs* args, const Vek16s* scan, Vek32s* last) {
-    // The core in two 128-bit registers (a form with the whole block in one
-    // register, byte shuffles and multiplies in place of the transposes, ran
-    // no faster), then the quantiser on all 16 values at once.
-    __m128i a, b;
-    fwd4x4_128(src, a, b);
-    const __m256i c = _mm256_inserti128_si256(_mm256_castsi128_si256(a), b, 1);
-    const __m256i q = quant16_256(c, load256(args->factors), _mm256_set1_epi32(args->round),
-                                  _mm_cvtsi32_si128(args->shift));
-    _mm256_storeu_si256(reinterpret_cast<__m256i*>(dst), q);
-    const __m256i z = _mm256_cmpeq_epi16(q, _mm256_setzero_si256());
+// ---- 4x4 transform and quantisation, the block in one register -------------
+//
+// Both passes of the core share one form. With u = x + rev(x) = (s0 s1 s1 s0)
+// and d = x - rev(x) = (d0 d1 -d1 -d0), where rev reverses each group of
+// four, z = (s0 d1 s1 -d0) takes the odd places from d, z' = (s1 -d0 s0 d1)
+// swaps its pairs, and the outputs (s0 + s1, 2 d0 + d1, s0 - s1, d0 - 2 d1)
+// are z * (1 1 -1 -1) + z' * (1 -2 1 -2). Down the columns the groups are
+// the rows (64-bit quarters), whose reversal and pair swap cross the halves;
+// along the rows they are four lanes within a half.
+struct alignas(32) Fwd4x4Consts {
+    Vek8s rev_rows[32];   // bytes reversing each row's four lanes
+    Vek16s col_sign[16];  // (1 1 -1 -1) by row
+    Vek16s col_mul[16];   // (1 -2 1 -2) by row
+    Vek16s row_sign[16];  // (1 1 -1 -1) by lane
+    Vek16s row_mul[16];   // (1 -2 1 -2) by lane
+};
+constexpr Fwd4x4Consts kFwd4x4 = [] {
+    Fwd4x4Consts c{};
+    constexpr int kSign[4] = {1, 1, -1, -1}, kMul[4] = {1, -2, 1, -2};
+    for (int k = 0; k < 16; ++k) {
+        const int row = k / 4, lane = k % 4, from = (4 * row + 3 - lane) % 8;  // within the 128-bit half
+        c.rev_rows[2 * k] = static_cast<Vek8s>(2 * from), c.rev_rows[2 * k + 1] = static_cast<Vek8s>(2 * from + 1);
+        c.col_sign[k] = static_cast<Vek16s>(kSign[row]), c.col_mul[k] = static_cast<Vek16s>(kMul[row]);
+        c.row_sign[k] = static_cast<Vek16s>(kSign[lane]), c.row_mul[k] = static_cast<Vek16s>(kMul[lane]);
+    }
+    return c;
+}();
+
+VekStatus fwd_quant4x4_avx2(const Vek16s* src, Vek16s* dst, const QuantArgs* args, Vek32s* num,
+                            const Vek16s* scan, Vek32s* last) {
+    // Columns: the rows are the groups.
+    __m256i x = load256(src);
+    __m256i r = _mm256_permute4x64_epi64(x, 0x1B);
+    __m256i z = _mm256_blend_epi32(_mm256_add_epi16(x, r), _mm256_sub_epi16(x, r), 0xCC);
+    x = _mm256_add_epi16(_mm256_sign_epi16(z, const256(kFwd4x4.col_sign)),
+                         _mm256_mullo_epi16(_mm256_permute4x64_epi64(z, 0x4E), const256(kFwd4x4.col_mul)));
+    // Rows: four lanes are the group.
+    r = _mm256_shuffle_epi8(x, const256(kFwd4x4.rev_rows));
+    z = _mm256_blend_epi16(_mm256_add_epi16(x, r), _mm256_sub_epi16(x, r), 0xAA);
+    const __m256i c = _mm256_add_epi16(_mm256_sign_epi16(z, const256(kFwd4x4.row_sign)),
+                                       _mm256_mullo_epi16(_mm256_shuffle_epi32(z, 0xB1), const256(kFwd4x4.row_mul)));
+    // The scan places floored at 0 and inverted, off the levels' path: the
+    // largest among the non-zero levels is then the smallest lane of
+    // (zero level ? 0xFFFF : ~place), which minpos finds.
+    const __m256i ones = _mm256_cmpeq_epi16(c, c);
+    const __m256i places = _mm256_xor_si256(_mm256_max_epi16(load256(scan), _mm256_setzero_si256()), ones);
+    const __m256i m = quant16_256_magnitude(c, load256(args->factors), _mm256_set1_epi32(args->round),
+                                            _mm_cvtsi32_si128(args->shift));
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(dst), _mm256_sign_epi16(m, c));
+    // A level is zero with its magnitude: c = 0 gives round >> shift = 0.
+    const __m256i z0 = _mm256_cmpeq_epi16(m, _mm256_setzero_si256());
+    const __m256i keys = _mm256_or_si256(z0, places);
+    const __m128i low = _mm_min_epu16(_mm256_castsi256_si128(keys), _mm256_extracti128_si256(keys, 1));
+    *last = _mm_extract_epi16(_mm_xor_si128(_mm_minpos_epu16(low), _mm256_castsi256_si128(ones)), 0);
     // One bit per level, at the even places of the byte mask.
-    const unsigned nz = ~static_cast<unsigned>(_mm256_movemask_epi8(z)) & 0x55555555u;
-    *last = max_lane_256(_mm256_max_epi16(_mm256_setzero_si256(), _mm256_andnot_si256(z, load256(scan))));
+    const unsigned nz = ~static_cast<unsigned>(_mm256_movemask_epi8(z0)) & 0x55555555u;
     const Vek32s n = count32(nz);
     // A negative count tells the caller that the DC level is present.
-    return (nz & 1) ? -n : n;
+    *num = (nz & 1) ? -n : n;
+    return vekStsOk;
 }
 
 Vek32s quant8x8_avx2(const Vek16s* src, Vek16s* dst, const QuantArgs* args, const Vek16s* scan, Vek32s* last) {
@@ -112,51 +162,51 @@ void fwd8x8_32bit(const Vek16s* src, __m256i (&r)[8]) {
     fwd8_pass<Lanes32x8>(r);
 }
 
-// ---- 8x8 transform of 8-bit residuals in pairs of rows ---------------------------
+// ---- 8x8 transform of 8-bit residuals in pairs of vectors ------------------------
 //
-// Each register holds two vectors of eight 16-bit lanes. The transpose takes
-// rows (r0 | r4), (r1 | r5), (r2 | r6), (r3 | r7) to the columns the row pass
-// wants, (c0 | c1), (c2 | c3), (c5 | c4), (c7 | c6); the butterfly pairs the
-// first with the last and the second with the third, so half its steps serve
-// two outputs, and swapping the halves of a register stands in for the rest.
-// Its outputs (x0 | x4), (x1 | x5), (x2 | x6), (x3 | x7) have the layout of
-// the rows, so the same transpose prepares the column pass.
+// The butterfly works on pairs of 8-lane vectors, one pair per register, each
+// vector split across the halves: (a0-3 b0-3 | a4-7 b4-7). Swapping the two
+// vectors of a pair is then a shuffle within each half. Rows loaded as
+// (r0 | r4), (r1 | r5), (r2 | r6), (r3 | r7) transpose within the halves to
+// the column pairs (c0 c1), (c2 c3), (c5 c4), (c7 c6) the butterfly wants;
+// its outputs (y0 y4), (y1 y5), (y2 y6), (y3 y7) take one cross-half
+// permute each back to the form of the rows, for the column pass and for
+// the stores.
 
-inline __m256i swap_halves(__m256i v) { return _mm256_permute4x64_epi64(v, 0x4E); }
+inline __m256i swap_pair(__m256i v) { return _mm256_shuffle_epi32(v, 0x4E); }
+// (a0-3 b0-3 | a4-7 b4-7) -> (a | b), and back again.
+inline __m256i split_to_halves(__m256i v) { return _mm256_permute4x64_epi64(v, 0xD8); }
 
 inline void transpose8x8_pairs(__m256i (&v)[4]) {
     const __m256i t0 = _mm256_unpacklo_epi16(v[0], v[1]), t1 = _mm256_unpackhi_epi16(v[0], v[1]);
     const __m256i t2 = _mm256_unpacklo_epi16(v[2], v[3]), t3 = _mm256_unpackhi_epi16(v[2], v[3]);
-    // Columns 2k and 2k + 1: rows 0-3 of each in the low half, rows 4-7 in the high half.
-    const __m256i u0 = _mm256_unpacklo_epi32(t0, t2), u1 = _mm256_unpackhi_epi32(t0, t2);
-    const __m256i u2 = _mm256_unpacklo_epi32(t1, t3), u3 = _mm256_unpackhi_epi32(t1, t3);
-    v[0] = _mm256_permute4x64_epi64(u0, 0xD8);  // (c0 | c1)
-    v[1] = _mm256_permute4x64_epi64(u1, 0xD8);  // (c2 | c3)
-    v[2] = _mm256_permute4x64_epi64(u2, 0x8D);  // (c5 | c4)
-    v[3] = _mm256_permute4x64_epi64(u3, 0x8D);  // (c7 | c6)
+    // Rows 0-3 of two columns in the low half, rows 4-7 in the high half.
+    v[0] = _mm256_unpacklo_epi32(t0, t2);             // (c0 c1)
+    v[1] = _mm256_unpackhi_epi32(t0, t2);             // (c2 c3)
+    v[2] = swap_pair(_mm256_unpacklo_epi32(t1, t3));  // (c5 c4)
+    v[3] = swap_pair(_mm256_unpackhi_epi32(t1, t3));  // (c7 c6)
 }
 
-// The 8-point butterfly on (x0 | x1), (x2 | x3), (x5 | x4), (x7 | x6); the
-// results come back as (y0 | y4), (y1 | y5), (y2 | y6), (y3 | y7).
+// The 8-point butterfly on (x0 x1), (x2 x3), (x5 x4), (x7 x6); the results
+// come back as (y0 y4), (y1 y5), (y2 y6), (y3 y7).
 inline void fwd8_pass_pairs(__m256i (&v)[4]) {
-    const __m256i plus_minus = const256(kConsts.plus_minus), minus_plus = const256(kConsts.minus_plus);
+    const SimdConsts* c = simd_consts();
+    const __m256i plus_minus = const256(c->plus_minus), minus_plus = const256(c->minus_plus);
     const __m256i s01 = _mm256_add_epi16(v[0], v[3]), d01 = _mm256_sub_epi16(v[0], v[3]);  // s07 s16, d07 d16
     const __m256i s23 = _mm256_add_epi16(v[1], v[2]), d23 = _mm256_sub_epi16(v[1], v[2]);  // s25 s34, d25 d34
-    const __m256i s32 = swap_halves(s23);                                                   // s34 s25
+    const __m256i s32 = swap_pair(s23);                                                     // s34 s25
     const __m256i a01 = _mm256_add_epi16(s01, s32), a23 = _mm256_sub_epi16(s01, s32);      // a0 a1, a2 a3
-    const __m256i y04 = _mm256_add_epi16(swap_halves(a01), _mm256_sign_epi16(a01, plus_minus));
-    const __m256i y26 =
-        _mm256_add_epi16(_mm256_srai_epi16(swap_halves(a23), 1), _mm256_sign_epi16(a23, plus_minus));
+    const __m256i y04 = _mm256_add_epi16(swap_pair(a01), _mm256_sign_epi16(a01, plus_minus));
+    const __m256i y26 = _mm256_add_epi16(_mm256_srai_epi16(swap_pair(a23), 1), _mm256_sign_epi16(a23, plus_minus));
     const __m256i h01 = _mm256_add_epi16(d01, _mm256_srai_epi16(d01, 1));  // d + d / 2 of d07, d16
     const __m256i h23 = _mm256_add_epi16(d23, _mm256_srai_epi16(d23, 1));  // of d25, d34
-    const __m256i d10 = swap_halves(d01);                                   // d16 d07
+    const __m256i d10 = swap_pair(d01);                                     // d16 d07
     // a4 a6 = h07 + d16 + d25, -h16 + d07 + d34; a7 a5 = h34 + d16 - d25, -h25 + d07 - d34.
     const __m256i a46 = _mm256_add_epi16(_mm256_add_epi16(_mm256_sign_epi16(h01, plus_minus), d10), d23);
-    const __m256i a75 =
-        _mm256_sub_epi16(_mm256_add_epi16(_mm256_sign_epi16(swap_halves(h23), plus_minus), d10), d23);
+    const __m256i a75 = _mm256_sub_epi16(_mm256_add_epi16(_mm256_sign_epi16(swap_pair(h23), plus_minus), d10), d23);
     const __m256i y15 = _mm256_add_epi16(a46, _mm256_sign_epi16(_mm256_srai_epi16(a75, 2), plus_minus));
     const __m256i y73 = _mm256_add_epi16(_mm256_srai_epi16(a46, 2), _mm256_sign_epi16(a75, minus_plus));
-    v[0] = y04, v[1] = y15, v[2] = y26, v[3] = swap_halves(y73);
+    v[0] = y04, v[1] = y15, v[2] = y26, v[3] = swap_pair(y73);
 }
 
 // Blocks with wider values, out of the way of the usual path.
@@ -176,24 +226,32 @@ inline void fwd8_pass_pairs(__m256i (&v)[4]) {
     }
 }
 
-void fwd8x8_pairs(const Vek16s* src, Vek16s* dst16, Vek32s* dst32) {
+template <class Out>
+void fwd8x8_pairs(const Vek16s* src, Out* dst) {
+    Vek16s* dst16 = nullptr;
+    Vek32s* dst32 = nullptr;
+    if constexpr (sizeof(Out) == 2) dst16 = dst;
+    else dst32 = dst;
     const auto row = [src](int r) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(src + 8 * r)); };
     __m256i v[4];
     for (int k = 0; k < 4; ++k) v[k] = _mm256_inserti128_si256(_mm256_castsi128_si256(row(k)), row(k + 4), 1);
     // Every value within -256..255: (x + 256) has no bit above the ninth.
-    const __m256i bias = const256(kConsts.bias);
+    const SimdConsts* c = simd_consts();
+    const __m256i bias = const256(c->bias);
     const __m256i any = _mm256_or_si256(_mm256_or_si256(_mm256_add_epi16(v[0], bias), _mm256_add_epi16(v[1], bias)),
                                         _mm256_or_si256(_mm256_add_epi16(v[2], bias), _mm256_add_epi16(v[3], bias)));
-    if (!_mm256_testz_si256(any, const256(kConsts.high_bits)))
+    if (!_mm256_testz_si256(any, const256(c->high_bits)))
         return fwd8x8_wide(src, dst16, dst32);
     transpose8x8_pairs(v);
     fwd8_pass_pairs(v);
+    for (auto& x : v) x = split_to_halves(x);
     transpose8x8_pairs(v);
     fwd8_pass_pairs(v);
     // v[k] holds output rows k and k + 4.
     for (int k = 0; k < 4; ++k) {
-        const __m128i lo = _mm256_castsi256_si128(v[k]), hi = _mm256_extracti128_si256(v[k], 1);
-        if (dst32) {
+        const __m256i rows = split_to_halves(v[k]);
+        const __m128i lo = _mm256_castsi256_si128(rows), hi = _mm256_extracti128_si256(rows, 1);
+        if constexpr (sizeof(Out) == 4) {
             _mm256_storeu_si256(reinterpret_cast<__m256i*>(dst32 + 8 * k), _mm256_cvtepi16_epi32(lo));
             _mm256_storeu_si256(reinterpret_cast<__m256i*>(dst32 + 8 * (k + 4)), _mm256_cvtepi16_epi32(hi));
         } else {
@@ -203,8 +261,8 @@ void fwd8x8_pairs(const Vek16s* src, Vek16s* dst16, Vek32s* dst32) {
     }
 }
 
-void fwd8x8_avx2(const Vek16s* src, Vek16s* dst) { fwd8x8_pairs(src, dst, nullptr); }
-void fwd8x8_32_avx2(const Vek16s* src, Vek32s* dst) { fwd8x8_pairs(src, nullptr, dst); }
+void fwd8x8_avx2(const Vek16s* src, Vek16s* dst) { fwd8x8_pairs(src, dst); }
+void fwd8x8_32_avx2(const Vek16s* src, Vek32s* dst) { fwd8x8_pairs(src, dst); }
 
 }  // namespace
 

@@ -8,8 +8,10 @@ namespace vek::h264 {
 
 namespace {
 
-Vek32s fwd_quant4x4_sse41(const Vek16s* src, Vek16s* dst, const QuantArgs* q, const Vek16s* scan, Vek32s* last) {
-    return fwd_quant4x4_128(src, dst, q, scan, last);
+VekStatus fwd_quant4x4_sse41(const Vek16s* src, Vek16s* dst, const QuantArgs* q, Vek32s* num, const Vek16s* scan,
+                             Vek32s* last) {
+    *num = fwd_quant4x4_128(src, dst, q, scan, last);
+    return vekStsOk;
 }
 
 Vek32s quant8x8_sse41(const Vek16s* src, Vek16s* dst, const QuantArgs* q, const Vek16s* scan, Vek32s* last) {
