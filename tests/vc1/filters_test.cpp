@@ -139,17 +139,17 @@ TEST(VC1Deblock, CorrectionLimits) {
 TEST(VC1Smoothing, NullPointers) {
     Vek16s s[64] = {};
     Vek8u o[64] = {};
-    EXPECT_EQ(vekiSmoothingLuma_HorEdge_VC1_16s8u_C1R(nullptr, 16, s, 16, o, 8, 15), vekStsNullPtrErr);
-    EXPECT_EQ(vekiSmoothingLuma_HorEdge_VC1_16s8u_C1R(s, 16, nullptr, 16, o, 8, 15), vekStsNullPtrErr);
-    EXPECT_EQ(vekiSmoothingLuma_HorEdge_VC1_16s8u_C1R(s, 16, s, 16, nullptr, 8, 15), vekStsNullPtrErr);
-    EXPECT_EQ(vekiSmoothingLuma_VerEdge_VC1_16s8u_C1R(nullptr, 16, s, 16, o, 8, 0, 15), vekStsNullPtrErr);
-    EXPECT_EQ(vekiSmoothingLuma_VerEdge_VC1_16s8u_C1R(s, 16, s, 16, nullptr, 8, 0, 15), vekStsNullPtrErr);
-    EXPECT_EQ(vekiSmoothingChroma_HorEdge_VC1_16s8u_C1R(s, 16, nullptr, 16, o, 8), vekStsNullPtrErr);
-    EXPECT_EQ(vekiSmoothingChroma_VerEdge_VC1_16s8u_C1R(s, 16, nullptr, 16, o, 8), vekStsNullPtrErr);
-    EXPECT_EQ(vekiSmoothingChroma_HorEdge_VC1_16s8u_P2C2R(s, 16, s, 16, nullptr, 16, s, 16, o, 8, 1, 1),
-              vekStsNullPtrErr);
-    EXPECT_EQ(vekiSmoothingChroma_VerEdge_VC1_16s8u_P2C2R(s, 16, s, 16, s, 16, s, 16, nullptr, 8, 1, 1),
-              vekStsNullPtrErr);
+    for (int which = 0; which < 3; ++which) {
+        Vek16s* a = which == 0 ? nullptr : s;
+        Vek16s* b = which == 1 ? nullptr : s;
+        Vek8u* d = which == 2 ? nullptr : o;
+        EXPECT_EQ(vekiSmoothingLuma_HorEdge_VC1_16s8u_C1R(a, 16, b, 16, d, 8, 15), vekStsNullPtrErr);
+        EXPECT_EQ(vekiSmoothingLuma_VerEdge_VC1_16s8u_C1R(a, 16, b, 16, d, 8, 0, 15), vekStsNullPtrErr);
+        EXPECT_EQ(vekiSmoothingChroma_HorEdge_VC1_16s8u_C1R(a, 16, b, 16, d, 8), vekStsNullPtrErr);
+        EXPECT_EQ(vekiSmoothingChroma_VerEdge_VC1_16s8u_C1R(a, 16, b, 16, d, 8), vekStsNullPtrErr);
+        EXPECT_EQ(vekiSmoothingChroma_HorEdge_VC1_16s8u_P2C2R(s, 16, s, 16, a, 16, b, 16, d, 8, 1, 1), vekStsNullPtrErr);
+        EXPECT_EQ(vekiSmoothingChroma_VerEdge_VC1_16s8u_P2C2R(a, 16, s, 16, s, 16, b, 16, d, 8, 1, 1), vekStsNullPtrErr);
+    }
 }
 
 // Vertical chroma edge, row 0 (r0 4) and row 1 (r0 3): the 16-bit write-back

@@ -6,6 +6,7 @@ namespace vek::vc1 {
 
 void init_deblock_table_avx2(DeblockTable& table) {
     init_deblock_128(table);
+    table.luma_hor = luma_hor_256;
     table.luma_ver_full = luma_ver_full_256;
 }
 

@@ -146,36 +146,54 @@ void smooth_ver_pairs_simd(Vek16s* leftU, Vek32s leftStepU, Vek16s* rightU, Vek3
 }
 
 #ifdef __AVX2__
-// Rows are reached by stepping a pointer that the compiler is told nothing
-// about, so that it recomputes the 48 row addresses as it goes instead of
-// keeping them all and spilling them to the stack.
-template <class T>
-inline T* opaque(T* p) {
-    __asm__("" : "+r"(p));
-    return p;
-}
+// A 16-row edge is made of 48 four-byte stores, and stores are what bounds it
+// (one leaves the core per cycle), so the kernel keeps other stores, such as
+// saved registers and spills, to a minimum: row accesses are base + index forms
+// of the plane pointer and its step, and each block of eight stores is written
+// out explicitly, so that the compiler does not keep all 48 row addresses live.
+// (Written in plain C the same stores cost six saved registers and a dozen
+// spills.) The differential tests check these stores with guard bands.
 
-// The pairs of 16-bit values of 8 rows, row k in dword k: each is a broadcast
-// load merged by a blend, which keeps the shuffle units free.
-inline __m256i load_pairs8(const Vek16s* p, Vek32s step) {
-    __m256i v[8];
-    for (int k = 0; k < 8; ++k, p = byte_offset(p, step)) {
+// The pairs of 16-bit values of rows 0..7 from p, row k in dword k: each is a
+// broadcast load merged by a blend, which keeps the shuffle units free.
+inline __m256i load_pairs8(const std::uint8_t* p, std::ptrdiff_t s) {
+    const std::uint8_t* p4 = p + 4 * s;
+    const std::ptrdiff_t s3 = 3 * s;
+    const auto at = [](const std::uint8_t* q) {
         int x;
-        std::memcpy(&x, p, sizeof x);
-        v[k] = _mm256_set1_epi32(x);
-    }
-    const __m256i v01 = _mm256_blend_epi32(v[0], v[1], 0x02), v23 = _mm256_blend_epi32(v[2], v[3], 0x08);
-    const __m256i v45 = _mm256_blend_epi32(v[4], v[5], 0x20), v67 = _mm256_blend_epi32(v[6], v[7], 0x80);
+        std::memcpy(&x, q, sizeof x);
+        return _mm256_set1_epi32(x);
+    };
+    const __m256i v01 = _mm256_blend_epi32(at(p), at(p + s), 0x02);
+    const __m256i v23 = _mm256_blend_epi32(at(p + 2 * s), at(p + s3), 0x08);
+    const __m256i v45 = _mm256_blend_epi32(at(p4), at(p4 + s), 0x20);
+    const __m256i v67 = _mm256_blend_epi32(at(p4 + 2 * s), at(p4 + s3), 0x80);
     return _mm256_blend_epi32(_mm256_blend_epi32(v01, v23, 0x0C), _mm256_blend_epi32(v45, v67, 0xC0), 0xF0);
 }
 
-// Dword k of v to row k.
-template <class T>
-inline void store_dwords8(T* p, Vek32s step, __m256i v) {
+// Dword k of v to row k from p, k = 0..7, straight from the vector register:
+// rows 0, 2, 4 and 6 off p, rows 1, 3, 5 and 7 off p + s, with s3 = 3s.
+inline void store_dwords8(std::uint8_t* p, std::ptrdiff_t s, std::ptrdiff_t s3, __m256i v) {
     const __m128i lo = lane0(v), hi = lane1(v);
-    const int x[8] = {_mm_cvtsi128_si32(lo), _mm_extract_epi32(lo, 1), _mm_extract_epi32(lo, 2), _mm_extract_epi32(lo, 3),
-                      _mm_cvtsi128_si32(hi), _mm_extract_epi32(hi, 1), _mm_extract_epi32(hi, 2), _mm_extract_epi32(hi, 3)};
-    for (int k = 0; k < 8; ++k, p = byte_offset(p, step)) std::memcpy(p, &x[k], 4);
+    std::uint8_t* q;
+    __asm__ volatile(
+        "lea (%[p],%[s]), %[q]\n\t"
+        "vmovd %[lo], (%[p])\n\t"
+        "vpextrd $1, %[lo], (%[q])\n\t"
+        "vpextrd $2, %[lo], (%[p],%[s],2)\n\t"
+        "vpextrd $3, %[lo], (%[q],%[s],2)\n\t"
+        "vmovd %[hi], (%[p],%[s],4)\n\t"
+        "vpextrd $1, %[hi], (%[q],%[s],4)\n\t"
+        "vpextrd $2, %[hi], (%[p],%[s3],2)\n\t"
+        "vpextrd $3, %[hi], (%[q],%[s3],2)"
+        : [q] "=&r"(q)
+        : [p] "r"(p), [lo] "x"(lo), [hi] "x"(hi), [s] "r"(s), [s3] "r"(s3)
+        : "memory");
+}
+
+template <class T>
+inline std::uint8_t* bytes(T* p) {
+    return reinterpret_cast<std::uint8_t*>(p);
 }
 
 // 16 rows of frame neighbours in one pass. The pairs of rows 0..7 and 8..15
@@ -183,25 +201,26 @@ inline void store_dwords8(T* p, Vek32s step, __m256i v) {
 // and 12..15 in lane 1; the rounding pattern 4, 3, ... follows the row parity,
 // which every position keeps.
 void smooth_ver16_simd(Vek16s* left, Vek32s leftStep, Vek16s* right, Vek32s rightStep, Vek8u* dst, Vek32s dstStep) {
+    const std::ptrdiff_t ls = leftStep, rs = rightStep, ds = dstStep;
     const __m256i split = _mm256_broadcastsi128_si256(_mm_setr_epi8(0, 1, 4, 5, 8, 9, 12, 13, 2, 3, 6, 7, 10, 11, 14, 15));
-    const __m256i l0 = shuffle8(load_pairs8(left, leftStep), split);
-    const __m256i l1 = shuffle8(load_pairs8(opaque(row16(left, leftStep, 8)), leftStep), split);
-    const __m256i r0 = shuffle8(load_pairs8(right, rightStep), split);
-    const __m256i r1 = shuffle8(load_pairs8(opaque(row16(right, rightStep, 8)), rightStep), split);
-    __m256i a = unpacklo64(l0, l1), b = unpackhi64(l0, l1), c = unpacklo64(r0, r1), d = unpackhi64(r0, r1);
+    const __m256i lt = shuffle8(load_pairs8(bytes(left), ls), split);
+    const __m256i lb = shuffle8(load_pairs8(bytes(left) + 8 * ls, ls), split);
+    const __m256i rt = shuffle8(load_pairs8(bytes(right), rs), split);
+    const __m256i rb = shuffle8(load_pairs8(bytes(right) + 8 * rs, rs), split);
+    __m256i a = unpacklo64(lt, lb), b = unpackhi64(lt, lb), c = unpacklo64(rt, rb), d = unpackhi64(rt, rb);
     const __m256i round0 = _mm256_setr_epi16(4, 3, 4, 3, 4, 3, 4, 3, 4, 3, 4, 3, 4, 3, 4, 3);
     smooth_lanes(a, b, c, d, round0, _mm256_sub_epi16(_mm256_set1_epi16(7), round0));
     // Back to a pair per dword, rows 0..7 and 8..15 in order.
     const __m256i ab0 = _mm256_unpacklo_epi16(a, b), ab1 = _mm256_unpackhi_epi16(a, b);
     const __m256i cd0 = _mm256_unpacklo_epi16(c, d), cd1 = _mm256_unpackhi_epi16(c, d);
-    store_dwords8(opaque(left), leftStep, ab0);
-    store_dwords8(opaque(row16(left, leftStep, 8)), leftStep, ab1);
-    store_dwords8(opaque(right), rightStep, cd0);
-    store_dwords8(opaque(row16(right, rightStep, 8)), rightStep, cd1);
+    store_dwords8(bytes(left), ls, 3 * ls, ab0);
+    store_dwords8(bytes(left) + 8 * ls, ls, 3 * ls, ab1);
+    store_dwords8(bytes(right), rs, 3 * rs, cd0);
+    store_dwords8(bytes(right) + 8 * rs, rs, 3 * rs, cd1);
     // Bytes a', b', c', d' of one row per dword.
     const auto out = [](__m256i ab, __m256i cd) { return packus16(unpacklo32(ab, cd), unpackhi32(ab, cd)); };
-    store_dwords8(opaque(dst - 2), dstStep, out(ab0, cd0));
-    store_dwords8(opaque(row8(dst, dstStep, 8) - 2), dstStep, out(ab1, cd1));
+    store_dwords8(dst - 2, ds, 3 * ds, out(ab0, cd0));
+    store_dwords8(dst - 2 + 8 * ds, ds, 3 * ds, out(ab1, cd1));
 }
 #endif
 
