@@ -65,10 +65,6 @@ const bool kKernelCases = [] {
             [t](Inputs& in) { t.dc_ac(in.pred.data(), kStride, in.levels(), 320, in.dst.data(), kStride, 28); });
         add("BM_residual/no_ac" + suffix,
             [t](Inputs& in) { t.no_ac(in.pred.data(), kStride, 320, in.dst.data(), kStride); });
-        add("BM_residual/chroma" + suffix, [t](Inputs& in) {
-            const Vek16s dc = 320;
-            t.chroma(in.pred.data(), kStride, in.levels(), &dc, 1, in.dst.data(), kStride, 28);
-        });
         // Pairs: two blocks' levels (the eight blocks taken two by two) on an 8x4 area.
         add("BM_residual/no_dc2" + suffix, [t](Inputs& in) {
             Vek16s* l = in.levels();

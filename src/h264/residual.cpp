@@ -75,31 +75,33 @@ void add_to_prediction(const Vek8u* pred, Vek32s predStep, const Vek16s* residua
 
 Vek16s dequant(Vek16s level, Vek32s qp, int k) { return static_cast<Vek16s>(level * kLevelScale[qp].factor[k]); }
 
-void residual_no_dc_c(const Vek8u* pred, Vek32s predStep, Vek16s* coeffs, Vek8u* dst, Vek32s dstStep, Vek32s qp) {
+VekStatus residual_no_dc_c(const Vek8u* pred, Vek32s predStep, Vek16s* coeffs, Vek8u* dst, Vek32s dstStep,
+                           Vek32s qp) {
     Vek16s b[16];
     for (int k = 0; k < 16; ++k) b[k] = dequant(coeffs[k], qp, k);
     inverse_core<Saturate16>(b);
     std::copy(b, b + 16, coeffs);
     add_to_prediction(pred, predStep, b, dst, dstStep);
+    return vekStsOk;
 }
 
-void residual_dc_ac_c(const Vek8u* pred, Vek32s predStep, Vek16s* coeffs, Vek16s dc, Vek8u* dst, Vek32s dstStep,
-                      Vek32s qp) {
+VekStatus residual_dc_ac_c(const Vek8u* pred, Vek32s predStep, Vek16s* coeffs, Vek16s dc, Vek8u* dst,
+                           Vek32s dstStep, Vek32s qp) {
     Vek16s b[16];
     b[0] = dc;
     for (int k = 1; k < 16; ++k) b[k] = dequant(coeffs[k], qp, k);
     inverse_core<Saturate16>(b);
     std::copy(b, b + 16, coeffs);
     add_to_prediction(pred, predStep, b, dst, dstStep);
+    return vekStsOk;
 }
 
-void residual_no_ac_c(const Vek8u* pred, Vek32s predStep, Vek16s dc, Vek8u* dst, Vek32s dstStep) {
+VekStatus residual_no_ac_c(const Vek8u* pred, Vek32s predStep, Vek16s dc, Vek8u* dst, Vek32s dstStep) {
     Vek16s b[16];
     std::fill(b, b + 16, static_cast<Vek16s>(Saturate16::add(dc, 32) >> 6));
     add_to_prediction(pred, predStep, b, dst, dstStep);
+    return vekStsOk;
 }
-
-constexpr ResidualChromaFn* residual_chroma_c = &residual_chroma<residual_no_dc_c, residual_dc_ac_c, residual_no_ac_c>;
 
 // Out-of-range QP and QS of the SP/SI forms aren't refused; they only must
 // not read beside the tables.
@@ -119,13 +121,12 @@ ResidualTable make_residual_table(CpuFlags flags) {
     ResidualTable t{residual_no_dc_c,
                     residual_dc_ac_c,
                     residual_no_ac_c,
-                    residual_chroma_c,
                     &residual_no_dc_pair<residual_no_dc_c>,
                     &residual_dc_ac_pair<residual_dc_ac_c>,
                     &residual_no_ac_pair<residual_no_ac_c>,
                     transform_dequant_luma_dc};
     if constexpr (kSimdBuilt) apply_simd_levels(t, flags, init_residual_table_sse41, init_residual_table_avx2);
-    assert(t.no_dc && t.dc_ac && t.no_ac && t.chroma && t.no_dc2 && t.dc_ac2 && t.no_ac2 && t.luma_dc);
+    assert(t.no_dc && t.dc_ac && t.no_ac && t.no_dc2 && t.dc_ac2 && t.no_ac2 && t.luma_dc);
     return t;
 }
 
@@ -191,17 +192,13 @@ VekStatus vekiDequantTransformResidualAndAdd_H264_16s_C1I(const Vek8u* pPred, Ve
     if (QP < 0 || QP >= kQpCount) return vekStsOutOfRangeErr;
     // Without levels the block is a DC alone, which must then be given.
     if (!pSrcDst && (!pDC || AC)) return vekStsNullPtrErr;
-    // The chroma form's choice made here, so that the kernel called gets all
-    // its arguments in registers.
-    const ResidualTable& k = residual_kernels();
+    // The kernels return the status, so each branch ends in a jump to one.
+    const ResidualTable& k = kResidualKernels;
     if (!AC)
-        k.no_ac(pPred, predStep, pDC ? *pDC : static_cast<Vek16s>(pSrcDst[0] * kLevelScale[QP].factor[0]), pDst,
-                dstStep);
-    else if (pDC)
-        k.dc_ac(pPred, predStep, pSrcDst, *pDC, pDst, dstStep, QP);
-    else
-        k.no_dc(pPred, predStep, pSrcDst, pDst, dstStep, QP);
-    return vekStsOk;
+        return k.no_ac(pPred, predStep, pDC ? *pDC : static_cast<Vek16s>(pSrcDst[0] * kLevelScale[QP].factor[0]),
+                       pDst, dstStep);
+    if (pDC) return k.dc_ac(pPred, predStep, pSrcDst, *pDC, pDst, dstStep, QP);
+    return k.no_dc(pPred, predStep, pSrcDst, pDst, dstStep, QP);
 }
 
 VekStatus vekiDequantTransformResidual_SISP_H264_16s_C1I(Vek16s* pSrcDst, const Vek16s* pPredictCoeffs,

@@ -92,22 +92,17 @@ inline constexpr std::array<LevelScaleRow, kQpCount> kLevelScale = [] {
 // raster order, dequantised with kLevelScale[qp] in wrapping 16-bit products,
 // then inverse transformed rows first with saturating 16-bit stages, and
 // (x + 32) >> 6 with a saturating add. The forms that take levels write the
-// residual (after the shift) back over them. qp must be 0..51.
+// residual (after the shift) back over them. qp must be 0..51. The single
+// forms return vekStsOk, so that the exported function ends in a jump to one.
 
 // All 16 levels dequantised, the DC among them.
-using ResidualNoDcFn = void(const Vek8u* pred, Vek32s predStep, Vek16s* coeffs, Vek8u* dst, Vek32s dstStep, Vek32s qp);
+using ResidualNoDcFn = VekStatus(const Vek8u* pred, Vek32s predStep, Vek16s* coeffs, Vek8u* dst, Vek32s dstStep,
+                                 Vek32s qp);
 // dc (already dequantised) in place of level 0, the 15 others dequantised.
-using ResidualDcAcFn = void(const Vek8u* pred, Vek32s predStep, Vek16s* coeffs, Vek16s dc, Vek8u* dst, Vek32s dstStep,
-                            Vek32s qp);
+using ResidualDcAcFn = VekStatus(const Vek8u* pred, Vek32s predStep, Vek16s* coeffs, Vek16s dc, Vek8u* dst,
+                                 Vek32s dstStep, Vek32s qp);
 // A block without AC: (dc + 32) >> 6 added to every sample. Reads no levels.
-using ResidualNoAcFn = void(const Vek8u* pred, Vek32s predStep, Vek16s dc, Vek8u* dst, Vek32s dstStep);
-// The chroma form, the whole arithmetic of vekiDequantTransformResidualAndAdd:
-// the DC is *dc if dc isn't null, else coeffs[0] dequantised; with ac zero the
-// block has no AC (no_ac, coeffs untouched and only read for a missing dc),
-// else dc_ac. coeffs may be null only with ac zero and dc non-null.
-using ResidualChromaFn = void(const Vek8u* pred, Vek32s predStep, Vek16s* coeffs, const Vek16s* dc, Vek32s ac,
-                              Vek8u* dst, Vek32s dstStep, Vek32s qp);
-
+using ResidualNoAcFn = VekStatus(const Vek8u* pred, Vek32s predStep, Vek16s dc, Vek8u* dst, Vek32s dstStep);
 // Two blocks side by side, for the macroblock walks when both of a pair are
 // coded: the second block's samples start 4 bytes right of the first's in
 // pred and dst, its 16 levels follow the first's, and dc points at the two
@@ -125,7 +120,6 @@ struct ResidualTable {
     ResidualNoDcFn* no_dc;
     ResidualDcAcFn* dc_ac;
     ResidualNoAcFn* no_ac;
-    ResidualChromaFn* chroma;
     ResidualNoDc2Fn* no_dc2;
     ResidualDcAc2Fn* dc_ac2;
     ResidualNoAc2Fn* no_ac2;
@@ -139,21 +133,6 @@ const ResidualTable& residual_kernels();
 
 void init_residual_table_sse41(ResidualTable& table);
 void init_residual_table_avx2(ResidualTable& table);
-
-// The chroma form over the three kernels of a level, for every level's table.
-template <ResidualNoDcFn* NoDc, ResidualDcAcFn* DcAc, ResidualNoAcFn* NoAc>
-void residual_chroma(const Vek8u* pred, Vek32s predStep, Vek16s* coeffs, const Vek16s* dc, Vek32s ac, Vek8u* dst,
-                     Vek32s dstStep, Vek32s qp) {
-    if (ac) {
-        if (dc)
-            DcAc(pred, predStep, coeffs, *dc, dst, dstStep, qp);
-        else
-            NoDc(pred, predStep, coeffs, dst, dstStep, qp);
-        return;
-    }
-    const Vek16s d = dc ? *dc : static_cast<Vek16s>(coeffs[0] * kLevelScale[qp].factor[0]);
-    NoAc(pred, predStep, d, dst, dstStep);
-}
 
 // The pair forms as two calls of the single ones: the reference, and the
 // SSE4.1 level's, where one block fills a register.

@@ -3,7 +3,6 @@
 // fallback to 128 with its warning, and every mode worked out by hand.
 #include <gtest/gtest.h>
 
-#include <string>
 #include <vector>
 
 #include "h264/intra_pred.h"
@@ -35,12 +34,6 @@ struct Picture {
         }
         return p;
     }
-    std::string grid(int n) {
-        std::string s;
-        for (int y = 0; y < n; ++y, s += '\n')
-            for (int x = 0; x < n; ++x) s += std::to_string(at(x, y)) + ' ';
-        return s;
-    }
 };
 
 std::vector<int> ramp(int first, int stride, int count) {
@@ -54,9 +47,8 @@ Rows columns(const std::vector<int>& values) {  // row y filled with values[y]
     return rows;
 }
 Rows quadrants(int ul, int ur, int ll, int lr) {
-    return {{ul, ul, ul, ul, ur, ur, ur, ur}, {ul, ul, ul, ul, ur, ur, ur, ur}, {ul, ul, ul, ul, ur, ur, ur, ur},
-            {ul, ul, ul, ul, ur, ur, ur, ur}, {ll, ll, ll, ll, lr, lr, lr, lr}, {ll, ll, ll, ll, lr, lr, lr, lr},
-            {ll, ll, ll, ll, lr, lr, lr, lr}, {ll, ll, ll, ll, lr, lr, lr, lr}};
+    const std::vector<int> upper = {ul, ul, ul, ul, ur, ur, ur, ur}, lower = {ll, ll, ll, ll, lr, lr, lr, lr};
+    return {upper, upper, upper, upper, lower, lower, lower, lower};
 }
 Rows plane_ramp(int n) {  // 23 + 2x + 3y
     Rows rows;
@@ -72,10 +64,7 @@ constexpr VekStatus kOk = vekStsOk, kWarn = vekStsNeighbourFallbackWrn, kNull = 
                     kStepErr = vekStsStepErr, kRange = vekStsOutOfRangeErr, kMissing = vekStsNeighbourUnavailableErr;
 
 struct KnownAnswer {
-    const char* name;
-    PredictFn fn;
-    int n, mode;
-    Vek32s availability;
+    const char* name; PredictFn fn; int n, mode; Vek32s availability;
     std::vector<int> top, left;
     int corner;
     Rows rows;
@@ -98,7 +87,6 @@ const KnownAnswer kKnownAnswers[] = {
     {"4x4 vertical", k4x4, 4, 0, kAll, kT, kL, 5, {{10, 20, 30, 40}}},
     {"4x4 vertical without top is flat 128", k4x4, 4, 0, kAll & ~kTop, kT, kL, 5, {{128}}, kWarn},
     {"4x4 horizontal", k4x4, 4, 1, kAll, kT, kL, 5, columns(kL)},
-    {"4x4 horizontal without left is flat 128", k4x4, 4, 1, kTop, kT, kL, 5, {{128}}, kWarn},
     {"4x4 dc of both sides", k4x4, 4, 2, kAll, kT, kL, 5, {{28}}},
     {"4x4 dc of top rounds up", k4x4, 4, 2, kTop, kT, kL, 5, {{25}}},
     {"4x4 dc of left", k4x4, 4, 2, kLeft | kCorner, kT, kL, 5, {{30}}},
@@ -109,7 +97,6 @@ const KnownAnswer kKnownAnswers[] = {
      {{20, 30, 38, 40}, {30, 38, 40, 40}, {38, 40, 40, 40}, {40}}},
     {"4x4 diagonal down left keeps top right without top", k4x4, 4, 3, kTopRight, kT, kL, 5,
      {{128, 128, 109, 72}, {128, 109, 72, 60}, {109, 72, 60, 70}, {72, 60, 70, 78}}, kWarn},
-    {"4x4 diagonal down left with nothing", k4x4, 4, 3, 0, kT, kL, 5, {{128}}, kWarn},
     {"4x4 diagonal down right", k4x4, 4, 4, kTop | kLeft | kCorner, kT, kL, 5,
      {{9, 11, 20, 30}, {15, 9, 11, 20}, {25, 15, 9, 11}, {35, 25, 15, 9}}},
     {"4x4 diagonal down right with a 128 corner", k4x4, 4, 4, kTop | kLeft, kT, kL, 5,
@@ -123,7 +110,6 @@ const KnownAnswer kKnownAnswers[] = {
     {"4x4 vertical left keeps top right without top", k4x4, 4, 7, kTopRight | kLeft, kT, kL, 5,
      {{128, 128, 128, 89}, {128, 128, 109, 72}, {128, 128, 89, 55}, {128, 109, 72, 60}}, kWarn},
     {"4x4 horizontal up", k4x4, 4, 8, kLeft, kT, kL, 5, {{20, 25, 30, 35}, {30, 35, 40, 43}, {40, 43, 45, 45}, {45}}},
-    {"4x4 horizontal up without left is flat 128", k4x4, 4, 8, kTop | kCorner, kT, kL, 5, {{128}}, kWarn},
     {"16x16 vertical", k16, 16, 0, kTop, ramp(7, 3, 16), {}, 0, {ramp(7, 3, 16)}},
     {"16x16 horizontal", k16, 16, 1, kLeft, {}, ramp(200, -5, 16), 0, columns(ramp(200, -5, 16))},
     {"16x16 dc of both sides rounds down", k16, 16, 2, kTop | kLeft, ramp(0, 1, 16), kAlt, 0, {{54}}},
@@ -151,7 +137,7 @@ TEST(PredictIntra, KnownAnswers) {
         Picture p(c.top, c.left, c.corner);
         Picture want = p.with_block(c.rows, c.n);
         EXPECT_EQ(c.fn(p.block(), kStep, c.mode, c.availability), c.status);
-        EXPECT_EQ(p.px, want.px) << "got\n" << p.grid(c.n) << "want\n" << want.grid(c.n);
+        EXPECT_EQ(p.px, want.px);
     }
 }
 
@@ -162,8 +148,7 @@ TEST(PredictIntra, FourByFourWarnsForEveryMissingNeededNeighbour) {
                                   kTop | kLeft | kCorner, kTop, kLeft};
     for (int mode = 0; mode < 9; ++mode)
         for (int bits = 0; bits < 16; ++bits) {
-            const Vek32s avail = (bits & 1 ? kTop : 0) | (bits & 2 ? kLeft : 0) | (bits & 4 ? kCorner : 0) |
-                                 (bits & 8 ? kTopRight : 0) | 0x7F00;  // unrelated bits are ignored
+            const Vek32s avail = (bits & 3) | (bits & 12) << 3 | 0x7F00;  // unrelated bits are ignored
             Picture p(kT, kL, 5);
             EXPECT_EQ(k4x4(p.block(), kStep, mode, avail), (kNeeds[mode] & ~avail) ? kWarn : kOk)
                 << "mode " << mode << ", availability " << avail;
@@ -171,11 +156,7 @@ TEST(PredictIntra, FourByFourWarnsForEveryMissingNeededNeighbour) {
 }
 
 struct CheckCase {
-    const char* name;
-    PredictFn fn;
-    bool null_block;
-    Vek32s step, mode, availability;
-    VekStatus status;
+    const char* name; PredictFn fn; bool null_block; Vek32s step, mode, availability; VekStatus status;
 };
 
 const CheckCase kCheckCases[] = {
@@ -200,7 +181,6 @@ const CheckCase kCheckCases[] = {
     {"chroma: mode 4", kChroma, false, 8, 4, 0, kRange},
     {"chroma: mode -1", kChroma, false, 8, -1, kAll, kRange},
     {"chroma: plane without corner", kChroma, false, 8, 3, kTop | kLeft | kTopRight, kMissing},
-    {"chroma: plane with nothing", kChroma, false, 8, 3, 0, kMissing},
 };
 
 TEST(PredictIntra, ChecksInOrderWriteNothing) {
@@ -211,20 +191,6 @@ TEST(PredictIntra, ChecksInOrderWriteNothing) {
         EXPECT_EQ(c.fn(c.null_block ? nullptr : p.block(), c.step, c.mode, c.availability), c.status);
         EXPECT_EQ(p.px, before);
     }
-}
-
-// The macroblock paths' entry: both planes or, for a missing neighbour, neither.
-TEST(PredictIntra, ChromaPlanesOfAMacroblock) {
-    using vek::h264::availability_from_edge_type;
-    Picture u(kCT, kCL, 9), v(ramp(50, 1, 8), ramp(60, 1, 8), 9);
-    const Picture u0 = u, v0 = v;
-    EXPECT_EQ(vek::h264::predict_chroma_planes(vek::h264::intra_pred_kernels(), 3, u.block(), v.block(), kStep,
-                                               availability_from_edge_type(VEKVC_TOP_LEFT_EDGE)), kMissing);
-    EXPECT_TRUE(u.px == u0.px && v.px == v0.px);
-    EXPECT_EQ(vek::h264::predict_chroma_planes(vek::h264::intra_pred_kernels(), 0, u.block(), v.block(), kStep,
-                                               availability_from_edge_type(VEKVC_TOP_RIGHT_EDGE)), kOk);
-    EXPECT_EQ(u.px, u0.with_block(quadrants(14, 101, 201, 151), 8).px);
-    EXPECT_EQ(v.px, v0.with_block(quadrants(57, 56, 66, 61), 8).px);
 }
 
 }  // namespace

@@ -62,9 +62,21 @@ inline int sum_left(Vek8u* p, std::ptrdiff_t step) {
 }
 
 // Fills N rows of 16 or 8 bytes.
+// Rows y .. y + 3 at p, p + step, p + 2 step (a scaled index) and p + 3 step:
+// four general registers in all, none of them callee-saved, and no row
+// pointer built from the one before (see for_rows).
 template <int N>
 inline void fill_rows16(Vek8u* p, std::ptrdiff_t step, __m128i v) {
-    for_rows<N>(p, step, [v](Vek8u* row, int) { store16(row, v); });
+    std::ptrdiff_t step3 = 3 * step, step4 = 4 * step;
+    asm("" : "+r"(step3), "+r"(step4));
+#pragma GCC unroll 4
+    for (int y = 0; y < N; y += 4) {
+        store16(p, v);
+        store16(p + step, v);
+        store16(p + 2 * step, v);
+        store16(p + step3, v);
+        p += step4;
+    }
 }
 template <int N>
 inline void fill_rows8(Vek8u* p, std::ptrdiff_t step, __m128i v) {
@@ -256,18 +268,46 @@ VekStatus pred16x16_horizontal_128(Vek8u* p, Vek32s srcDstStep, Vek32s) {
     return vekStsOk;
 }
 
+// The eight samples at q, q + step, ..., q + 7 step (one column of eight
+// rows) as bytes 0..7: byte inserts straight from memory, every load
+// independent of the others. Vector registers keep the kernels that use it
+// clear of the callee-saved general registers, whose saving would add stores
+// to a path that is bound by its stores.
+inline __m128i column8(const Vek8u* q, std::ptrdiff_t step) {
+    const Vek8u* r = q + 4 * step;
+    __m128i v = _mm_cvtsi32_si128(q[0]);
+    v = _mm_insert_epi8(v, q[step], 1);
+    v = _mm_insert_epi8(v, q[2 * step], 2);
+    v = _mm_insert_epi8(v, q[3 * step], 3);
+    v = _mm_insert_epi8(v, r[0], 4);
+    v = _mm_insert_epi8(v, r[step], 5);
+    v = _mm_insert_epi8(v, r[2 * step], 6);
+    return _mm_insert_epi8(v, r[3 * step], 7);
+}
+
+// Sum of the 16 bytes in both quadwords.
+inline __m128i sum_bytes(__m128i v) {
+    const __m128i s = _mm_sad_epu8(v, _mm_setzero_si128());
+    return _mm_add_epi64(s, _mm_unpackhi_epi64(s, s));
+}
+
+// A 16x16 block writes sixteen rows: those stores, not the sums, set the pace,
+// so everything ahead of them stays in vector registers.
 VekStatus pred16x16_dc_128(Vek8u* p, Vek32s srcDstStep, Vek32s availability) {
     const std::ptrdiff_t step = srcDstStep;
     const bool top = availability & kAvailTop, left = availability & kAvailLeft;
-    int dc = 128;
-    if (top) {
-        const __m128i s = _mm_sad_epu8(load16(p - step), _mm_setzero_si128());
-        const int sum_top = _mm_cvtsi128_si32(_mm_add_epi32(s, _mm_unpackhi_epi64(s, s)));
-        dc = left ? (sum_top + sum_left<16>(p, step) + 16) >> 5 : (sum_top + 8) >> 4;
-    } else if (left) {
-        dc = (sum_left<16>(p, step) + 8) >> 4;
+    __m128i dc = _mm_set1_epi8(static_cast<char>(128));
+    if (top || left) {
+        const __m128i t = top ? load16(p - step) : _mm_setzero_si128();
+        const __m128i l = left ? _mm_unpacklo_epi64(column8(p - 1, step), column8(p - 1 + 8 * step, step))
+                               : _mm_setzero_si128();
+        // (sum + 16) >> 5 of both sides, (sum + 8) >> 4 of one.
+        const int both = top && left;
+        const __m128i sum = _mm_add_epi64(sum_bytes(t), sum_bytes(l));
+        dc = _mm_srl_epi64(_mm_add_epi64(sum, _mm_cvtsi32_si128(8 << both)), _mm_cvtsi32_si128(4 + both));
+        dc = _mm_shuffle_epi8(dc, _mm_setzero_si128());
     }
-    fill_rows16<16>(p, step, _mm_set1_epi8(static_cast<char>(dc)));
+    fill_rows16<16>(p, step, dc);
     return vekStsOk;
 }
 

@@ -11,18 +11,21 @@ namespace vek::h264 {
 
 namespace {
 
-void residual_no_dc_avx2(const Vek8u* pred, Vek32s predStep, Vek16s* coeffs, Vek8u* dst, Vek32s dstStep,
-                          Vek32s qp) {
+VekStatus residual_no_dc_avx2(const Vek8u* pred, Vek32s predStep, Vek16s* coeffs, Vek8u* dst, Vek32s dstStep,
+                               Vek32s qp) {
     residual_no_dc_128(pred, predStep, coeffs, dst, dstStep, qp);
+    return vekStsOk;
 }
 
-void residual_dc_ac_avx2(const Vek8u* pred, Vek32s predStep, Vek16s* coeffs, Vek16s dc, Vek8u* dst,
-                          Vek32s dstStep, Vek32s qp) {
+VekStatus residual_dc_ac_avx2(const Vek8u* pred, Vek32s predStep, Vek16s* coeffs, Vek16s dc, Vek8u* dst,
+                               Vek32s dstStep, Vek32s qp) {
     residual_dc_ac_128(pred, predStep, coeffs, dc, dst, dstStep, qp);
+    return vekStsOk;
 }
 
-void residual_no_ac_avx2(const Vek8u* pred, Vek32s predStep, Vek16s dc, Vek8u* dst, Vek32s dstStep) {
+VekStatus residual_no_ac_avx2(const Vek8u* pred, Vek32s predStep, Vek16s dc, Vek8u* dst, Vek32s dstStep) {
     residual_no_ac_128(pred, predStep, dc, dst, dstStep);
+    return vekStsOk;
 }
 
 // ---- Pairs: (A rows 0 | 1 : B rows 0 | 1), (A rows 2 | 3 : B rows 2 | 3) ----
@@ -132,7 +135,6 @@ void init_residual_table_avx2(ResidualTable& t) {
     t.no_dc = residual_no_dc_avx2;
     t.dc_ac = residual_dc_ac_avx2;
     t.no_ac = residual_no_ac_avx2;
-    t.chroma = &residual_chroma<residual_no_dc_avx2, residual_dc_ac_avx2, residual_no_ac_avx2>;
     t.no_dc2 = residual_no_dc_pair_avx2;
     t.dc_ac2 = residual_dc_ac_pair_avx2;
     t.no_ac2 = residual_no_ac_pair_avx2;

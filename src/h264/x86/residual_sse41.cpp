@@ -7,18 +7,21 @@ namespace vek::h264 {
 
 namespace {
 
-void residual_no_dc_sse41(const Vek8u* pred, Vek32s predStep, Vek16s* coeffs, Vek8u* dst, Vek32s dstStep,
-                          Vek32s qp) {
+VekStatus residual_no_dc_sse41(const Vek8u* pred, Vek32s predStep, Vek16s* coeffs, Vek8u* dst, Vek32s dstStep,
+                               Vek32s qp) {
     residual_no_dc_128(pred, predStep, coeffs, dst, dstStep, qp);
+    return vekStsOk;
 }
 
-void residual_dc_ac_sse41(const Vek8u* pred, Vek32s predStep, Vek16s* coeffs, Vek16s dc, Vek8u* dst,
-                          Vek32s dstStep, Vek32s qp) {
+VekStatus residual_dc_ac_sse41(const Vek8u* pred, Vek32s predStep, Vek16s* coeffs, Vek16s dc, Vek8u* dst,
+                               Vek32s dstStep, Vek32s qp) {
     residual_dc_ac_128(pred, predStep, coeffs, dc, dst, dstStep, qp);
+    return vekStsOk;
 }
 
-void residual_no_ac_sse41(const Vek8u* pred, Vek32s predStep, Vek16s dc, Vek8u* dst, Vek32s dstStep) {
+VekStatus residual_no_ac_sse41(const Vek8u* pred, Vek32s predStep, Vek16s dc, Vek8u* dst, Vek32s dstStep) {
     residual_no_ac_128(pred, predStep, dc, dst, dstStep);
+    return vekStsOk;
 }
 
 }  // namespace
@@ -27,7 +30,6 @@ void init_residual_table_sse41(ResidualTable& t) {
     t.no_dc = residual_no_dc_sse41;
     t.dc_ac = residual_dc_ac_sse41;
     t.no_ac = residual_no_ac_sse41;
-    t.chroma = &residual_chroma<residual_no_dc_sse41, residual_dc_ac_sse41, residual_no_ac_sse41>;
     t.no_dc2 = &residual_no_dc_pair<residual_no_dc_sse41>;
     t.dc_ac2 = &residual_dc_ac_pair<residual_dc_ac_sse41>;
     t.no_ac2 = &residual_no_ac_pair<residual_no_ac_sse41>;
