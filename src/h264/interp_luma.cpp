@@ -58,11 +58,12 @@ int luma_sample(const T* p, std::ptrdiff_t step, int max_value) {
 }
 
 template <int W, int Pos>
-void luma_8u_c(const Vek8u* src, Vek32s srcStep, Vek8u* dst, Vek32s dstStep, Vek32s height) {
+VekStatus luma_8u_c(const Vek8u* src, Vek32s srcStep, Vek8u* dst, Vek32s dstStep, Vek32s height) {
     for (int y = 0; y < height; ++y)
         for (int x = 0; x < W; ++x)
             dst[static_cast<std::ptrdiff_t>(y) * dstStep + x] =
                 static_cast<Vek8u>(luma_sample<Pos>(src + static_cast<std::ptrdiff_t>(y) * srcStep + x, srcStep, 255));
+    return vekStsOk;
 }
 
 // Largest sample of a depth; depths outside 1..16 are outside the contract
@@ -168,8 +169,13 @@ void interpolate_edge_rows(EdgeSide side, const T* pSrc, Vek32s srcStep, Vek32s 
 VekStatus check_8u(const Vek8u* pSrc, const Vek8u* pDst, Vek32s dx, Vek32s dy, VekRoi roi) {
     if (!pSrc) return vekStsNullPtrErr;
     if (!pDst) return vekStsNullPtrErr;
-    if (static_cast<Vek32u>(dx) > 3 || static_cast<Vek32u>(dy) > 3) return vekStsBadArgErr;
-    if ((roi.height & 3) || (roi.width & ~(4 | 8 | 16))) return vekStsSizeErr;
+    if (static_cast<Vek32u>(dx | dy) > 3) return vekStsBadArgErr;
+    // Both sizes in one test of the record as a word (width low, height high):
+    // the height a multiple of 4, the width made of 4, 8 and 16 only.
+    static_assert(sizeof(VekRoi) == 8 && offsetof(VekRoi, width) == 0 && offsetof(VekRoi, height) == 4);
+    std::uint64_t sizes;
+    std::memcpy(&sizes, &roi, sizeof sizes);
+    if (sizes & ((std::uint64_t{3} << 32) | static_cast<Vek32u>(~(4 | 8 | 16)))) return vekStsSizeErr;
     return vekStsOk;
 }
 
@@ -355,8 +361,7 @@ VekStatus vekiInterpolateBoundaryLumaBlock_H264_16u(Vek32s sideMask, VekInterpol
 VekStatus vekiInterpolateLuma_H264_8u_C1R(const Vek8u* pSrc, Vek32s srcStep, Vek8u* pDst, Vek32s dstStep, Vek32s dx,
                                           Vek32s dy, VekRoi roi) {
     if (const VekStatus st = check_8u(pSrc, pDst, dx, dy, roi); st != vekStsOk) return st;
-    luma_interp_kernels().luma_8u[luma_index_8u(roi.width, dx, dy)](pSrc, srcStep, pDst, dstStep, roi.height);
-    return vekStsOk;
+    return luma_interp_kernels().luma_8u[luma_index_8u(roi.width, dx, dy)](pSrc, srcStep, pDst, dstStep, roi.height);
 }
 
 VekStatus vekiInterpolateLumaTop_H264_8u_C1R(const Vek8u* pSrc, Vek32s srcStep, Vek8u* pDst, Vek32s dstStep,

@@ -23,7 +23,8 @@ inline constexpr int kLumaPositions = 16;
 inline constexpr int kLumaWidthClasses = 4;  // 4, 8, 16, and 16 again
 
 // 8-bit: a fixed width of 4, 8 or 16 columns, `height` rows (any count >= 0).
-using LumaInterp8uFn = void(const Vek8u* src, Vek32s srcStep, Vek8u* dst, Vek32s dstStep, Vek32s height);
+// Returns vekStsOk, so that the exported function ends in a jump to it.
+using LumaInterp8uFn = VekStatus(const Vek8u* src, Vek32s srcStep, Vek8u* dst, Vek32s dstStep, Vek32s height);
 // 16-bit: width x height samples, steps in elements, clipped to 0..2^bitDepth - 1.
 using LumaInterp16uFn = void(const Vek16u* src, Vek32s srcStep, Vek16u* dst, Vek32s dstStep, Vek32s width,
                              Vek32s height, Vek32s bitDepth);

@@ -1,6 +1,7 @@
 // AVX2 kernels of 8-bit luma interpolation. Width 16 holds a row of outputs in
 // one 256-bit register (outputs 0..7 in the low lane, 8..15 in the high one)
-// and packs two rows per store pair; width 8 holds two rows per register;
+// and packs two rows per store pair, with the column six-tap of d, h, n and
+// the diagonals in adds and shifts; width 8 holds two rows per register;
 // width 4 uses the 128-bit kernels, VEX-encoded here. 16-bit kernels take
 // eight columns per 256-bit register.
 #include "h264/x86/interp_luma_x86.h"
@@ -17,16 +18,36 @@ inline Y add(Y a, Y b) { return {_mm256_add_epi16(a.v, b.v)}; }
 inline Y sub(Y a, Y b) { return {_mm256_sub_epi16(a.v, b.v)}; }
 template <int S>
 Y sra(Y a) { return {_mm256_srai_epi16(a.v, S)}; }
+// The 256-bit constants sit in memory whole, so that a kernel loads them (or
+// folds them into the instruction) instead of building them with shuffles,
+// whose units the filters need.
+struct alignas(32) Const256 {
+    Vek8u b[32];
+};
+constexpr Const256 lanes_of(const Ctl& lo, const Ctl& hi) {
+    Const256 c{};
+    for (int i = 0; i < 16; ++i) c.b[i] = lo[i], c.b[16 + i] = hi[i];
+    return c;
+}
+constexpr Ctl tap_pair(Vek8u first, Vek8u second) {
+    Ctl c{};
+    for (int i = 0; i < 16; i += 2) c[i] = first, c[i + 1] = second;
+    return c;
+}
+constexpr Ctl kTapPairs[3] = {tap_pair(1, 0xFB), tap_pair(20, 20), tap_pair(0xFB, 1)};
+constexpr Const256 kTaps256[3] = {lanes_of(kTapPairs[0], kTapPairs[0]), lanes_of(kTapPairs[1], kTapPairs[1]),
+                                  lanes_of(kTapPairs[2], kTapPairs[2])};
+constexpr Const256 kLoHi256[3] = {lanes_of(kLo[0], kHi[0]), lanes_of(kLo[1], kHi[1]), lanes_of(kLo[2], kHi[2])};
+constexpr Const256 kSplit256[3] = {lanes_of(kSplit[0], kSplit[0]), lanes_of(kSplit[1], kSplit[1]),
+                                   lanes_of(kSplit[2], kSplit[2])};
+inline __m256i load_const(const Const256& c) { return _mm256_load_si256(reinterpret_cast<const __m256i*>(c.b)); }
+
 inline Y round5(Y a) { return {_mm256_mulhrs_epi16(a.v, _mm256_set1_epi16(1024))}; }
 inline Y round6(Y a) { return {_mm256_mulhrs_epi16(a.v, _mm256_set1_epi16(512))}; }
 inline Y column_taps(__m256i u0, __m256i u2, __m256i u4) {
-    const auto taps = [](int k) { return _mm256_broadcastsi128_si256(taps128(k)); };
+    const auto taps = [](int k) { return load_const(kTaps256[k]); };
     return {_mm256_add_epi16(_mm256_add_epi16(_mm256_maddubs_epi16(u0, taps(0)), _mm256_maddubs_epi16(u4, taps(2))),
                              _mm256_maddubs_epi16(u2, taps(1)))};
-}
-
-inline __m256i two_lanes(__m128i lo, __m128i hi) {
-    return _mm256_inserti128_si256(_mm256_castsi128_si256(lo), hi, 1);
 }
 
 // 16 bytes at lo in the low lane, 16 at hi in the high one: two broadcast
@@ -55,8 +76,7 @@ struct Ops256x16 {
     static V hfilt(const Vek8u* p) {
         const __m256i x = load_lanes(p - 2, p + 3);
         const auto term = [&x](int k) {
-            const __m256i ctl = two_lanes(ctl128(kLo[k]), ctl128(kHi[k]));
-            return _mm256_maddubs_epi16(_mm256_shuffle_epi8(x, ctl), _mm256_broadcastsi128_si256(taps128(k)));
+            return _mm256_maddubs_epi16(_mm256_shuffle_epi8(x, load_const(kLoHi256[k])), load_const(kTaps256[k]));
         };
         return {_mm256_add_epi16(_mm256_add_epi16(term(0), term(2)), term(1))};
     }
@@ -75,6 +95,46 @@ struct Ops256x16 {
         _mm_storeu_si128(reinterpret_cast<__m128i*>(d + s), _mm256_extracti128_si256(v, 1));
     }
 };
+
+// Width 16 with a column six-tap (d, h, n and the diagonals e, g, p, r): each
+// row widened once to 16 words in column order, the six-tap as
+// (r0 + r5) + 5 * (4 * (r2 + r3) - (r1 + r4)) in adds and shifts, the six rows
+// held in registers with one new row per output row. This leaves the multiply
+// units to the row filter of the diagonals, and both halves are averaged
+// before the one lane fix-up of the pack.
+inline __m256i widen_row(const Vek8u* p) { return _mm256_cvtepu8_epi16(loadu(p)); }
+inline __m256i column_six_tap(__m256i r0, __m256i r1, __m256i r2, __m256i r3, __m256i r4, __m256i r5) {
+    const __m256i t = _mm256_sub_epi16(_mm256_slli_epi16(_mm256_add_epi16(r2, r3), 2), _mm256_add_epi16(r1, r4));
+    const __m256i s = _mm256_add_epi16(_mm256_add_epi16(r0, r5), _mm256_add_epi16(t, _mm256_slli_epi16(t, 2)));
+    return round5(Y{s}).v;
+}
+
+template <int Pos>
+VekStatus column_kernel16(const Vek8u* src, Vek32s srcStep, Vek8u* dst, Vek32s dstStep, Vek32s height) {
+    constexpr int dx = Pos & 3, dy = Pos >> 2;
+    static_assert(dy != 0 && (dx == 0 || (dx != 2 && dy != 2)));
+    if (height <= 0) return vekStsOk;
+    const std::ptrdiff_t ss = srcStep, ds = dstStep;
+    const Vek8u* p = src - 2 * ss + (dx == 3);
+    // The diagonals average with b of row y (p, r: row y + 1); d and n with the row itself.
+    const Vek8u* b_row = src + (dy == 3 ? ss : 0);
+    __m256i r0 = widen_row(p), r1 = widen_row(p + ss), r2 = widen_row(p + 2 * ss), r3 = widen_row(p + 3 * ss),
+            r4 = widen_row(p + 4 * ss);
+    for (int y = 0; y < height; y += 2, p += 2 * ss, b_row += 2 * ss, dst += 2 * ds) {
+        const __m256i r5 = widen_row(p + 5 * ss), r6 = widen_row(p + 6 * ss);
+        __m256i out =
+            _mm256_packus_epi16(column_six_tap(r0, r1, r2, r3, r4, r5), column_six_tap(r1, r2, r3, r4, r5, r6));
+        if constexpr (dx != 0)
+            out = _mm256_avg_epu8(out, _mm256_packus_epi16(round5(Ops256x16::hfilt(b_row)).v,
+                                                           round5(Ops256x16::hfilt(b_row + ss)).v));
+        out = _mm256_permute4x64_epi64(out, 0xD8);
+        if constexpr (dx == 0 && dy != 2) out = _mm256_avg_epu8(out, load_lanes(b_row, b_row + ss));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(dst), _mm256_castsi256_si128(out));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + ds), _mm256_extracti128_si256(out, 1));
+        r0 = r2, r1 = r3, r2 = r4, r3 = r5, r4 = r6;
+    }
+    return vekStsOk;
+}
 
 // 16-bit samples: eight columns in 32-bit lanes, a strip of four after them.
 struct Y32 {
@@ -135,8 +195,7 @@ struct Ops256x8 {
     V hfilt(const Vek8u* p) const {
         const __m256i x = load_quarters(p - 2, p + 3, p + src_half - 2, p + src_half + 3);
         const auto term = [&x](int k) {
-            const __m256i ctl = _mm256_broadcastsi128_si256(ctl128(kSplit[k]));
-            return _mm256_maddubs_epi16(_mm256_shuffle_epi8(x, ctl), _mm256_broadcastsi128_si256(taps128(k)));
+            return _mm256_maddubs_epi16(_mm256_shuffle_epi8(x, load_const(kSplit256[k])), load_const(kTaps256[k]));
         };
         return {_mm256_add_epi16(_mm256_add_epi16(term(0), term(2)), term(1))};
     }
@@ -166,7 +225,11 @@ void init_luma_interp_table_avx2(LumaInterpTable& table) {
     constexpr auto kPositions = std::make_integer_sequence<int, kLumaPositions>{};
     set_luma_row(table, 0, luma_row<Ops128<4>>(kPositions));
     set_luma_row(table, 1, luma_row<Ops256x8>(kPositions));
-    const auto w16 = luma_row<Ops256x16>(kPositions);
+    auto w16 = luma_row<Ops256x16>(kPositions);
+    w16[0] = copy_rows16;
+    w16[4] = column_kernel16<4>, w16[8] = column_kernel16<8>, w16[12] = column_kernel16<12>;
+    w16[5] = column_kernel16<5>, w16[7] = column_kernel16<7>, w16[13] = column_kernel16<13>;
+    w16[15] = column_kernel16<15>;
     set_luma_row(table, 2, w16);
     set_luma_row(table, 3, w16);
     table.luma_16u_block = luma16_row(kPositions);

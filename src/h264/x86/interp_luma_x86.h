@@ -193,6 +193,40 @@ struct ColumnWindow {
     }
 };
 
+// Width 16 at the full position, four rows at a time.
+inline VekStatus copy_rows_by4(const Vek8u* src, std::ptrdiff_t ss, Vek8u* dst, std::ptrdiff_t ds, int height) {
+    for (int y = 0; y < height; y += 4, src += 4 * ss, dst += 4 * ds) {
+        const __m128i r0 = loadu(src), r1 = loadu(src + ss), r2 = loadu(src + 2 * ss), r3 = loadu(src + 3 * ss);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(dst), r0);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + ds), r1);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + 2 * ds), r2);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + 3 * ds), r3);
+    }
+    return vekStsOk;
+}
+
+// A block of 16 rows is all loads, then all stores (a store never sits
+// between two loads it could alias), with four rows from each of four bases
+// by scaled indices, so that no row's address waits on the one before.
+inline VekStatus copy_rows16(const Vek8u* src, Vek32s srcStep, Vek8u* dst, Vek32s dstStep, Vek32s height) {
+    const std::ptrdiff_t ss = srcStep, ds = dstStep;
+    if (height != 16) return copy_rows_by4(src, ss, dst, ds, height);
+    __m128i r[16];
+    for (int k = 0; k < 4; ++k) {
+        const Vek8u* s = src + 4 * k * ss;
+        r[4 * k] = loadu(s), r[4 * k + 1] = loadu(s + ss), r[4 * k + 2] = loadu(s + 2 * ss);
+        r[4 * k + 3] = loadu(s + ss + 2 * ss);
+    }
+    for (int k = 0; k < 4; ++k) {
+        Vek8u* d = dst + 4 * k * ds;
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(d), r[4 * k]);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(d + ds), r[4 * k + 1]);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(d + 2 * ds), r[4 * k + 2]);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(d + ds + 2 * ds), r[4 * k + 3]);
+    }
+    return vekStsOk;
+}
+
 // j from the unrounded row sums of six rows, in 16 bits without overflow:
 // with P, Q, R the outer, middle and inner pair sums,
 // (P - 5Q + 20R + 512) >> 10 == ((((P - Q) >> 2) - Q + R) >> 2) + R + 32) >> 6
@@ -206,10 +240,10 @@ V jfilt(V s0, V s1, V s2, V s3, V s4, V s5) {
 }
 
 template <class O, int Pos>
-void luma_kernel(const Vek8u* src, Vek32s srcStep, Vek8u* dst, Vek32s dstStep, Vek32s height) {
+VekStatus luma_kernel(const Vek8u* src, Vek32s srcStep, Vek8u* dst, Vek32s dstStep, Vek32s height) {
     using V = typename O::V;
     constexpr int dx = Pos & 3, dy = Pos >> 2;
-    if (height <= 0) return;  // nothing to write, and nothing is read
+    if (height <= 0) return vekStsOk;  // nothing to write, and nothing is read
     const std::ptrdiff_t ss = srcStep, ds = dstStep;
     // An Ops holding two rows per register (row y and row y + height / 2)
     // walks half the rows.
@@ -277,6 +311,7 @@ void luma_kernel(const Vek8u* src, Vek32s srcStep, Vek8u* dst, Vek32s dstStep, V
             b_row += 2 * ss;
         });
     }
+    return vekStsOk;
 }
 
 template <class O, int... Pos>
@@ -287,13 +322,12 @@ constexpr std::array<LumaInterp8uFn*, kLumaPositions> luma_row(std::integer_sequ
 // Width 16 on 128-bit registers as two strips of 8 columns: one register per
 // row term keeps the windows of six rows within the sixteen registers.
 template <int Pos>
-void luma_two_strips(const Vek8u* src, Vek32s srcStep, Vek8u* dst, Vek32s dstStep, Vek32s height) {
+VekStatus luma_two_strips(const Vek8u* src, Vek32s srcStep, Vek8u* dst, Vek32s dstStep, Vek32s height) {
     if constexpr (Pos == 0) {
-        const std::ptrdiff_t ss = srcStep, ds = dstStep;
-        for (int y = 0; y < height; ++y) std::memcpy(dst + y * ds, src + y * ss, 16);
+        return copy_rows16(src, srcStep, dst, dstStep, height);
     } else {
         luma_kernel<Ops128<8>, Pos>(src, srcStep, dst, dstStep, height);
-        luma_kernel<Ops128<8>, Pos>(src + 8, srcStep, dst + 8, dstStep, height);
+        return luma_kernel<Ops128<8>, Pos>(src + 8, srcStep, dst + 8, dstStep, height);
     }
 }
 
