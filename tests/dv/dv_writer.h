@@ -39,8 +39,7 @@ struct TestBlock {
     std::vector<std::pair<int, int>> ac;  // (scan position 1..63, level -255..255, not 0), ascending
 };
 
-// Bit string ('0'/'1') of a code found in the table for `advance` positions
-// and `value`, the shortest one; empty when the table has none.
+// The low n bits of v as a bit string ('0'/'1').
 inline std::string bits_of(int v, int n) {
     std::string s;
     for (int b = n - 1; b >= 0; --b) s += ((v >> b) & 1) ? '1' : '0';
@@ -84,7 +83,6 @@ inline std::string code_block(const TestBlock& blk) {
 struct Span {
     int pos, len;
 };
-
 // Writes `bits` into the spans in order; returns what did not fit.
 inline std::string fill(std::vector<std::uint8_t>& seg, std::vector<Span>& spans, std::string bits) {
     std::vector<Span> left;
@@ -113,9 +111,8 @@ inline bool write_segment(const SegmentLayout& layout, const std::vector<TestBlo
         for (int k = 0; k < layout.blocks; ++k) {
             const TestBlock& blk = blocks[std::size_t(m * layout.blocks + k)];
             const int start = (80 * m + layout.offset[k]) * 8;
-            const std::string head = bits_of(blk.dc & 511, 9) + bits_of(blk.mode, 1) + bits_of(blk.cls, 2);
             std::vector<Span> own{{start, 12}};
-            fill(seg, own, head);
+            fill(seg, own, bits_of(blk.dc & 511, 9) + bits_of(blk.mode, 1) + bits_of(blk.cls, 2));
             std::vector<Span> space{{start + 12, layout.bits[k] - 12}};
             mb_over += fill(seg, space, code_block(blk));
             mb_spare.insert(mb_spare.end(), space.begin(), space.end());

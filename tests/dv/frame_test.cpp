@@ -75,29 +75,23 @@ void reconstruct(const Vek16s* coef, Vek32u param, Vek16s* out) {
 
 double psnr(double sse, double count) { return 10 * std::log10(255.0 * 255.0 * count / std::max(sse, 1e-9)); }
 
-// Output shapes of one macroblock (luma width, height): the conversion's
-// shape and, for 4:1:1, the 16x16 edge shape of the last 16 columns.
-struct FrameCase {
-    const char* file;
-    const char* pix_fmt;
-    int width, height, segments;
-    int chroma_w, chroma_h;  // chroma plane of the other decoder's picture is width / chroma_w by height / chroma_h
-    // Chroma row of the other decoder for row y of a macroblock at row y0.
-    int (*chroma_row)(int y0, int y);
-};
-
 // Each macroblock is located by its luma in the other decoder's picture (the
 // placement of macroblocks in a frame is the caller's business, not the
 // library's). The macroblocks must tile the picture exactly and match it.
 TEST(DvFrame, MatchesAnotherDecoder) {
-    const FrameCase cases[] = {
+    const struct {
+        const char* file;
+        const char* pix_fmt;
+        int width, height, segments;
+        int chroma_w, chroma_h;  // the other decoder's chroma plane is width / chroma_w by height / chroma_h
+        int (*chroma_row)(int y0, int y);  // its chroma row for row y of a macroblock at row y0
+    } cases[] = {
         {"ntsc_411.dv", "yuv411p", 720, 480, 270, 4, 1, [](int y0, int y) { return y0 + y; }},
         // 4:2:0 fields repeat their own chroma rows: 0 1 0 1 2 3 2 3 ...
         {"pal_420.dv", "yuv420p", 720, 576, 324, 2, 2, [](int y0, int y) { return y0 / 2 + 2 * (y / 4) + y % 2; }},
     };
-    for (const FrameCase& c : cases) {
+    for (const auto& c : cases) {
         const int kW = c.width, kH = c.height;
-        const auto frame = read_data(c.file);
         const auto other = run_ffmpeg("-f dv -i '" + data_path(c.file).string() + "' -pix_fmt " + c.pix_fmt);
         const std::size_t chroma = std::size_t(kW / c.chroma_w) * std::size_t(kH / c.chroma_h);
         if (other.size() != std::size_t(kW) * kH + 2 * chroma) GTEST_SKIP() << "ffmpeg is not available";
@@ -105,12 +99,11 @@ TEST(DvFrame, MatchesAnotherDecoder) {
         const std::uint8_t* oc[2] = {oy + kW * kH, oy + kW * kH + chroma};
         const bool is411 = c.chroma_w == 4;
 
-        const std::vector<std::uint8_t> video = video_difs(frame);
+        const std::vector<std::uint8_t> video = video_difs(read_data(c.file));
         ASSERT_EQ(video.size(), std::size_t(400 * c.segments));
 
-        std::vector<Vek8u> picture(std::size_t(2 * kW) * kH);
-        std::vector<int> cover(std::size_t(kW / 16) * (kH / 8), 0);  // rows written per 16x8 cell
-        double sse_c = 0;
+        std::vector<int> cover(std::size_t(kW / 16) * (kH / 8), 0);  // rows placed per 16x8 cell
+        double sse_y = 0, sse_c = 0;
         for (int s = 0; s < c.segments; ++s) {
             std::vector<Vek16s> coef(64 * 30), samples(64 * 30);
             std::vector<Vek32u> param(30);
@@ -151,8 +144,8 @@ TEST(DvFrame, MatchesAnotherDecoder) {
                                 }
                             if (sse < best) best = sse, at = &sh, bx = x0, by = y0;
                         }
+                sse_y += best;
                 for (int y = 0; y < at->h; ++y) {
-                    std::copy_n(at->px + y * at->step, 2 * at->w, picture.begin() + (by + y) * 2 * kW + 2 * bx);
                     for (int x = 0; x < at->w; x += 16) ++cover[std::size_t((by + y) / 8 * (kW / 16) + (bx + x) / 16)];
                     // Pixel pair i holds chroma column i of 4:2:0; of 4:1:1 the even pairs hold columns i / 2.
                     for (int i = 0; i < at->w / 2; i += is411 ? 2 : 1)
@@ -167,21 +160,11 @@ TEST(DvFrame, MatchesAnotherDecoder) {
         }
         for (std::size_t i = 0; i < cover.size(); ++i) ASSERT_EQ(cover[i], 8) << c.file << " cell " << i;
 
-        // Against the other decoder, and both against the source picture.
-        const auto source = run_ffmpeg("-f lavfi -i testsrc2=size=" + std::to_string(kW) + "x" + std::to_string(kH) +
-                                       " -frames:v 1 -pix_fmt " + c.pix_fmt);
-        ASSERT_EQ(source.size(), other.size());
-        double sse_y = 0, ours = 0, theirs = 0;
-        for (int i = 0; i < kW * kH; ++i) {
-            const double a = picture[std::size_t(2 * i)], b = oy[i], o = source[std::size_t(i)];
-            sse_y += (a - b) * (a - b), ours += (a - o) * (a - o), theirs += (b - o) * (b - o);
-        }
         const double n = double(kW) * kH;
-        std::printf("%s: luma %.2f dB, chroma %.2f dB against the other decoder; %.2f and %.2f dB against the source\n",
-                    c.file, psnr(sse_y, n), psnr(sse_c, n * 2 / c.chroma_w), psnr(ours, n), psnr(theirs, n));
-        EXPECT_GT(psnr(sse_y, n), 40.0) << c.file;
-        EXPECT_GT(psnr(sse_c, n * 2 / c.chroma_w), 40.0) << c.file;
-        EXPECT_NEAR(psnr(ours, n), psnr(theirs, n), 0.5) << c.file;
+        // The two decoders agree to about 66 dB of luma and 50 dB of chroma; a
+        // single swapped level in the code table already costs 4 dB of luma.
+        EXPECT_GT(psnr(sse_y, n), 63.0) << c.file;
+        EXPECT_GT(psnr(sse_c, n * 2 / c.chroma_w), 48.0) << c.file;
     }
 }
 

@@ -273,10 +273,18 @@ TEST(Deinterlace, BlendMotionOf255UsesEntries255And511) {
 
 // Weights of 256 everywhere through the motion route equal the edge-detection
 // route, weights of 0 the median route, for both parities and odd and even
-// heights; the kept rows and the last-row copy are shared.
+// heights. The limits choose the route whatever the table holds: lowerLimit
+// 256 wins over upperLimit 255, a negative upperLimit over everything. The
+// kept rows and the last-row copy are shared.
 TEST(Deinterlace, BlendRoutesAgreeAtFullAndNoWeight) {
+    std::vector<Vek16u> spatial_only(512, 0), median_only(512, 256);
+    std::fill_n(spatial_only.begin(), 256, Vek16u(256));
+    std::fill_n(median_only.begin(), 256, Vek16u(0));
+    DeinterlaceBlendState forced_median{spatial_only.data(), 0, 0, 255, 256};
+    DeinterlaceBlendState forced_edge{median_only.data(), 0, 0, -1, 256};
     for (const Vek32s topField : {0, 1})
         for (const int h : {6, 7}) {
+            SCOPED_TRACE(::testing::Message() << "topField " << topField << " height " << h);
             Plane prev(kWide, h), cur(kWide, h), next(kWide, h);
             unsigned seed = 7u + unsigned(h) + unsigned(topField);
             for (Plane* p : {&prev, &cur, &next})
@@ -286,28 +294,21 @@ TEST(Deinterlace, BlendRoutesAgreeAtFullAndNoWeight) {
                 Plane dst(kWide, h);
                 EXPECT_EQ(vekiDeinterlaceBlend_8u_C1(planes, 48, dst.data(), 48, {kWide, h}, 1, topField, 1, state),
                           vekStsOk);
-                return dst.mem;
+                return dst;
             };
-            const auto run = [&](Vek32s t0, Vek32s t1, double c0, double c1) { return with(BlendState(t0, t1, c0, c1).p); };
-            SCOPED_TRACE(::testing::Message() << "topField " << topField << " height " << h);
-            const auto edge = run(0, 0, 0, 1), median = run(256, 256, 0, 1);
-            EXPECT_EQ(edge, run(0, 1, 1, 1));    // all 256 through the motion route
-            EXPECT_EQ(median, run(0, 1, 0, 0));  // all 0 through the motion route
-            // The limits choose the route whatever the table holds: lowerLimit 256
-            // wins over upperLimit 255, a negative upperLimit over everything.
-            std::vector<Vek16u> spatial_only(512, 0), median_only(512, 256);
-            std::fill_n(spatial_only.begin(), 256, Vek16u(256));
-            std::fill_n(median_only.begin(), 256, Vek16u(0));
-            DeinterlaceBlendState forced_median{spatial_only.data(), 0, 0, 255, 256};
-            DeinterlaceBlendState forced_edge{median_only.data(), 0, 0, -1, 256};
-            EXPECT_EQ(median, with(&forced_median));
-            EXPECT_EQ(edge, with(&forced_edge));
-            Plane view(kWide, h);
-            view.mem = edge;
-            EXPECT_TRUE(std::equal(view.row(topField), view.row(topField) + kWide, cur.row(topField)));
-            EXPECT_TRUE(std::equal(view.row(h - 1), view.row(h - 1) + kWide, cur.row(h - 1)));  // kept or copied
-            EXPECT_EQ(view.row(-1)[0], kSentinel);
-            EXPECT_EQ(view.row(h)[0], kSentinel);
+            const auto run = [&](Vek32s t0, Vek32s t1, double c0, double c1) {
+                return with(BlendState(t0, t1, c0, c1).p).mem;
+            };
+            Plane edge = with(BlendState(0, 0, 0, 1).p);
+            const auto median = run(256, 256, 0, 1);
+            EXPECT_EQ(edge.mem, run(0, 1, 1, 1));  // all 256 through the motion route
+            EXPECT_EQ(median, run(0, 1, 0, 0));    // all 0 through the motion route
+            EXPECT_EQ(median, with(&forced_median).mem);
+            EXPECT_EQ(edge.mem, with(&forced_edge).mem);
+            EXPECT_TRUE(std::equal(edge.row(topField), edge.row(topField) + kWide, cur.row(topField)));
+            EXPECT_TRUE(std::equal(edge.row(h - 1), edge.row(h - 1) + kWide, cur.row(h - 1)));  // kept or copied
+            EXPECT_EQ(edge.row(-1)[0], kSentinel);
+            EXPECT_EQ(edge.row(h)[0], kSentinel);
         }
 }
 

@@ -2,7 +2,6 @@
 // destination layouts inside guard bands, the source checked for changes.
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <string>
 
 #include "dv/convert.h"
@@ -13,29 +12,24 @@ namespace {
 using namespace vek::dv;
 using namespace vek::test;
 
-// Runs one slot on a source of eight blocks into a destination of `rows` rows.
-using SlotCall = std::function<void(const ConvertTable&, const Vek16s* src, Vek8u* dst, Vek32s step)>;
-
+// A slot run on a source of eight blocks into a destination of `rows` rows.
 struct Slot {
     const char* name;
     int width_bytes, rows;
     bool (*overridden)(const ConvertTable& at, const ConvertTable& below);
-    SlotCall call;
+    void (*call)(const ConvertTable&, const Vek16s* src, Vek8u* dst, Vek32s step);
 };
 
+#define SLOT(f, width_bytes, rows, ...)                                                                            \
+    {#f, width_bytes, rows, [](const ConvertTable& a, const ConvertTable& b) { return changed_at(a.f, b.f); }, \
+     [](const ConvertTable& t, const Vek16s* s, Vek8u* d, Vek32s st) { __VA_ARGS__; }}
+
 const Slot kSlots[] = {
-    {"yuv411", 64, 8, [](const ConvertTable& a, const ConvertTable& b) { return changed_at(a.yuv411, b.yuv411); },
-     [](const ConvertTable& t, const Vek16s* s, Vek8u* d, Vek32s st) { t.yuv411(s, d, st); }},
-    {"yuv411_edge", 32, 16,
-     [](const ConvertTable& a, const ConvertTable& b) { return changed_at(a.yuv411_edge, b.yuv411_edge); },
-     [](const ConvertTable& t, const Vek16s* s, Vek8u* d, Vek32s st) { t.yuv411_edge(s, d, st); }},
-    {"yuv420", 32, 16, [](const ConvertTable& a, const ConvertTable& b) { return changed_at(a.yuv420, b.yuv420); },
-     [](const ConvertTable& t, const Vek16s* s, Vek8u* d, Vek32s st) { t.yuv420(s, d, st); }},
+    SLOT(yuv411, 64, 8, t.yuv411(s, d, st)),
+    SLOT(yuv411_edge, 32, 16, t.yuv411_edge(s, d, st)),
+    SLOT(yuv420, 32, 16, t.yuv420(s, d, st)),
     // Luma from blocks 0 and 3, Cb 7, Cr 4: any four blocks, as the halves of 100 Mbit/s macroblocks use them.
-    {"yuv422", 32, 8, [](const ConvertTable& a, const ConvertTable& b) { return changed_at(a.yuv422, b.yuv422); },
-     [](const ConvertTable& t, const Vek16s* s, Vek8u* d, Vek32s st) {
-         t.yuv422(s, s + 3 * 64, s + 7 * 64, s + 4 * 64, d, st);
-     }},
+    SLOT(yuv422, 32, 8, t.yuv422(s, s + 3 * 64, s + 7 * 64, s + 4 * 64, d, st)),
 };
 
 // Samples: the whole 16-bit range, the range around the clamp, and the

@@ -16,11 +16,9 @@ struct RunHelper {
 };
 const RunHelper kRuns[] = {
     {"veksCopy_8u", veksCopy_8u, 1, -1},
-    {"veksCopy_16s",
-     [](const Vek8u* s, Vek8u* d, Vek32s n) {
+    {"veksCopy_16s", [](const Vek8u* s, Vek8u* d, Vek32s n) {
          return veksCopy_16s(reinterpret_cast<const Vek16s*>(s), reinterpret_cast<Vek16s*>(d), n);
-     },
-     2, -1},
+     }, 2, -1},
     {"veksSet_8u", [](const Vek8u*, Vek8u* d, Vek32s n) { return veksSet_8u(7, d, n); }, 1, 7},
     {"veksZero_8u", [](const Vek8u*, Vek8u* d, Vek32s n) { return veksZero_8u(d, n); }, 1, 0},
 };
@@ -66,8 +64,7 @@ TEST(UtilCopyRegion, CopiesRowsThroughStepsIncludingBottomUp) {
         std::iota(src.begin(), src.end(), 3);
         GuardedRegion dst(roi.width, roi.height, std::abs(dstSteps[i]));
         const bool up = dstSteps[i] < 0;
-        ASSERT_EQ(vekiCopy_8u_C1R(src.data(), srcSteps[i],
-                                  up ? &dst.at(0, roi.height - 1) : dst.data(), dstSteps[i], roi),
+        ASSERT_EQ(vekiCopy_8u_C1R(src.data(), srcSteps[i], up ? &dst.at(0, roi.height - 1) : dst.data(), dstSteps[i], roi),
                   vekStsOk);
         const Vek8u* want = up ? &src[std::size_t(roi.height - 1) * srcSteps[i]] : src.data();
         EXPECT_TRUE(dst.intact(want, up ? -srcSteps[i] : srcSteps[i])) << "case " << i;
