@@ -48,7 +48,7 @@ const bool kKernelCases = [] {
                 benchmark::RegisterBenchmark(name.c_str(), [fn, w](benchmark::State& state) {
                     Planes& p = planes();
                     for (auto _ : state) {
-                        fn(p.src8.data() + kStride + 3, kStride, p.dst8.data(), kStride, 3, 5, w);
+                        fn(p.src8.data() + kStride + 3, kStride, p.dst8.data(), kStride, chroma_frac(3, 5), w);
                         benchmark::ClobberMemory();
                     }
                 });

@@ -2,6 +2,7 @@
 // (reference beside SSE4.1 and AVX2) at 16x16, 8x8 and 4x4, the weightings
 // with weights for the 16-bit path and with weights that need 32 bits, plus
 // the exported functions as a caller sees them.
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <string>
@@ -29,6 +30,28 @@ struct Planes {
 
 Planes& planes() {
     static Planes p;
+    return p;
+}
+
+// 10-bit samples, steps of kStride elements, in one buffer. The planes sit
+// 96 and 192 bytes off whole rows of each other: a destination row 4096 bytes
+// past a source row would make its loads wait on the stores (4K aliasing).
+struct Planes16 {
+    static constexpr int kPlane = kStride * 20;
+    alignas(64) std::array<Vek16u, 3 * kPlane + 96> buf{};
+    Vek16u* a = buf.data();
+    Vek16u* b = a + kPlane + 48;
+    Vek16u* d = b + kPlane + 48;
+    Planes16() {
+        std::uint32_t s = 2025;
+        const auto next = [&s] { return s = s * 1664525u + 1013904223u, s >> 8; };
+        for (int i = 0; i < kPlane; ++i) a[i] = static_cast<Vek16u>(next() & 1023), b[i] = static_cast<Vek16u>(next() & 1023);
+        std::copy(a, a + kPlane, d);
+    }
+};
+
+Planes16& planes16() {
+    static Planes16 p;
     return p;
 }
 
@@ -62,6 +85,13 @@ const bool kKernelCases = [] {
                     benchmark::ClobberMemory();
                 }
             });
+            add("BM_weight/bidir_shared_" + size + level.name, [fn = t.bidir_weight_shared[i]](benchmark::State& st) {
+                Planes& p = planes();
+                for (auto _ : st) {
+                    fn(p.a.data(), p.b.data(), p.d.data(), SharedSteps{kStride, kStride}, kTypical);
+                    benchmark::ClobberMemory();
+                }
+            });
             add("BM_weight/bidir_wide_" + size + level.name, [fn = t.bidir_weight_block[i]](benchmark::State& st) {
                 Planes& p = planes();
                 for (auto _ : st) {
@@ -90,11 +120,37 @@ const bool kKernelCases = [] {
             add("BM_weight/average_" + size + level.name, [fn = t.interpolate_block[avg], side](benchmark::State& st) {
                 Planes& p = planes();
                 for (auto _ : st) {
-                    fn(p.a.data(), kStride, p.b.data(), kStride, p.d.data(), kStride, side, side);
+                    fn(p.a.data(), p.b.data(), p.d.data(), SourceSteps{kStride, kStride}, kStride, BlockSize{side, side});
                     benchmark::ClobberMemory();
                 }
             });
         }
+    }
+    // 16 bits, 10-bit samples: the kernels the example decoder's 10-bit streams take.
+    for (const auto& level : vek::bench::kLevels) {
+        if (!vek::bench::level_available(level)) continue;
+        const WeightTable t = make_weight_table(level.flags);
+        add(std::string("BM_weight/bidir_16u_16x16/") + level.name, [fn = t.bidir_weight_16u](benchmark::State& st) {
+            Planes16& p = planes16();
+            for (auto _ : st) {
+                fn(p.a, kStride, p.b, kStride, p.d, kStride, kTypical, 16, 16, 10);
+                benchmark::ClobberMemory();
+            }
+        });
+        add(std::string("BM_weight/unidir_16u_16x16/") + level.name, [fn = t.unidir_weight_16u](benchmark::State& st) {
+            Planes16& p = planes16();
+            for (auto _ : st) {
+                fn(p.d, kStride, WeightParams{1, 0, 0, 0}, 16, 16, 10);
+                benchmark::ClobberMemory();
+            }
+        });
+        add(std::string("BM_weight/average_16u_16x16/") + level.name, [fn = t.average_16u](benchmark::State& st) {
+            Planes16& p = planes16();
+            for (auto _ : st) {
+                fn(p.a, kStride, p.b, kStride, p.d, kStride, 16, 16);
+                benchmark::ClobberMemory();
+            }
+        });
     }
     return true;
 }();

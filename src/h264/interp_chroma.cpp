@@ -31,10 +31,11 @@ inline T chroma_sample(const T* s, std::ptrdiff_t step, int kind, int dx, int dy
 }
 
 template <int W, int K>
-void chroma_8u_c(const Vek8u* src, Vek32s srcStep, Vek8u* dst, Vek32s dstStep, Vek32s dx, Vek32s dy,
-                 Vek32s height) {
+VekStatus chroma_8u_c(const Vek8u* src, Vek32s srcStep, Vek8u* dst, Vek32s dstStep, Vek32s frac, Vek32s height) {
+    const int dx = frac & 7, dy = frac >> 3;
     for (int y = 0; y < height; ++y, src += srcStep, dst += dstStep)
         for (int x = 0; x < W; ++x) dst[x] = chroma_sample(src + x, srcStep, K, dx, dy);
+    return vekStsOk;
 }
 
 template <int W, int K>
@@ -97,15 +98,16 @@ void launch_h264_interpolate_chroma_nv12touv(const ChromaInterpTable& t, int ind
                                             Vek32s srcStep, Vek8u* dst0, Vek8u* dst1, Vek32s dstStep, Vek32s dx,
                                             Vek32s dy, Vek32s height) {
     alignas(16) Vek8u planes[2 * kSplitSecond];
+    const Vek32s frac = chroma_frac(dx, dy);
     // The temporary planes hold 20 rows; taller blocks go in strips, which
     // gives the same samples.
     constexpr int kStrip = kSplitRows - 4;
     for (int row = 0; row < height; row += kStrip) {
         const int n = std::min(kStrip, height - row);
         t.nv12touv_8u[index](src + static_cast<std::ptrdiff_t>(row) * srcStep, srcStep, planes, n);
-        t.chroma_8u[index](planes, kSplitPitch, dst0 + static_cast<std::ptrdiff_t>(row) * dstStep, dstStep, dx, dy, n);
+        t.chroma_8u[index](planes, kSplitPitch, dst0 + static_cast<std::ptrdiff_t>(row) * dstStep, dstStep, frac, n);
         t.chroma_8u[index](planes + kSplitSecond, kSplitPitch, dst1 + static_cast<std::ptrdiff_t>(row) * dstStep,
-                           dstStep, dx, dy, n);
+                           dstStep, frac, n);
     }
 }
 
@@ -113,11 +115,13 @@ void launch_h264_interpolate_chroma_nv12touv(const ChromaInterpTable& t, int ind
 
 using vek::h264::chroma_index_8u;
 using vek::h264::chroma_interp_kernels;
+using vek::h264::chroma_frac;
 using vek::h264::chroma_kind;
 
 namespace {
 
-bool bad_size_8u(Vek32s width, Vek32s height) { return (height & 1) || (width & ~14); }
+// An odd height or a width bit other than 1 to 3, in one branch.
+bool bad_size_8u(VekRoi roi) { return ((roi.height & 1) | (roi.width & ~14)) != 0; }
 
 bool bad_size_16u(Vek32s width, Vek32s height) {
     auto ok = [](Vek32s v) { return v == 2 || v == 4 || v == 8 || v == 16; };
@@ -144,15 +148,16 @@ VekStatus interpolate_chroma_rows_8u(const Vek8u* pSrc, Vek32s srcStep, Vek8u* p
         for (int i = 0; i < rows; ++i)
             std::memcpy(temp + i * kPitch, pSrc + static_cast<std::ptrdiff_t>(row_of(first + i)) * srcStep,
                         static_cast<std::size_t>(cols));
-        t.chroma_8u[index](temp, kPitch, pDst + static_cast<std::ptrdiff_t>(first) * dstStep, dstStep, dx, dy, n);
+        t.chroma_8u[index](temp, kPitch, pDst + static_cast<std::ptrdiff_t>(first) * dstStep, dstStep,
+                           chroma_frac(dx, dy), n);
     }
     return vekStsOk;
 }
 
 VekStatus check_chroma_8u(const void* pSrc, const void* pDst, Vek32s dx, Vek32s dy, VekRoi roi) {
     if (!pSrc || !pDst) return vekStsNullPtrErr;
-    if (static_cast<Vek32u>(dx) > 7 || static_cast<Vek32u>(dy) > 7) return vekStsBadArgErr;
-    if (bad_size_8u(roi.width, roi.height)) return vekStsSizeErr;
+    if (static_cast<Vek32u>(dx | dy) > 7) return vekStsBadArgErr;  // either negative or above 7
+    if (bad_size_8u(roi)) return vekStsSizeErr;
     return vekStsOk;
 }
 
@@ -187,12 +192,13 @@ VekStatus interpolate_chroma_rows_16u(const VekInterpolationLuma_16u* p, RowOf r
 
 }  // namespace
 
+// The kernel's status is the call's: the shell ends in a jump to it.
 VekStatus vekiInterpolateChroma_H264_8u_C1R(const Vek8u* pSrc, Vek32s srcStep, Vek8u* pDst, Vek32s dstStep,
                                             Vek32s dx, Vek32s dy, VekRoi roi) {
+    const Vek32s frac = chroma_frac(dx, dy);
     if (const VekStatus st = check_chroma_8u(pSrc, pDst, dx, dy, roi); st != vekStsOk) return st;
-    chroma_interp_kernels().chroma_8u[chroma_index_8u(roi.width, dx, dy)](pSrc, srcStep, pDst, dstStep, dx, dy,
-                                                                          roi.height);
-    return vekStsOk;
+    const auto index = static_cast<Vek32u>(roi.width & 12) + vek::h264::kChromaKindOfFrac[static_cast<Vek32u>(frac)];
+    return chroma_interp_kernels().chroma_8u[index](pSrc, srcStep, pDst, dstStep, frac, roi.height);
 }
 
 VekStatus vekiInterpolateChroma_H264_8u_C2P2R(const Vek8u* pSrc, Vek32s srcStep, Vek8u* pDstFirst,
@@ -336,7 +342,8 @@ VekStatus vekiInterpolateBoundaryChromaBlock_H264_8u(Vek32s sideMask, VekInterpo
     boundary_two_planes<Vek8u>(sideMask, pWork, vek::h264::read_data_through_boundary_table_8u(),
                                [&](const Vek8u* rect, int pitch, Vek8u* dst, int n) {
                                    t.chroma_8u[p->interpolationType](rect, pitch, dst, static_cast<Vek32s>(p->dstStep),
-                                                                     p->hFraction, p->vFraction, n);
+                                                                     chroma_frac(p->hFraction, p->vFraction),
+                                                                     n);
                                });
     return vekStsOk;
 }
@@ -385,23 +392,24 @@ VekStatus vekiInterpolateChromaBlock_H264_8u_P2R(const VekInterpolationBlock_8u*
     if (!pParams) return vekStsNullPtrErr;
     if (!pParams->pSrc[0] || !pParams->pSrc[1] || !pParams->pDst[0] || !pParams->pDst[1]) return vekStsNullPtrErr;
     const VekRoi block = pParams->blockSize;
-    if (bad_size_8u(block.width, block.height)) return vekStsSizeErr;
+    if (bad_size_8u(block)) return vekStsSizeErr;
     const auto& t = chroma_interp_kernels();
     const Vek32s step = pParams->srcStep;
     if (pParams->motionVector.x == 0 && pParams->motionVector.y == 0) {
         // No edge check for a zero vector: the block is read where it stands.
         const std::ptrdiff_t off = static_cast<std::ptrdiff_t>(pParams->blockPos.y) * step + pParams->blockPos.x;
         auto* copy = t.chroma_8u[chroma_index_8u(block.width, 0, 0)];
-        copy(pParams->pSrc[0] + off, step, pParams->pDst[0], pParams->dstStep, 0, 0, block.height);
-        copy(pParams->pSrc[1] + off, step, pParams->pDst[1], pParams->dstStep, 0, 0, block.height);
+        copy(pParams->pSrc[0] + off, step, pParams->pDst[0], pParams->dstStep, 0, block.height);
+        copy(pParams->pSrc[1] + off, step, pParams->pDst[1], pParams->dstStep, 0, block.height);
         return vekStsOk;
     }
     const ChromaBlockGeometry g = chroma_geometry(pParams->motionVector, pParams->blockPos, block, pParams->frameSize);
     const int index = chroma_index_8u(block.width, g.dx, g.dy);
     if (g.mask == 0) {
         const std::ptrdiff_t off = static_cast<std::ptrdiff_t>(g.yPos) * step + g.xPos;
-        t.chroma_8u[index](pParams->pSrc[0] + off, step, pParams->pDst[0], pParams->dstStep, g.dx, g.dy, block.height);
-        t.chroma_8u[index](pParams->pSrc[1] + off, step, pParams->pDst[1], pParams->dstStep, g.dx, g.dy, block.height);
+        const Vek32s frac = chroma_frac(g.dx, g.dy);
+        t.chroma_8u[index](pParams->pSrc[0] + off, step, pParams->pDst[0], pParams->dstStep, frac, block.height);
+        t.chroma_8u[index](pParams->pSrc[1] + off, step, pParams->pDst[1], pParams->dstStep, frac, block.height);
         return vekStsOk;
     }
     VekInterpolationParams w = chroma_work(pParams, g, index, pParams->pSrc[1], pParams->pDst[1]);
@@ -412,7 +420,7 @@ VekStatus vekiInterpolateChromaBlock_H264_16u_P2R(const VekInterpolationBlock_16
     if (!pParams) return vekStsNullPtrErr;
     if (!pParams->pSrc[0] || !pParams->pSrc[1] || !pParams->pDst[0] || !pParams->pDst[1]) return vekStsNullPtrErr;
     const VekRoi block = pParams->blockSize;
-    if (bad_size_8u(block.width, block.height)) return vekStsSizeErr;
+    if (bad_size_8u(block)) return vekStsSizeErr;
     const auto& t = chroma_interp_kernels();
     const Vek32s step = pParams->srcStep;
     if (pParams->motionVector.x == 0 && pParams->motionVector.y == 0) {
@@ -441,7 +449,7 @@ VekStatus vekiInterpolateChromaBlock_H264_8u_C2P2R(const VekInterpolationBlock_8
     // pDst[1] is not tested here; the caller must give both destinations.
     if (!pParams->pSrc[0] || !pParams->pDst[0]) return vekStsNullPtrErr;
     const VekRoi block = pParams->blockSize;
-    if (bad_size_8u(block.width, block.height)) return vekStsSizeErr;
+    if (bad_size_8u(block)) return vekStsSizeErr;
     const auto& t = chroma_interp_kernels();
     const Vek32s step = pParams->srcStep;
     if (pParams->motionVector.x == 0 && pParams->motionVector.y == 0) {

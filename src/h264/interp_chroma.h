@@ -31,9 +31,19 @@ constexpr int chroma_class_width(int width) {
     return kWidths[(width & 12) >> 2];
 }
 
-// 8-bit: a fixed width of 2, 4 or 8 columns, `height` rows (any count >= 0).
-using ChromaInterp8uFn = void(const Vek8u* src, Vek32s srcStep, Vek8u* dst, Vek32s dstStep, Vek32s dx,
-                              Vek32s dy, Vek32s height);
+// 8-bit: a fixed width of 2, 4 or 8 columns, `height` rows (any count >= 0),
+// the fractions as chroma_frac(dx, dy). Six register arguments and the status
+// as the result let the exported function end in a jump to the kernel.
+using ChromaInterp8uFn = VekStatus(const Vek8u* src, Vek32s srcStep, Vek8u* dst, Vek32s dstStep, Vek32s frac,
+                                   Vek32s height);
+constexpr Vek32s chroma_frac(Vek32s dx, Vek32s dy) { return 8 * dy + dx; }
+// chroma_kind by chroma_frac: one load where the tests would take a handful of
+// instructions and registers in the shortest shell.
+inline constexpr std::array<Vek8u, 64> kChromaKindOfFrac = [] {
+    std::array<Vek8u, 64> k{};
+    for (int f = 0; f < 64; ++f) k[f] = static_cast<Vek8u>(chroma_kind(f & 7, f >> 3));
+    return k;
+}();
 // NV12 splitter: separates the interleaved pairs at src into two planes of
 // pitch kSplitPitch, the second kSplitSecond bytes after the first, with the
 // extra column and row the kind needs (class width + 1 pairs, height + 1 rows).

@@ -47,21 +47,22 @@ inline T* row_at(T* p, Vek32s step, Vek32s y) {
     return p + static_cast<std::ptrdiff_t>(step) * y;
 }
 
-void average_rows_c(const Vek8u* src1, Vek32s srcStep1, const Vek8u* src2, Vek32s srcStep2, Vek8u* dst, Vek32s dstStep,
-                    Vek32s width, Vek32s height) {
-    for (Vek32s y = 0; y < height; ++y) {
-        const Vek8u* a = row_at(src1, srcStep1, y);
-        const Vek8u* b = row_at(src2, srcStep2, y);
+VekStatus average_rows_c(const Vek8u* src1, const Vek8u* src2, Vek8u* dst, SourceSteps steps, Vek32s dstStep,
+                         BlockSize size) {
+    for (Vek32s y = 0; y < size.height; ++y) {
+        const Vek8u* a = row_at(src1, steps.src1, y);
+        const Vek8u* b = row_at(src2, steps.src2, y);
         Vek8u* d = row_at(dst, dstStep, y);
-        for (Vek32s x = 0; x < width; ++x) d[x] = static_cast<Vek8u>((a[x] + b[x] + 1) >> 1);
+        for (Vek32s x = 0; x < size.width; ++x) d[x] = static_cast<Vek8u>((a[x] + b[x] + 1) >> 1);
     }
+    return vekStsOk;
 }
 
 // A special averaging kernel: its size is built in, the size of the call is not used.
 template <int W, int H>
-void average_block_c(const Vek8u* src1, Vek32s srcStep1, const Vek8u* src2, Vek32s srcStep2, Vek8u* dst, Vek32s dstStep,
-                     Vek32s, Vek32s) {
-    average_rows_c(src1, srcStep1, src2, srcStep2, dst, dstStep, W, H);
+VekStatus average_block_c(const Vek8u* src1, const Vek8u* src2, Vek8u* dst, SourceSteps steps, Vek32s dstStep,
+                          BlockSize) {
+    return average_rows_c(src1, src2, dst, steps, dstStep, BlockSize{W, H});
 }
 
 template <Vek8u (*Clip)(Vek32s)>
@@ -82,17 +83,19 @@ void bidir_weight_block_c(const Vek8u* src1, Vek32s srcStep1, const Vek8u* src2,
 }
 
 template <int W, int H>
-void weighted_average_block_c(const Vek8u* src1, Vek32s srcStep1, const Vek8u* src2, Vek32s srcStep2, Vek8u* dst,
-                              Vek32s dstStep, const WeightParams& p) {
-    bidir_weight_rows_c<clamp_tbl_8u>(src1, srcStep1, src2, srcStep2, dst, dstStep, p, W, H);
+VekStatus weighted_average_block_c(const Vek8u* src1, const Vek8u* src2, Vek8u* dst, SharedSteps steps,
+                                   WeightParams p) {
+    bidir_weight_rows_c<clamp_tbl_8u>(src1, steps.src, src2, steps.src, dst, steps.dst, p, W, H);
+    return vekStsOk;
 }
 
 template <int W, int H>
-void unidir_weight_block_c(Vek8u* srcDst, Vek32s srcDstStep, const WeightParams& p) {
+VekStatus unidir_weight_block_c(Vek8u* srcDst, Vek32s srcDstStep, WeightParams p) {
     for (int y = 0; y < H; ++y) {
         Vek8u* row = row_at(srcDst, srcDstStep, y);
         for (int x = 0; x < W; ++x) row[x] = clip_8u(weigh(row[x], 0, p));
     }
+    return vekStsOk;
 }
 
 void average_16u_c(const Vek16u* src1, Vek32s srcStep1, const Vek16u* src2, Vek32s srcStep2, Vek16u* dst,
@@ -130,8 +133,12 @@ struct BidirC {
     static constexpr BiWeightBlockFn* fn = &bidir_weight_block_c<W, H>;
 };
 template <int W, int H>
+struct BidirSharedC {
+    static constexpr BiWeightSharedFn* fn = &with_shared_steps<&bidir_weight_block_c<W, H>>;
+};
+template <int W, int H>
 struct AverageTblC {
-    static constexpr BiWeightBlockFn* fn = &weighted_average_block_c<W, H>;
+    static constexpr BiWeightSharedFn* fn = &weighted_average_block_c<W, H>;
 };
 template <int W, int H>
 struct UnidirC {
@@ -142,6 +149,7 @@ void assert_complete([[maybe_unused]] const WeightTable& t) {
 #ifndef NDEBUG
     for (auto* fn : t.interpolate_block) assert(fn);
     for (auto* fn : t.bidir_weight_block) assert(fn);
+    for (auto* fn : t.bidir_weight_shared) assert(fn);
     for (auto* fn : t.weighted_average) assert(fn);
     for (auto* fn : t.unidir_weight_block) assert(fn);
     assert(t.average_generic && t.bidir_weight_generic);
@@ -166,8 +174,9 @@ WeightTable make_weight_table(CpuFlags flags) {
     t.interpolate_block[average_block_index(16, 16)] = &average_block_c<16, 16>;
     t.average_generic = &average_rows_c;
     t.bidir_weight_block = fixed_size_table<BidirC, BiWeightBlockFn>();
+    t.bidir_weight_shared = fixed_size_table<BidirSharedC, BiWeightSharedFn>();
     t.bidir_weight_generic = &bidir_weight_rows_c<clip_8u>;
-    t.weighted_average = fixed_size_table<AverageTblC, BiWeightBlockFn>();
+    t.weighted_average = fixed_size_table<AverageTblC, BiWeightSharedFn>();
     t.unidir_weight_block = fixed_size_table<UnidirC, UniWeightBlockFn>();
     t.average_16u = &average_16u_c;
     t.bidir_weight_16u = &bidir_weight_16u_c;
@@ -197,10 +206,13 @@ constexpr Vek32u kImplicitShift = 6;
 
 }  // namespace vek::h264
 
+using vek::h264::SourceSteps;
 using vek::h264::average_block_index;
+using vek::h264::BlockSize;
 using vek::h264::explicit_offset;
 using vek::h264::is_weight_side;
 using vek::h264::kImplicitShift;
+using vek::h264::SharedSteps;
 using vek::h264::weight_block_index;
 using vek::h264::weight_kernels;
 using vek::h264::WeightParams;
@@ -209,9 +221,8 @@ VekStatus vekiInterpolateBlock_H264_8u_P2P1R(const Vek8u* pSrc1, const Vek8u* pS
                                              Vek32u height, Vek32s step) {
     if (!pSrc1 || !pSrc2 || !pDst) return vekStsNullPtrErr;
     if (width < 2 || width > 16 || height < 2 || height > 16) return vekStsSizeErr;
-    weight_kernels().average_generic(pSrc1, step, pSrc2, step, pDst, step, static_cast<Vek32s>(width),
-                                     static_cast<Vek32s>(height));
-    return vekStsOk;
+    return weight_kernels().average_generic(pSrc1, pSrc2, pDst, SourceSteps{step, step}, step,
+                                            BlockSize{static_cast<Vek32s>(width), static_cast<Vek32s>(height)});
 }
 
 // Odd sizes take the generic kernel; even sizes take their table slot, whose
@@ -219,11 +230,11 @@ VekStatus vekiInterpolateBlock_H264_8u_P2P1R(const Vek8u* pSrc1, const Vek8u* pS
 VekStatus vekiInterpolateBlock_H264_8u_P3P1R(const Vek8u* pSrc1, const Vek8u* pSrc2, Vek8u* pDst, Vek32u width,
                                              Vek32u height, Vek32s srcStep1, Vek32s srcStep2, Vek32s dstStep) {
     if (!pSrc1 || !pSrc2 || !pDst) return vekStsNullPtrErr;
-    if (width < 2 || width > 16 || height < 2 || height > 16) return vekStsSizeErr;
+    if (width - 2 > 14 || height - 2 > 14) return vekStsSizeErr;  // 2..16, as unsigned numbers
     const auto& k = weight_kernels();
     auto* kernel = ((width | height) & 1) ? k.average_generic : k.interpolate_block[average_block_index(width, height)];
-    kernel(pSrc1, srcStep1, pSrc2, srcStep2, pDst, dstStep, static_cast<Vek32s>(width), static_cast<Vek32s>(height));
-    return vekStsOk;
+    return kernel(pSrc1, pSrc2, pDst, SourceSteps{srcStep1, srcStep2}, dstStep,
+                  BlockSize{static_cast<Vek32s>(width), static_cast<Vek32s>(height)});
 }
 
 // The 8-bit weightings compare steps with the width as unsigned numbers, before the size.
@@ -233,11 +244,9 @@ VekStatus vekiBiDirWeightBlock_H264_8u_P2P1R(const Vek8u* pSrc1, const Vek8u* pS
     if (!pSrc1 || !pSrc2 || !pDst) return vekStsNullPtrErr;
     if (srcStep < static_cast<Vek32u>(roi.width) || dstStep < static_cast<Vek32u>(roi.width)) return vekStsStepErr;
     if (!is_weight_side(roi.width) || !is_weight_side(roi.height)) return vekStsSizeErr;
-    const WeightParams p{w1, w2, logWD + 1, explicit_offset(o1, o2)};
-    const auto s = static_cast<Vek32s>(srcStep);
-    weight_kernels().bidir_weight_block[weight_block_index(roi.width, roi.height)](pSrc1, s, pSrc2, s, pDst,
-                                                                                   static_cast<Vek32s>(dstStep), p);
-    return vekStsOk;
+    return weight_kernels().bidir_weight_shared[weight_block_index(roi.width, roi.height)](
+        pSrc1, pSrc2, pDst, SharedSteps{static_cast<Vek32s>(srcStep), static_cast<Vek32s>(dstStep)},
+        WeightParams{w1, w2, logWD + 1, explicit_offset(o1, o2)});
 }
 
 VekStatus vekiBiDirWeightBlock_H264_8u_P3P1R(const Vek8u* pSrc1, const Vek8u* pSrc2, Vek8u* pDst, Vek32u srcStep1,
@@ -259,11 +268,9 @@ VekStatus vekiBiDirWeightBlockImplicit_H264_8u_P2P1R(const Vek8u* pSrc1, const V
     if (!pSrc1 || !pSrc2 || !pDst) return vekStsNullPtrErr;
     if (srcStep < static_cast<Vek32u>(roi.width) || dstStep < static_cast<Vek32u>(roi.width)) return vekStsStepErr;
     if (!is_weight_side(roi.width) || !is_weight_side(roi.height)) return vekStsSizeErr;
-    const WeightParams p{w1, w2, kImplicitShift, 0};
-    const auto s = static_cast<Vek32s>(srcStep);
-    weight_kernels().bidir_weight_block[weight_block_index(roi.width, roi.height)](pSrc1, s, pSrc2, s, pDst,
-                                                                                   static_cast<Vek32s>(dstStep), p);
-    return vekStsOk;
+    return weight_kernels().bidir_weight_shared[weight_block_index(roi.width, roi.height)](
+        pSrc1, pSrc2, pDst, SharedSteps{static_cast<Vek32s>(srcStep), static_cast<Vek32s>(dstStep)},
+        WeightParams{w1, w2, kImplicitShift, 0});
 }
 
 // Checks nothing but its pointers and loops over any size.
@@ -281,10 +288,8 @@ VekStatus vekiUniDirWeightBlock_H264_8u_C1R(Vek8u* pSrcDst, Vek32u srcDstStep, V
     if (!pSrcDst) return vekStsNullPtrErr;
     if (srcDstStep < static_cast<Vek32u>(roi.width)) return vekStsStepErr;
     if (!is_weight_side(roi.width) || !is_weight_side(roi.height)) return vekStsSizeErr;
-    const WeightParams p{w, 0, logWD, o};
-    weight_kernels().unidir_weight_block[weight_block_index(roi.width, roi.height)](pSrcDst,
-                                                                                    static_cast<Vek32s>(srcDstStep), p);
-    return vekStsOk;
+    return weight_kernels().unidir_weight_block[weight_block_index(roi.width, roi.height)](
+        pSrcDst, static_cast<Vek32s>(srcDstStep), WeightParams{w, 0, logWD, o});
 }
 
 VekStatus vekiUniDirWeightBlock_H264_8u_C1IR(Vek8u* pSrcDst, Vek32u srcDstStep, Vek32u logWD, Vek32s w, Vek32s o,
@@ -298,10 +303,8 @@ VekStatus vekiWeightedAverage_H264_8u_C1IR(const Vek8u* pSrc, Vek8u* pSrcDst, Ve
     if (!pSrc || !pSrcDst) return vekStsNullPtrErr;
     if (srcDstStep < roi.width) return vekStsStepErr;
     if (!is_weight_side(roi.width) || !is_weight_side(roi.height)) return vekStsSizeErr;
-    const WeightParams p{w1, w2, shift, offset};
-    weight_kernels().weighted_average[weight_block_index(roi.width, roi.height)](pSrc, srcDstStep, pSrcDst, srcDstStep,
-                                                                                 pSrcDst, srcDstStep, p);
-    return vekStsOk;
+    return weight_kernels().weighted_average[weight_block_index(roi.width, roi.height)](
+        pSrc, pSrcDst, pSrcDst, SharedSteps{srcDstStep, srcDstStep}, WeightParams{w1, w2, shift, offset});
 }
 
 // The plain 16-bit average accepts any size from 2 to 16 and does not check steps.

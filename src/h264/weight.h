@@ -30,19 +30,42 @@ struct WeightParams {
     Vek32s offset;  // added after the shift, in sample units
 };
 
+// Kernels an exported function calls last take at most six register
+// arguments (small records by value travel in registers) and return the
+// status, so that the function ends in a jump to the kernel.
+//
+// Steps of a call whose two sources share one step: one register.
+struct SharedSteps {
+    Vek32s src;
+    Vek32s dst;
+};
+// The two source steps in one register. (A record of all three steps would
+// take two registers, but compilers assemble its first half through memory,
+// and the reload then waits for two stores to drain.)
+struct SourceSteps {
+    Vek32s src1, src2;
+};
+// Width and height in one register.
+struct BlockSize {
+    Vek32s width, height;
+};
+
 // (a + b + 1) >> 1 over a block. Special kernels have their size built in and
-// ignore width and height; the generic kernel loops over them.
-using AverageBlockFn = void(const Vek8u* src1, Vek32s srcStep1, const Vek8u* src2, Vek32s srcStep2, Vek8u* dst,
-                            Vek32s dstStep, Vek32s width, Vek32s height);
+// ignore `size`; the generic kernel loops over it.
+using AverageBlockFn = VekStatus(const Vek8u* src1, const Vek8u* src2, Vek8u* dst, SourceSteps steps,
+                                 Vek32s dstStep, BlockSize size);
 // Two-source weighting of a fixed-size block, clipped to 0..255. The destination
 // may be the second source with the same step (rows are read before written).
 using BiWeightBlockFn = void(const Vek8u* src1, Vek32s srcStep1, const Vek8u* src2, Vek32s srcStep2, Vek8u* dst,
                              Vek32s dstStep, const WeightParams& p);
+// The same with one step for both sources.
+using BiWeightSharedFn = VekStatus(const Vek8u* src1, const Vek8u* src2, Vek8u* dst, SharedSteps steps,
+                                   WeightParams p);
 // The same for any size; a width or height below 1 writes nothing.
 using BiWeightGenericFn = void(const Vek8u* src1, Vek32s srcStep1, const Vek8u* src2, Vek32s srcStep2, Vek8u* dst,
                                Vek32s dstStep, const WeightParams& p, Vek32s width, Vek32s height);
 // One-source weighting in place, clipped to 0..255.
-using UniWeightBlockFn = void(Vek8u* srcDst, Vek32s srcDstStep, const WeightParams& p);
+using UniWeightBlockFn = VekStatus(Vek8u* srcDst, Vek32s srcDstStep, WeightParams p);
 
 // 16-bit forms over any size, clipped to 0..(1 << bitDepth) - 1; steps in elements.
 using Average16uFn = void(const Vek16u* src1, Vek32s srcStep1, const Vek16u* src2, Vek32s srcStep2, Vek16u* dst,
@@ -84,12 +107,20 @@ constexpr WeightBlockTable<Fn> fixed_size_table() {
     return t;
 }
 
+// A three-step kernel in the shared-step form.
+template <BiWeightBlockFn* F>
+VekStatus with_shared_steps(const Vek8u* src1, const Vek8u* src2, Vek8u* dst, SharedSteps steps, WeightParams p) {
+    F(src1, steps.src, src2, steps.src, dst, steps.dst, p);
+    return vekStsOk;
+}
+
 struct WeightTable {
     std::array<AverageBlockFn*, kAverageSlots> interpolate_block;  // interpolate_block_h264_function_table
     AverageBlockFn* average_generic;                               // odd sizes and the shared-step form
     WeightBlockTable<BiWeightBlockFn> bidir_weight_block;          // bidir_weight_block_H264_8u_P3P1
+    WeightBlockTable<BiWeightSharedFn> bidir_weight_shared;        // the same kernels, one source step
     BiWeightGenericFn* bidir_weight_generic;                       // any size
-    WeightBlockTable<BiWeightBlockFn> weighted_average;            // clip through ClampTbl
+    WeightBlockTable<BiWeightSharedFn> weighted_average;           // clip through ClampTbl
     WeightBlockTable<UniWeightBlockFn> unidir_weight_block;
     Average16uFn* average_16u;
     BiWeight16uFn* bidir_weight_16u;

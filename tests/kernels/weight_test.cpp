@@ -1,6 +1,6 @@
 // Differential tests of the averaging and weighting tables: every slot a level
-// overrides against the reference, bit for bit, for weights that take the
-// 16-bit fast path and weights that need 32 bits.
+// overrides against the reference, bit for bit, over weight sets on both sides
+// of each fast path's conditions, in both sample depths.
 #include "h264/weight.h"
 
 #include <gtest/gtest.h>
@@ -8,7 +8,6 @@
 #include <functional>
 #include <string>
 #include <utility>
-#include <vector>
 
 #include "kernel_compare.h"
 
@@ -17,134 +16,165 @@ namespace {
 using namespace vek::h264;
 using namespace vek::test;
 
-// Kernel under test on (src1, src2, dst) planes; in-place kernels get dst
-// already holding src1's samples.
-using BlockRun = std::function<void(const GuardedPlane<Vek8u>&, const GuardedPlane<Vek8u>&, GuardedPlane<Vek8u>&)>;
+// A kernel on (src1, src2, dst) planes, steps in the kernel's units.
+template <class T>
+using KernelRun = std::function<void(const T* a, int sa, const T* b, int sb, T* d, int sd)>;
 
-void expect_same(const std::string& what, int width, int height, bool in_place, const BlockRun& tested,
-                 const BlockRun& reference) {
+// Three free steps; src2 with src1's step; in place (dst holds src1's samples).
+enum class Form { kThreeSteps, kSharedStep, kInPlace };
+
+template <class T>
+void expect_same(const std::string& what, int width, int height, Form form, Vek32u max, const KernelRun<T>& tested,
+                 const KernelRun<T>& reference) {
     SCOPED_TRACE(what);
     Rng rng = Rng::for_test(what);
-    auto layouts = layout_sweep(width, !in_place, rng);
+    constexpr int kSize = sizeof(T);
+    const auto layouts = layout_sweep(width * kSize, form != Form::kInPlace, rng, kSize);
     const std::size_t n_pairs = std::size(kHostilePairs);
     for (std::size_t trial = 0; trial < layouts.size() * n_pairs; ++trial) {
-        const Layout l1 = layouts[trial / n_pairs], l2 = layouts[(trial * 5 + 1) % layouts.size()];
-        const Layout ld = layouts[(trial * 3 + 2) % layouts.size()];
+        const Layout l1 = layouts[trial / n_pairs], ld = layouts[(trial * 3 + 2) % layouts.size()];
+        const Layout l2 = form == Form::kSharedStep ? l1 : layouts[(trial * 5 + 1) % layouts.size()];
         const PatternPair pp = kHostilePairs[trial % n_pairs];
-        GuardedPlane<Vek8u> s1(width, height, l1.step, l1.misalign), s2(width, height, l2.step, l2.misalign);
-        GuardedPlane<Vek8u> got(width, height, ld.step, ld.misalign), want(width, height, ld.step, ld.misalign);
-        s1.fill(pp.first, 255, rng);
-        s2.fill(pp.second, 255, rng);
-        if (in_place)
-            for (int y = 0; y < height; ++y)
-                for (int x = 0; x < width; ++x) got.set(x, y, s1.get(x, y)), want.set(x, y, s1.get(x, y));
+        GuardedPlane<T> s1(width, height, l1.step, l1.misalign), s2(width, height, l2.step, l2.misalign);
+        GuardedPlane<T> got(width, height, ld.step, ld.misalign), want(width, height, ld.step, ld.misalign);
+        s1.fill(pp.first, max, rng);
+        s2.fill(pp.second, max, rng);
+        for (int y = 0; form == Form::kInPlace && y < height; ++y)
+            for (int x = 0; x < width; ++x) got.set(x, y, s1.get(x, y)), want.set(x, y, s1.get(x, y));
         const auto before1 = s1.snapshot(), before2 = s2.snapshot();
-        tested(s1, s2, got);
-        reference(s1, s2, want);
+        const auto call = [&](const KernelRun<T>& run, GuardedPlane<T>& d) {
+            run(s1.data(), s1.step() / kSize, s2.data(), s2.step() / kSize, d.data(), d.step() / kSize);
+        };
+        call(tested, got);
+        call(reference, want);
         const auto g = samples(got), w = samples(want);
         if (g != w || !got.guard_intact() || !s1.unchanged_since(before1) || !s2.unchanged_since(before2)) {
             ADD_FAILURE() << "trial " << trial << ", patterns " << pattern_name(pp.first) << " / "
                           << pattern_name(pp.second) << ", src1 " << l1 << ", src2 " << l2 << ", dst " << ld
                           << (got.guard_intact() ? "" : "\nwrite outside the block") << "\n"
-                          << side_by_side(w.data(), g.data(), width, height, "reference", "tested")
-                          << plane_grid(s1, "src1") << plane_grid(s2, "src2");
+                          << side_by_side(w.data(), g.data(), width, height, "reference", "tested");
             return;
         }
     }
 }
 
-// Weight sets: byte weights for pmaddubsw (the edges of its conditions
-// included), weights of 128 for pmullw, then weights, offsets and shifts that
-// need 32 bits (sums beyond 16 bits, wide offsets, wrapping sums, no shift).
+// {w1, w2, shift, offset}: the default average (pavgb); the add-and-shift
+// bounds (S + c exactly at and one past 16 bits, both signs); the one-source
+// byte-pair bounds (K = 255 and 257, shift 0 and 7, weights -128 and 128);
+// the rounding-multiply path, weights of 128 and 32-bit sums, wrapping ones.
 const WeightParams kWeights[] = {
-    {32, 32, 6, 0},        {1, 0, 1, 0},         {127, 1, 8, -128}, {-128, 127, 8, 127},  {-64, -64, 3, 300},
-    {5, -3, 15, -32768},   {100, 28, 16, 32767}, {-1, 0, 31, 255},  {128, -64, 7, 0},     {128, -128, 8, -3},
-    {-128, 128, 1, 200},   {128, 1, 7, 0},       {127, 127, 8, 0},  {200, -70, 5, 40000}, {-5000, 3000, 12, -20},
-    {0x7FFFFFFF, 3, 1, 0}, {64, 64, 0, -300},    {3, 2, 2, -40000}, {-129, 1, 9, 1},      {127, 2, 7, -2},
-    {-128, -1, 1, 16447},
+    {32, 32, 6, 0},       {1, 1, 1, 0},        {64, 64, 7, 0},       {64, 64, 7, 1},         {-128, 0, 1, -64},
+    {-128, 0, 1, -65},    {127, 1, 8, -128},   {-128, 127, 8, 127},  {-64, -64, 3, 300},     {5, -3, 15, -32768},
+    {100, 28, 16, 32767}, {-1, 0, 31, 255},    {127, 0, 7, 127},     {-128, 0, 7, -128},     {5, 0, 7, 128},
+    {3, 0, 0, 255},       {-7, 0, 0, -255},    {9, 0, 0, 256},       {128, -64, 7, 0},       {128, -128, 8, -3},
+    {-128, 128, 1, 200},  {127, 127, 8, 0},    {200, -70, 5, 40000}, {-5000, 3000, 12, -20}, {0x7FFFFFFF, 3, 1, 0},
+    {64, 64, 0, -300},    {3, 2, 2, -40000},   {-129, 1, 9, 1},      {-128, -1, 1, 16447},
 };
 
-BlockRun average_run(AverageBlockFn* fn, int w, int h) {
-    return [fn, w, h](const auto& a, const auto& b, auto& d) {
-        fn(a.data(), a.step(), b.data(), b.step(), d.data(), d.step(), w, h);
-    };
-}
-
 class WeightKernels : public ::testing::TestWithParam<Level> {
-   protected:
+protected:
     const Level level_ = GetParam();
     const WeightTable at_ = make_weight_table(level_.flags), below_ = make_weight_table(level_below(level_).flags);
     const WeightTable ref_ = make_weight_table(vek::kCpuNone);
-    std::string name(const std::string& what, int w, int h) const {
-        return what + "/" + std::to_string(w) + "x" + std::to_string(h) + "/" + level_.name;
+
+    // Compares a slot with the reference when this level overrides it; bind
+    // turns a kernel into a Run.
+    template <class T, class Fn, class Bind>
+    void compare(Fn* at, Fn* below, Fn* ref, const std::string& what, int w, int h, Form form,
+                 Vek32u max, Bind bind) const {
+        if (!changed_at(at, below)) return;
+        expect_same<T>(what + "/" + std::to_string(w) + "x" + std::to_string(h) + "/" + level_.name, w, h, form, max,
+                       bind(at), bind(ref));
     }
 };
 
-// Each slot at the largest even size of its class, so a kernel writing more
-// (or less) than its slot's reference shows.
+// Each averaging slot at the largest even size of its class, so that a kernel
+// writing more or less than its slot's reference shows; the generic kernel at any size.
 TEST_P(WeightKernels, AverageMatchesReference) {
+    const auto bind = [](int w, int h) {
+        return [w, h](AverageBlockFn* fn) -> KernelRun<Vek8u> {
+            return [=](auto a, int sa, auto b, int sb, auto d, int sd) { fn(a, b, d, {sa, sb}, sd, {w, h}); };
+        };
+    };
     const int largest[] = {2, 6, 10, 14, 16};
-    for (int wc = 0; wc < 5; ++wc)
-        for (int hc = 0; hc < 5; ++hc) {
-            const int i = 5 * wc + hc;
-            if (!changed_at(at_.interpolate_block[i], below_.interpolate_block[i])) continue;
-            const int w = largest[wc], h = largest[hc];
-            expect_same(name("average", w, h), w, h, false, average_run(at_.interpolate_block[i], w, h),
-                        average_run(ref_.interpolate_block[i], w, h));
-        }
-    if (!changed_at(at_.average_generic, below_.average_generic)) return;
+    for (int i = 0; i < kAverageSlots; ++i) {
+        const int w = largest[i / 5], h = largest[i % 5];
+        compare<Vek8u>(at_.interpolate_block[i], below_.interpolate_block[i], ref_.interpolate_block[i],
+                       "average", w, h, Form::kThreeSteps, 255, bind(w, h));
+    }
     for (int w = 1; w <= 21; ++w)
-        for (int h : {1, 2, 3, 16})
-            expect_same(name("average_generic", w, h), w, h, false, average_run(at_.average_generic, w, h),
-                        average_run(ref_.average_generic, w, h));
+        for (int h : {1, 3, 16})
+            compare<Vek8u>(at_.average_generic, below_.average_generic, ref_.average_generic,
+                           "average_generic", w, h, Form::kThreeSteps, 255, bind(w, h));
 }
 
 TEST_P(WeightKernels, WeightingMatchesReference) {
-    for (int i = 0; i < kWeightSlots; ++i) {
-        const int w = 2 << (i / kWeightSides), h = 2 << (i % kWeightSides);
-        for (std::size_t k = 0; k < std::size(kWeights); ++k) {
-            const WeightParams p = kWeights[k];
-            const std::string set = "/weights " + std::to_string(k);
-            const auto two = [p](BiWeightBlockFn* fn) -> BlockRun {
-                return [fn, p](const auto& a, const auto& b, auto& d) {
-                    fn(a.data(), a.step(), b.data(), b.step(), d.data(), d.step(), p);
-                };
-            };
-            const auto one = [p](UniWeightBlockFn* fn) -> BlockRun {
-                return [fn, p](const auto&, const auto&, auto& d) { fn(d.data(), d.step(), p); };
-            };
-            if (changed_at(at_.bidir_weight_block[i], below_.bidir_weight_block[i]))
-                expect_same(name("bidir", w, h) + set, w, h, false, two(at_.bidir_weight_block[i]),
-                            two(ref_.bidir_weight_block[i]));
-            if (changed_at(at_.weighted_average[i], below_.weighted_average[i]))
-                expect_same(name("weighted_average", w, h) + set, w, h, false, two(at_.weighted_average[i]),
-                            two(ref_.weighted_average[i]));
-            if (changed_at(at_.unidir_weight_block[i], below_.unidir_weight_block[i]))
-                expect_same(name("unidir", w, h) + set, w, h, true, one(at_.unidir_weight_block[i]),
-                            one(ref_.unidir_weight_block[i]));
+    for (std::size_t k = 0; k < std::size(kWeights); ++k) {
+        const WeightParams p = kWeights[k];
+        const std::string set = "/weights " + std::to_string(k);
+        const auto three = [p](BiWeightBlockFn* fn) -> KernelRun<Vek8u> {
+            return [=](auto a, int sa, auto b, int sb, auto d, int sd) { fn(a, sa, b, sb, d, sd, p); };
+        };
+        const auto shared = [p](BiWeightSharedFn* fn) -> KernelRun<Vek8u> {
+            return [=](auto a, int sa, auto b, int, auto d, int sd) { fn(a, b, d, {sa, sd}, p); };
+        };
+        const auto one = [p](UniWeightBlockFn* fn) -> KernelRun<Vek8u> {
+            return [=](auto, int, auto, int, auto d, int sd) { fn(d, sd, p); };
+        };
+        for (int i = 0; i < kWeightSlots; ++i) {
+            const int w = 2 << (i / kWeightSides), h = 2 << (i % kWeightSides);
+            compare<Vek8u>(at_.bidir_weight_block[i], below_.bidir_weight_block[i], ref_.bidir_weight_block[i],
+                           "bidir" + set, w, h, Form::kThreeSteps, 255, three);
+            compare<Vek8u>(at_.bidir_weight_shared[i], below_.bidir_weight_shared[i],
+                           ref_.bidir_weight_shared[i], "bidir_shared" + set, w, h, Form::kSharedStep, 255, shared);
+            compare<Vek8u>(at_.weighted_average[i], below_.weighted_average[i], ref_.weighted_average[i],
+                           "weighted_average" + set, w, h, Form::kSharedStep, 255, shared);
+            compare<Vek8u>(at_.unidir_weight_block[i], below_.unidir_weight_block[i],
+                           ref_.unidir_weight_block[i], "unidir" + set, w, h, Form::kInPlace, 255, one);
         }
+        // Any size: the widths around multiples of 16, and sides below 1 (nothing written).
+        for (const auto& [w, h] : {std::pair{1, 1}, {15, 3}, {17, 4}, {40, 5}, {0, 4}, {4, -1}})
+            compare<Vek8u>(at_.bidir_weight_generic, below_.bidir_weight_generic, ref_.bidir_weight_generic,
+                           "bidir_generic" + set, std::max(w, 1), std::max(h, 1), Form::kThreeSteps, 255,
+                           [&](BiWeightGenericFn* fn) -> KernelRun<Vek8u> {
+                               return [=](auto a, int sa, auto b, int sb, auto d, int sd) {
+                                   fn(a, sa, b, sb, d, sd, p, w, h);
+                               };
+                           });
     }
 }
 
-// Any size, the widths around each multiple of 16 and the sides below 1.
-TEST_P(WeightKernels, GenericWeightingMatchesReference) {
-    if (!changed_at(at_.bidir_weight_generic, below_.bidir_weight_generic)) return;
-    const auto run = [](BiWeightGenericFn* fn, const WeightParams& p, int w, int h) -> BlockRun {
-        return [=](const auto& a, const auto& b, auto& d) {
-            fn(a.data(), a.step(), b.data(), b.step(), d.data(), d.step(), p, w, h);
-        };
-    };
-    for (const auto& [w, h] : {std::pair{1, 1}, {3, 2}, {15, 3}, {16, 1}, {17, 4}, {33, 2}, {40, 5}})
-        for (const std::size_t k : {0u, 9u, 13u})
-            expect_same(name("bidir_generic", w, h) + "/weights " + std::to_string(k), w, h, false,
-                        run(at_.bidir_weight_generic, kWeights[k], w, h),
-                        run(ref_.bidir_weight_generic, kWeights[k], w, h));
-    for (const auto& [w, h] : {std::pair{0, 4}, {4, 0}, {-3, 4}, {4, -1}}) {  // writes nothing
-        GuardedPlane<Vek8u> s(8, 4, 8), d(8, 4, 8);
-        const auto before = d.snapshot();
-        at_.bidir_weight_generic(s.data(), 8, s.data(), 8, d.data(), 8, kWeights[0], w, h);
-        EXPECT_TRUE(d.unchanged_since(before)) << w << "x" << h;
-    }
+// 16 bits at depths 8 to 14, samples up to the depth's maximum and up to
+// 65535, every size the functions accept.
+TEST_P(WeightKernels, SixteenBitMatchesReference) {
+    for (const Vek32s depth : {8, 10, 12, 14})
+        for (const Vek32u max : {(Vek32u{1} << depth) - 1, Vek32u{65535}}) {
+            const std::string tag = "/depth " + std::to_string(depth) + "/max " + std::to_string(max);
+            for (int w = 2; w <= 16; w += 3)
+                compare<Vek16u>(at_.average_16u, below_.average_16u, ref_.average_16u, "average_16u" + tag, w,
+                                3, Form::kThreeSteps, max, [w](Average16uFn* fn) -> KernelRun<Vek16u> {
+                                    return [=](auto a, int sa, auto b, int sb, auto d, int sd) {
+                                        fn(a, sa, b, sb, d, sd, w, 3);
+                                    };
+                                });
+            for (const std::size_t k : {0u, 2u, 9u, 14u, 23u, 24u, 26u})
+                for (const int w : {2, 4, 8, 16}) {
+                    const WeightParams p = kWeights[k];
+                    const std::string set = tag + "/weights " + std::to_string(k);
+                    compare<Vek16u>(at_.bidir_weight_16u, below_.bidir_weight_16u, ref_.bidir_weight_16u,
+                                    "bidir_16u" + set, w, 2, Form::kThreeSteps, max,
+                                    [=](BiWeight16uFn* fn) -> KernelRun<Vek16u> {
+                                        return [=](auto a, int sa, auto b, int sb, auto d, int sd) {
+                                            fn(a, sa, b, sb, d, sd, p, w, 2, depth);
+                                        };
+                                    });
+                    compare<Vek16u>(at_.unidir_weight_16u, below_.unidir_weight_16u, ref_.unidir_weight_16u,
+                                    "unidir_16u" + set, w, 2, Form::kInPlace, max,
+                                    [=](UniWeight16uFn* fn) -> KernelRun<Vek16u> {
+                                        return [=](auto, int, auto, int, auto d, int sd) { fn(d, sd, p, w, 2, depth); };
+                                    });
+                }
+        }
 }
 
 VEK_INSTANTIATE_LEVELS(WeightKernels);

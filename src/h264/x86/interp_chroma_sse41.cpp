@@ -45,14 +45,15 @@ inline void store_w(Vek8u* p, __m128i v) {
 inline __m128i weights(int lo, int hi) { return _mm_set1_epi16(static_cast<short>((hi << 8) | lo)); }
 
 template <int W>
-void copy_8u(const Vek8u* src, Vek32s srcStep, Vek8u* dst, Vek32s dstStep, Vek32s, Vek32s, Vek32s height) {
+VekStatus copy_8u(const Vek8u* src, Vek32s srcStep, Vek8u* dst, Vek32s dstStep, Vek32s, Vek32s height) {
     for (int y = 0; y < height; ++y, src += srcStep, dst += dstStep) store_w<W>(dst, load_w<W>(src));
+    return vekStsOk;
 }
 
 // Two taps: the sample and its neighbour at `next` (1 horizontal, the step vertical).
 template <int W, bool kVertical>
-void two_tap_8u(const Vek8u* src, Vek32s srcStep, Vek8u* dst, Vek32s dstStep, Vek32s dx, Vek32s dy, Vek32s height) {
-    const int f = kVertical ? dy : dx;
+VekStatus two_tap_8u(const Vek8u* src, Vek32s srcStep, Vek8u* dst, Vek32s dstStep, Vek32s frac, Vek32s height) {
+    const int f = kVertical ? frac >> 3 : frac & 7;
     const __m128i w = weights(8 - f, f);
     const __m128i round = _mm_set1_epi16(4);
     const std::ptrdiff_t next = kVertical ? srcStep : 1;
@@ -62,10 +63,12 @@ void two_tap_8u(const Vek8u* src, Vek32s srcStep, Vek8u* dst, Vek32s dstStep, Ve
         sum = _mm_srli_epi16(_mm_add_epi16(sum, round), 3);
         store_w<W>(dst, _mm_packus_epi16(sum, sum));
     }
+    return vekStsOk;
 }
 
 template <int W>
-void full_8u(const Vek8u* src, Vek32s srcStep, Vek8u* dst, Vek32s dstStep, Vek32s dx, Vek32s dy, Vek32s height) {
+VekStatus full_8u(const Vek8u* src, Vek32s srcStep, Vek8u* dst, Vek32s dstStep, Vek32s frac, Vek32s height) {
+    const int dx = frac & 7, dy = frac >> 3;
     const __m128i wab = weights((8 - dx) * (8 - dy), dx * (8 - dy));
     const __m128i wcd = weights((8 - dx) * dy, dx * dy);
     const __m128i round = _mm_set1_epi16(32);
@@ -78,6 +81,7 @@ void full_8u(const Vek8u* src, Vek32s srcStep, Vek8u* dst, Vek32s dstStep, Vek32
         store_w<W>(dst, _mm_packus_epi16(sum, sum));
         top = bottom;
     }
+    return vekStsOk;
 }
 
 // NV12 pairs to two planes; the extra column comes from a second load that

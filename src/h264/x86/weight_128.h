@@ -122,8 +122,9 @@ inline void average_16xh_128(const Vek8u* src1, std::ptrdiff_t s1, const Vek8u* 
 }
 
 template <int W, int H>
-void average_block_128(const Vek8u* src1, Vek32s step1, const Vek8u* src2, Vek32s step2, Vek8u* dst, Vek32s dstStep,
-                       Vek32s, Vek32s) {
+VekStatus average_block_128(const Vek8u* src1, const Vek8u* src2, Vek8u* dst, vek::h264::SourceSteps steps,
+                            Vek32s dstStep, vek::h264::BlockSize) {
+    const Vek32s step1 = steps.src1, step2 = steps.src2;
     if constexpr (W == 16) {
         average_16xh_128<H>(src1, step1, src2, step2, dst, dstStep);
     } else {
@@ -135,12 +136,14 @@ void average_block_128(const Vek8u* src1, Vek32s step1, const Vek8u* src2, Vek32
             scatter<W, G>(row_ptr(dst, dstStep, y), dstStep, _mm_avg_epu8(a, b));
         }
     }
+    return vekStsOk;
 }
 
 // Any size: each row in pieces of 16, 8 and 4 samples, the last 1 to 3 one by one.
-inline void average_generic_128(const Vek8u* src1, Vek32s step1, const Vek8u* src2, Vek32s step2, Vek8u* dst,
-                                Vek32s dstStep, Vek32s width, Vek32s height) {
-    for (int y = 0; y < height; ++y) {
+inline VekStatus average_generic_128(const Vek8u* src1, const Vek8u* src2, Vek8u* dst, vek::h264::SourceSteps steps,
+                                     Vek32s dstStep, vek::h264::BlockSize size) {
+    const Vek32s step1 = steps.src1, step2 = steps.src2, width = size.width;
+    for (int y = 0; y < size.height; ++y) {
         const Vek8u* a = row_ptr(src1, step1, y);
         const Vek8u* b = row_ptr(src2, step2, y);
         Vek8u* d = row_ptr(dst, dstStep, y);
@@ -150,6 +153,7 @@ inline void average_generic_128(const Vek8u* src1, Vek32s step1, const Vek8u* sr
         if (x + 4 <= width) store4(d + x, _mm_avg_epu8(load4(a + x), load4(b + x))), x += 4;
         for (; x < width; ++x) d[x] = static_cast<Vek8u>((a[x] + b[x] + 1) >> 1);
     }
+    return vekStsOk;
 }
 
 // The special slots and every generic slot of the averaging table.
@@ -335,10 +339,11 @@ void bidir_weight_block_128(const Vek8u* src1, Vek32s step1, const Vek8u* src2, 
 }
 
 template <int W, int H>
-void unidir_weight_block_128(Vek8u* srcDst, Vek32s step, const WeightParams& p) {
+VekStatus unidir_weight_block_128(Vek8u* srcDst, Vek32s step, WeightParams p) {
     if (!fits_16bit_unidir(p)) unidir_weight_wide_128<W, H>(srcDst, step, p);
     else if (p.shift > 0) weigh_block_128<W, H>(srcDst, step, srcDst, step, srcDst, step, UnidirFast<true>(p));
     else weigh_block_128<W, H>(srcDst, step, srcDst, step, srcDst, step, UnidirFast<false>(p));
+    return vekStsOk;
 }
 
 }  // namespace

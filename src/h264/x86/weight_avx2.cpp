@@ -4,10 +4,12 @@
 // The rarer paths (weights of 128, 32-bit sums), the narrower blocks and the
 // averages (a 16-byte row is one pavgb) use the 128-bit kernels, compiled
 // here in VEX encoding.
+#include <algorithm>
 #include <cstdlib>
 
 #include "h264/weight.h"
 #include "h264/x86/weight_128.h"
+#include "h264/x86/weight_16u_simd.h"
 
 namespace vek::h264 {
 
@@ -42,17 +44,50 @@ struct UnidirFast256 {
     __m256i hi(__m256i a, __m256i) const { return words(_mm256_unpackhi_epi8(a, _mm256_setzero_si256())); }
 };
 
+// (S + c) >> shift with S = a * w1 + b * w2 from pmaddubsw and c the rounding
+// term plus the offset times 2^shift: the offset rides along in the same add,
+// and the arithmetic shift runs on other pipes than the multiplies.
+struct BidirAddShift256 {
+    __m256i weights, c;
+    __m128i count;
+    BidirAddShift256(const WeightParams& p, Vek32s c32)
+        : weights(_mm256_set1_epi16(static_cast<Vek16s>((p.w1 & 0xFF) | ((p.w2 & 0xFF) << 8)))),
+          c(_mm256_set1_epi16(static_cast<Vek16s>(c32))),
+          count(_mm_cvtsi32_si128(static_cast<int>(p.shift))) {}
+    __m256i pairs(__m256i ab) const {
+        return _mm256_sra_epi16(_mm256_add_epi16(_mm256_maddubs_epi16(ab, weights), c), count);
+    }
+    __m256i lo(__m256i a, __m256i b) const { return pairs(_mm256_unpacklo_epi8(a, b)); }
+    __m256i hi(__m256i a, __m256i b) const { return pairs(_mm256_unpackhi_epi8(a, b)); }
+};
+
+// One source: each sample paired with a constant byte K, so that pmaddubsw
+// forms a * w + K * m, K * m being the rounding term plus the offset times
+// 2^shift; an arithmetic shift finishes. A sum pmaddubsw saturates lies
+// beyond 0..255 after any shift up to 7, as the exact one does.
+struct UnidirPair256 {
+    __m256i weights, k;
+    __m128i count;
+    UnidirPair256(const WeightParams& p, Vek32s k8, Vek32s m)
+        : weights(_mm256_set1_epi16(static_cast<Vek16s>((p.w1 & 0xFF) | ((m & 0xFF) << 8)))),
+          k(_mm256_set1_epi8(static_cast<char>(k8))),
+          count(_mm_cvtsi32_si128(static_cast<int>(p.shift))) {}
+    __m256i pairs(__m256i ak) const { return _mm256_sra_epi16(_mm256_maddubs_epi16(ak, weights), count); }
+    __m256i lo(__m256i a, __m256i) const { return pairs(_mm256_unpacklo_epi8(a, k)); }
+    __m256i hi(__m256i a, __m256i) const { return pairs(_mm256_unpackhi_epi8(a, k)); }
+};
+
 // Rows y and y + 1 in the two lanes: lo and hi are samples 0-7 and 8-15 of
 // each row, and packuswb puts each row back together in its own lane. A lane
 // is loaded by a broadcast and the two merged by a blend, which keeps the
-// shuffle unit (the busiest here) free for the interleave and the pack.
+// shuffle pipes (the busiest here) free for the interleave and the pack.
 inline __m256i load_two_rows(const Vek8u* r0, const Vek8u* r1) {
     return _mm256_blend_epi32(_mm256_broadcastsi128_si256(load16(r0)), _mm256_broadcastsi128_si256(load16(r1)), 0xF0);
 }
 
 template <class Op>
 [[gnu::always_inline]] inline void weigh_two_rows(const Vek8u* a0, const Vek8u* a1, const Vek8u* b0, const Vek8u* b1,
-                                                  Vek8u* d0, Vek8u* d1, const Op& op) {
+                                                  Vek8u* d0, Vek8u* d1, Op op) {
     const __m256i a = load_two_rows(a0, a1), b = load_two_rows(b0, b1);
     const __m256i v = _mm256_packus_epi16(op.lo(a, b), op.hi(a, b));
     store16(d0, _mm256_castsi256_si128(v));
@@ -62,64 +97,109 @@ template <class Op>
 // Each source walks by its own pointer, two rows a step: row y + 1 is one
 // step past row y, an addressing mode of its own.
 template <int H, class Op>
-[[gnu::always_inline]] inline void weigh_16xh_avx2(const Vek8u* src1, Vek32s step1, const Vek8u* src2, Vek32s step2,
-                                                   Vek8u* dst, Vek32s dstStep, const Op& op) {
-    const std::ptrdiff_t s1 = step1, s2 = step2, sd = dstStep;
+[[gnu::always_inline]] inline void weigh_16xh_avx2(const Vek8u* src1, std::ptrdiff_t s1, const Vek8u* src2,
+                                                   std::ptrdiff_t s2, Vek8u* dst, std::ptrdiff_t sd, Op op) {
 #pragma GCC unroll 8
     for (int y = 0; y < H; y += 2, src1 += 2 * s1, src2 += 2 * s2, dst += 2 * sd)
         weigh_two_rows(src1, src1 + s1, src2, src2 + s2, dst, dst + sd, op);
 }
 
-// The weights pmaddubsw takes, tested in a few instructions: each weight a
-// signed byte other than -128, their sizes adding up to at most 128 (so no
-// sum of products leaves 16 bits), a rounding shift of 1 to 15 and an offset
-// of 16 bits. Weights of opposite signs beyond that go out of line, where the
-// full conditions are tested.
-inline bool fast_bidir(const WeightParams& p) {
-    const auto byte = [](Vek32s w) { return static_cast<Vek32u>(w) + 127u <= 254u; };
-    return byte(p.w1) && byte(p.w2) && std::abs(p.w1) + std::abs(p.w2) <= 128 && p.shift - 1 < 15 &&
-           static_cast<Vek32u>(p.offset) + 32768u <= 65535u;
+// The default weights, 2^logWD each without offsets, give the rounded average
+// exactly: pavgb. (Products stay far below the 32-bit wrap for shifts up to 15.)
+inline bool is_average(const WeightParams& p) {
+    return p.shift - 1 < 15 && p.offset == 0 && p.w1 == p.w2 && p.w1 == (1 << (p.shift - 1));
+}
+
+// The add-and-shift form is exact when both weights are signed bytes, the
+// shift is 1 to 15 and no S + c can leave 16 bits (nor S itself): tested as
+// 255 (|w1| + |w2|) + |c| <= 32767, a little stricter than needed with weights
+// of opposite signs, and cheap. c is set when it holds.
+inline bool fits_add_shift(const WeightParams& p, Vek32s& c) {
+    const auto byte = [](Vek32s w) { return static_cast<Vek32u>(w) + 128u <= 255u; };
+    if (p.shift - 1 >= 15 || !byte(p.w1) || !byte(p.w2)) return false;
+    const Vek32s limit = 32767 >> p.shift;  // keeps the offset's term, and c, far from the 32-bit wrap
+    if (p.offset > limit || p.offset < -limit) return false;
+    c = (1 << (p.shift - 1)) + p.offset * (1 << p.shift);
+    return 255 * (std::abs(p.w1) + std::abs(p.w2)) + std::abs(c) <= 32767;
 }
 
 // Everything else (out of line, so that the fast kernel keeps a prologue
-// without saved registers or stack frame).
+// without saved registers or stack frame, and reached by a jump): the
+// rounding multiply with a saturating offset add, then 32-bit lanes. The
+// weights come by value: a reference would make the caller keep them in memory.
 template <int H>
-[[gnu::noinline]] void bidir_weight_16xh_other(const Vek8u* src1, Vek32s step1, const Vek8u* src2, Vek32s step2,
-                                               Vek8u* dst, Vek32s dstStep, const WeightParams& p) {
+[[gnu::noinline]] VekStatus bidir_16xh_other(const Vek8u* src1, Vek32s step1, const Vek8u* src2, Vek32s step2,
+                                             Vek8u* dst, Vek32s dstStep, WeightParams p) {
     if (fits_16bit_bidir(p))
         weigh_16xh_avx2<H>(src1, step1, src2, step2, dst, dstStep, BidirFast256(p));
     else
         bidir_weight_wide_128<16, H>(src1, step1, src2, step2, dst, dstStep, p);
+    return vekStsOk;
 }
 
+// The default weights first (pavgb), then the add-and-shift form, then the rest.
 template <int H>
 void bidir_weight_16xh_avx2(const Vek8u* src1, Vek32s step1, const Vek8u* src2, Vek32s step2, Vek8u* dst,
                             Vek32s dstStep, const WeightParams& p) {
-    if (fast_bidir(p))
-        weigh_16xh_avx2<H>(src1, step1, src2, step2, dst, dstStep, BidirFast256(p));
+    Vek32s c;
+    if (is_average(p))
+        average_16xh_128<H>(src1, step1, src2, step2, dst, dstStep);
+    else if (fits_add_shift(p, c))
+        weigh_16xh_avx2<H>(src1, step1, src2, step2, dst, dstStep, BidirAddShift256(p, c));
     else
-        bidir_weight_16xh_other<H>(src1, step1, src2, step2, dst, dstStep, p);
+        bidir_16xh_other<H>(src1, step1, src2, step2, dst, dstStep, p);
+}
+
+// The shared-step form's rarer paths take at most six register arguments, so
+// that the kernel reaches them by a jump.
+template <int H>
+[[gnu::noinline]] VekStatus average_shared_16xh(const Vek8u* src1, const Vek8u* src2, Vek8u* dst, SharedSteps steps) {
+    average_16xh_128<H>(src1, steps.src, src2, steps.src, dst, steps.dst);
+    return vekStsOk;
+}
+template <int H>
+[[gnu::noinline]] VekStatus bidir_shared_16xh_other(const Vek8u* src1, const Vek8u* src2, Vek8u* dst,
+                                                    SharedSteps steps, WeightParams p) {
+    return bidir_16xh_other<H>(src1, steps.src, src2, steps.src, dst, steps.dst, p);
 }
 
 template <int H>
-[[gnu::noinline]] void unidir_weight_16xh_other(Vek8u* srcDst, Vek32s step, const WeightParams& p) {
+VekStatus bidir_shared_16xh_avx2(const Vek8u* src1, const Vek8u* src2, Vek8u* dst, SharedSteps steps,
+                                 WeightParams p) {
+    if (is_average(p)) return average_shared_16xh<H>(src1, src2, dst, steps);
+    Vek32s c;
+    if (!fits_add_shift(p, c)) return bidir_shared_16xh_other<H>(src1, src2, dst, steps, p);
+    weigh_16xh_avx2<H>(src1, steps.src, src2, steps.src, dst, steps.dst, BidirAddShift256(p, c));
+    return vekStsOk;
+}
+
+template <int H>
+[[gnu::noinline]] VekStatus unidir_weight_16xh_other(Vek8u* srcDst, Vek32s step, WeightParams p) {
     if (!fits_16bit_unidir(p))
         unidir_weight_wide_128<16, H>(srcDst, step, p);
     else if (p.shift > 0)
         weigh_16xh_avx2<H>(srcDst, step, srcDst, step, srcDst, step, UnidirFast256<true>(p));
     else
         weigh_16xh_avx2<H>(srcDst, step, srcDst, step, srcDst, step, UnidirFast256<false>(p));
+    return vekStsOk;
 }
 
-// One source: a weight of at most 128 in size, a rounding shift of 1 to 15
-// and an offset of 16 bits take pmullw and pmulhrsw; no shift, or anything
-// wider, goes out of line.
+// One source: a signed byte weight, a shift of at most 7 and an offset whose
+// term K * m has K within a byte take UnidirPair256; anything else goes out of
+// line.
 template <int H>
-void unidir_weight_16xh_avx2(Vek8u* srcDst, Vek32s step, const WeightParams& p) {
-    if (static_cast<Vek32u>(p.w1) + 128u <= 256u && p.shift - 1 < 15 && static_cast<Vek32u>(p.offset) + 32768u <= 65535u)
-        weigh_16xh_avx2<H>(srcDst, step, srcDst, step, srcDst, step, UnidirFast256<true>(p));
-    else
-        unidir_weight_16xh_other<H>(srcDst, step, p);
+VekStatus unidir_weight_16xh_avx2(Vek8u* srcDst, Vek32s step, WeightParams p) {
+    if (p.shift <= 7 && static_cast<Vek32u>(p.w1) + 128u <= 255u) {
+        const bool shifted = p.shift != 0;
+        long long k = shifted ? 2LL * p.offset + 1 : p.offset;
+        int m = shifted ? 1 << (p.shift - 1) : 1;
+        if (k < 0) k = -k, m = -m;
+        if (k <= 255) {
+            weigh_16xh_avx2<H>(srcDst, step, srcDst, step, srcDst, step, UnidirPair256(p, static_cast<Vek32s>(k), m));
+            return vekStsOk;
+        }
+    }
+    return unidir_weight_16xh_other<H>(srcDst, step, p);
 }
 
 template <int W, int H>
@@ -127,9 +207,67 @@ struct BidirVex {
     static constexpr BiWeightBlockFn* fn = &bidir_weight_block_128<W, H>;
 };
 template <int W, int H>
+struct BidirSharedVex {
+    static constexpr BiWeightSharedFn* fn = &with_shared_steps<&bidir_weight_block_128<W, H>>;
+};
+template <int W, int H>
 struct UnidirVex {
     static constexpr UniWeightBlockFn* fn = &unidir_weight_block_128<W, H>;
 };
+
+// 16-bit samples: eight 32-bit lanes per register for the weightings, sixteen
+// samples per pavgw for the average; the tails as at SSE4.1.
+struct Weigh16x8 {
+    __m256i w1, w2, round, offset, max;
+    __m128i count;
+    explicit Weigh16x8(const Weigh16x4& w)
+        : w1(_mm256_broadcastd_epi32(w.w1)),
+          w2(_mm256_broadcastd_epi32(w.w2)),
+          round(_mm256_broadcastd_epi32(w.round)),
+          offset(_mm256_broadcastd_epi32(w.offset)),
+          max(_mm256_broadcastd_epi32(w.max)),
+          count(w.count) {}
+    static __m256i load(const Vek16u* p) {
+        return _mm256_cvtepu16_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p)));
+    }
+    void store(Vek16u* p, __m256i sum) const {
+        __m256i v = _mm256_add_epi32(_mm256_sra_epi32(_mm256_add_epi32(sum, round), count), offset);
+        v = _mm256_min_epi32(_mm256_max_epi32(v, _mm256_setzero_si256()), max);
+        const __m256i packed = _mm256_permute4x64_epi64(_mm256_packus_epi32(v, v), 0x08);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(p), _mm256_castsi256_si128(packed));
+    }
+};
+
+void average_16u_avx2(const Vek16u* src1, Vek32s step1, const Vek16u* src2, Vek32s step2, Vek16u* dst,
+                      Vek32s dstStep, Vek32s width, Vek32s height) {
+    average16_rows<16>(src1, step1, src2, step2, dst, dstStep, width, height,
+                       [](const Vek16u* a, const Vek16u* b, Vek16u* d) {
+                           _mm256_storeu_si256(reinterpret_cast<__m256i*>(d),
+                                               _mm256_avg_epu16(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(a)),
+                                                                _mm256_loadu_si256(reinterpret_cast<const __m256i*>(b))));
+                       });
+}
+
+void bidir_weight_16u_avx2(const Vek16u* src1, Vek32s step1, const Vek16u* src2, Vek32s step2, Vek16u* dst,
+                           Vek32s dstStep, const WeightParams& p, Vek32s width, Vek32s height, Vek32s bitDepth) {
+    const Weigh16x4 w(p, bitDepth);
+    const Weigh16x8 w8(w);
+    weigh16_rows<8, true>(src1, step1, src2, step2, dst, dstStep, width, height, w,
+                          [&w8](const Vek16u* a, const Vek16u* b, Vek16u* d) {
+                              w8.store(d, _mm256_add_epi32(_mm256_mullo_epi32(Weigh16x8::load(a), w8.w1),
+                                                           _mm256_mullo_epi32(Weigh16x8::load(b), w8.w2)));
+                          });
+}
+
+void unidir_weight_16u_avx2(Vek16u* srcDst, Vek32s step, const WeightParams& p, Vek32s width, Vek32s height,
+                            Vek32s bitDepth) {
+    const Weigh16x4 w(p, bitDepth);
+    const Weigh16x8 w8(w);
+    weigh16_rows<8, false>(srcDst, step, srcDst, step, srcDst, step, width, height, w,
+                           [&w8](const Vek16u* a, const Vek16u*, Vek16u* d) {
+                               w8.store(d, _mm256_mullo_epi32(Weigh16x8::load(a), w8.w1));
+                           });
+}
 
 }  // namespace
 
@@ -138,18 +276,24 @@ void init_weight_table_avx2(WeightTable& t) {
     // operands: a load folds into the arithmetic. The 16-wide weightings follow.
     set_average_kernels_128(t);
     t.bidir_weight_block = fixed_size_table<BidirVex, BiWeightBlockFn>();
-    t.weighted_average = t.bidir_weight_block;
+    t.bidir_weight_shared = fixed_size_table<BidirSharedVex, BiWeightSharedFn>();
     t.unidir_weight_block = fixed_size_table<UnidirVex, UniWeightBlockFn>();
     t.bidir_weight_generic = &bidir_weight_generic_128;
-    const auto set16 = [&t](int h, BiWeightBlockFn* bidir, UniWeightBlockFn* unidir) {
+    const auto set16 = [&t](int h, BiWeightBlockFn* bidir, BiWeightSharedFn* shared, UniWeightBlockFn* unidir) {
         t.bidir_weight_block[weight_block_index(16, h)] = bidir;
-        t.weighted_average[weight_block_index(16, h)] = bidir;  // same clip as the table's, see the SSE4.1 file
+        t.bidir_weight_shared[weight_block_index(16, h)] = shared;
         t.unidir_weight_block[weight_block_index(16, h)] = unidir;
     };
-    set16(2, &bidir_weight_16xh_avx2<2>, &unidir_weight_16xh_avx2<2>);
-    set16(4, &bidir_weight_16xh_avx2<4>, &unidir_weight_16xh_avx2<4>);
-    set16(8, &bidir_weight_16xh_avx2<8>, &unidir_weight_16xh_avx2<8>);
-    set16(16, &bidir_weight_16xh_avx2<16>, &unidir_weight_16xh_avx2<16>);
+    set16(2, &bidir_weight_16xh_avx2<2>, &bidir_shared_16xh_avx2<2>, &unidir_weight_16xh_avx2<2>);
+    set16(4, &bidir_weight_16xh_avx2<4>, &bidir_shared_16xh_avx2<4>, &unidir_weight_16xh_avx2<4>);
+    set16(8, &bidir_weight_16xh_avx2<8>, &bidir_shared_16xh_avx2<8>, &unidir_weight_16xh_avx2<8>);
+    set16(16, &bidir_weight_16xh_avx2<16>, &bidir_shared_16xh_avx2<16>, &unidir_weight_16xh_avx2<16>);
+    // The saturating packs clip exactly as the weighted average's look-up table
+    // does over its range.
+    t.weighted_average = t.bidir_weight_shared;
+    t.average_16u = &average_16u_avx2;
+    t.bidir_weight_16u = &bidir_weight_16u_avx2;
+    t.unidir_weight_16u = &unidir_weight_16u_avx2;
 }
 
 }  // namespace vek::h264
