@@ -14,15 +14,11 @@
 #include <cstring>
 
 #include "h264/weight.h"
+#include "h264/x86/weight_128.h"
 
 namespace {
 
 using vek::h264::WeightParams;
-
-template <class T>
-inline T* row16(T* p, Vek32s step, int y) {
-    return p + static_cast<std::ptrdiff_t>(step) * y;
-}
 
 // n (2 or 4) samples zero-extended to 32-bit lanes, and back with a store of n.
 template <int N>
@@ -103,9 +99,9 @@ template <int kWide, class Wide>
 inline void average16_rows(const Vek16u* src1, Vek32s step1, const Vek16u* src2, Vek32s step2, Vek16u* dst,
                            Vek32s dstStep, Vek32s width, Vek32s height, Wide wide) {
     for (int y = 0; y < height; ++y) {
-        const Vek16u* a = row16(src1, step1, y);
-        const Vek16u* b = row16(src2, step2, y);
-        Vek16u* d = row16(dst, dstStep, y);
+        const Vek16u* a = row_ptr(src1, step1, y);
+        const Vek16u* b = row_ptr(src2, step2, y);
+        Vek16u* d = row_ptr(dst, dstStep, y);
         int x = 0;
         if constexpr (kWide > 0)
             for (; x + kWide <= width; x += kWide) wide(a + x, b + x, d + x);
@@ -117,9 +113,9 @@ template <int kWide, bool kTwo, class Wide>
 inline void weigh16_rows(const Vek16u* src1, Vek32s step1, const Vek16u* src2, Vek32s step2, Vek16u* dst,
                          Vek32s dstStep, Vek32s width, Vek32s height, const Weigh16x4& w, Wide wide) {
     for (int y = 0; y < height; ++y) {
-        const Vek16u* a = row16(src1, step1, y);
-        const Vek16u* b = kTwo ? row16(src2, step2, y) : a;
-        Vek16u* d = row16(dst, dstStep, y);
+        const Vek16u* a = row_ptr(src1, step1, y);
+        const Vek16u* b = kTwo ? row_ptr(src2, step2, y) : a;
+        Vek16u* d = row_ptr(dst, dstStep, y);
         int x = 0;
         if constexpr (kWide > 0)
             for (; x + kWide <= width; x += kWide) wide(a + x, b + x, d + x);
