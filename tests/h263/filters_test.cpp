@@ -73,18 +73,6 @@ TEST(H263Deblocking, HandWorkedEdges) {
     }
 }
 
-TEST(H263Deblocking, Refusals) {
-    Edge e(false, {10, 10, 20, 20}, 16);
-    for (QpEdgeFn* fn : {vekiFilterDeblocking8x8HorEdge_H263_8u_C1IR, vekiFilterDeblocking8x8VerEdge_H263_8u_C1IR}) {
-        for (const int qp : {0, 32, -1}) EXPECT_EQ(fn(e.edge(), 20, qp), vekStsQpRangeErr) << qp;
-        EXPECT_EQ(fn(nullptr, 20, 0), vekStsNullPtrErr);  // pointer first
-    }
-    EXPECT_TRUE(e.holds({10, 10, 20, 20}, 16));
-    for (EdgeFn* fn : {vekiFilterDeblocking16x16HorEdge_H263_8u_C1IR, vekiFilterDeblocking16x16VerEdge_H263_8u_C1IR,
-                       vekiFilterBlockBoundaryHorEdge_H263_8u_C1IR, vekiFilterBlockBoundaryVerEdge_H263_8u_C1IR})
-        EXPECT_EQ(fn(nullptr, 20), vekStsNullPtrErr);
-}
-
 TEST(H263PBPrediction, HalfSampleRoundedBeforeTruncatingAverage) {
     // Reference 100 101 / 103 104 (step 2) under one forward sample.
     const struct {
@@ -108,12 +96,22 @@ TEST(H263PBPrediction, HalfSampleRoundedBeforeTruncatingAverage) {
     for (int i = 0; i < 20; ++i) EXPECT_EQ(fwd[std::size_t(i)], (i % 5 < 3 && i < 10) ? 54 : 9) << i;
 }
 
-TEST(H263PBPrediction, Refusals) {
+// Pointers first, then QP 1..31 of the 8x8 filters, or the PB region's size;
+// a refusal writes nothing.
+TEST(H263Filters, Refusals) {
+    Edge e(false, {10, 10, 20, 20}, 16);
+    for (QpEdgeFn* fn : {vekiFilterDeblocking8x8HorEdge_H263_8u_C1IR, vekiFilterDeblocking8x8VerEdge_H263_8u_C1IR}) {
+        for (const int qp : {0, 32, -1}) EXPECT_EQ(fn(e.edge(), 20, qp), vekStsQpRangeErr) << qp;
+        EXPECT_EQ(fn(nullptr, 20, 0), vekStsNullPtrErr);
+    }
+    EXPECT_TRUE(e.holds({10, 10, 20, 20}, 16));
+    for (EdgeFn* fn : {vekiFilterDeblocking16x16HorEdge_H263_8u_C1IR, vekiFilterDeblocking16x16VerEdge_H263_8u_C1IR,
+                       vekiFilterBlockBoundaryHorEdge_H263_8u_C1IR, vekiFilterBlockBoundaryVerEdge_H263_8u_C1IR})
+        EXPECT_EQ(fn(nullptr, 20), vekStsNullPtrErr);
     Vek8u a[4] = {1, 2, 3, 4}, b[4] = {5, 6, 7, 8};
     EXPECT_EQ(vekiAddBackPredPB_H263_8u_C1R(nullptr, 2, VekRoi{0, 1}, b, 2, 0), vekStsNullPtrErr);
     EXPECT_EQ(vekiAddBackPredPB_H263_8u_C1R(a, 2, VekRoi{1, 1}, nullptr, 2, 0), vekStsNullPtrErr);
-    for (const VekRoi r : {VekRoi{0, 1}, VekRoi{1, 0}})
-        EXPECT_EQ(vekiAddBackPredPB_H263_8u_C1R(a, 2, r, b, 2, 0), vekStsSizeErr);
+    for (const VekRoi r : {VekRoi{0, 1}, VekRoi{1, 0}}) EXPECT_EQ(vekiAddBackPredPB_H263_8u_C1R(a, 2, r, b, 2, 0), vekStsSizeErr);
     EXPECT_EQ(b[0], 5);
 }
 

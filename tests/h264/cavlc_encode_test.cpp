@@ -29,7 +29,7 @@ TEST(CavlcEncode, WalkRules) {
     for (const auto& c : cases) {
         std::array<Vek16s, 16> raster{};
         for (int k = 0; k < 16; ++k) raster[kZigzag[k]] = c.scan[k];
-        EXPECT_EQ(prepare<Vek16s>(kLuma, raster, c.ac, c.count).used(), c.want) << c.name;
+        EXPECT_EQ(used(prepare<Vek16s>(kLuma, raster, c.ac, c.count)), c.want) << c.name;
     }
 }
 

@@ -47,11 +47,12 @@ inline void transform(std::vector<I64>& c, int n) {
 }
 
 // Residual of one block from its coefficients: transformed, or the
-// coefficients as they stand when lossless. Then limited, added, clipped.
+// coefficients as they stand when lossless (then rows of n, any number).
+// Then limited, added, clipped.
 template <class Sample>
 void add_block(std::vector<I64> c, int n, bool lossless, int maxv, Sample* dst, int step) {
     if (!lossless) transform(c, n);
-    for (int k = 0; k < n * n; ++k) {
+    for (int k = 0; k < static_cast<int>(c.size()); ++k) {
         Sample& s = dst[(k / n) * step + k % n];
         s = static_cast<Sample>(std::clamp<I64>(s + std::clamp<I64>(c[k], -maxv, maxv), 0, maxv));
     }

@@ -89,21 +89,18 @@ TEST(MacroblockReconstruction, ChecksInOrder) {
     EXPECT_EQ(p, buf.data());
 }
 
-// The cursor's movement is checked against the model in the composition below.
+// Only the DC bit: an inter macroblock has nothing to do. Vertical 4x4 in
+// block 0 of the top-left macroblock: 128 there, the walk goes on, with the
+// warning. The cursor's movement is held to the composition below.
 TEST(MacroblockReconstruction, EdgeCasesOfTheWalk) {
     std::mt19937 rng(2);
     Picture pic(rng);
+    const std::vector<Vek8u> orig = pic.y;
     std::vector<Vek16s> buf(512, 3);
     Vek16s* p = buf.data();
-    const std::vector<Vek8u> orig = pic.y;
-    // Only the DC bit: an inter macroblock has nothing to do.
     EXPECT_EQ(vekiReconstructLumaInterMB_H264_16s8u_C1R(&p, pic.mb(), kStep, 1, 26), vekStsOk);
-    EXPECT_EQ(p, buf.data());
-    EXPECT_EQ(pic.y, orig);
-    // Vertical 4x4 in block 0 of the top-left macroblock: 128 there, the walk goes on, with the warning.
-    Vek32s modes[16];
-    std::fill(std::begin(modes), std::end(modes), 2);
-    modes[0] = 0;
+    EXPECT_TRUE(p == buf.data() && pic.y == orig);
+    const Vek32s modes[16] = {0, 2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 2};
     EXPECT_EQ(vekiReconstructLumaIntraMB_H264_16s8u_C1R(&p, pic.mb(), kStep, modes, 0, 26, kAllEdges),
               vekStsNeighbourFallbackWrn);
     EXPECT_EQ(pic.mb()[3 * kStep + 3], 128);

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <functional>
 #include <vector>
 
 #include "frame/tables.h"
@@ -241,20 +240,10 @@ TEST(Mpeg4Decode, IntraDcEverySizeAndOffset) {
 // Each decoder: a null pointer (with or without a bad offset) gives
 // vekStsNullPtrErr, then an offset outside 0..7 vekStsBitOffsetErr; nothing is written.
 TEST(Mpeg4Decode, NullsThenOffset) {
-    std::vector<Vek8u> quant(512);
+    std::vector<Vek8u> quant(512), bytes(16, 0xA5);
+    const auto* ps = reinterpret_cast<VekQuantInvInterSpec_MPEG4*>(quant.data());
     ASSERT_EQ(vekiQuantInvInterInit_MPEG4(nullptr, reinterpret_cast<VekQuantInvInterSpec_MPEG4*>(quant.data()), 8), 0);
-    const auto* ps = reinterpret_cast<const VekQuantInvInterSpec_MPEG4*>(quant.data());
-    using Call = std::function<VekStatus(Vek8u**, Vek32s*, Vek16s*, Vek32s*)>;
-    const Call calls[] = {
-        [](Vek8u** s, Vek32s* o, Vek16s* c, Vek32s* l) { return vekiDecodeCoeffsIntra_MPEG4_1u16s(s, o, c, l, 0, 1, 0); },
-        [](Vek8u** s, Vek32s* o, Vek16s* c, Vek32s* l) { return vekiDecodeCoeffsInter_MPEG4_1u16s(s, o, c, l, 1, 0); },
-        [](Vek8u** s, Vek32s* o, Vek16s* c, Vek32s* l) { return vekiDecodeCoeffsIntraRVLCBack_MPEG4_1u16s(s, o, c, l, 1); },
-        [](Vek8u** s, Vek32s* o, Vek16s* c, Vek32s* l) { return vekiDecodeCoeffsInterRVLCBack_MPEG4_1u16s(s, o, c, l); },
-        [ps](Vek8u** s, Vek32s* o, Vek16s* c, Vek32s* l) { return vekiReconstructCoeffsInter_MPEG4_1u16s(s, o, c, l, 0, 0, ps, 4); },
-        [](Vek8u** s, Vek32s* o, Vek16s* c, Vek32s* l) { return l ? vekiDecodeDCIntra_MPEG4_1u16s(s, o, c, 0) : -8; },
-    };
-    std::vector<Vek8u> bytes(16, 0xA5);
-    for (const Call& call : calls)
+    for (int fn = 0; fn < 6; ++fn)
         for (unsigned nulls = 0; nulls < 32; ++nulls)
             for (Vek32s offset : {-1, 3, 8}) {
                 if (nulls == 0 && offset == 3) continue;
@@ -262,9 +251,17 @@ TEST(Mpeg4Decode, NullsThenOffset) {
                 Vek32s off = offset, last = 99;
                 Block coef;
                 coef.fill(7);
-                EXPECT_EQ(call((nulls & 1) ? nullptr : &stream, (nulls & 2) ? nullptr : &off,
-                               (nulls & 8) ? nullptr : coef.data(), (nulls & 16) ? nullptr : &last),
-                          nulls ? vekStsNullPtrErr : vekStsBitOffsetErr) << nulls << " " << offset;
+                Vek8u** s = (nulls & 1) ? nullptr : &stream;
+                Vek32s *o = (nulls & 2) ? nullptr : &off, *l = (nulls & 16) ? nullptr : &last;
+                Vek16s* c = (nulls & 8) ? nullptr : coef.data();
+                const VekStatus st = fn == 0   ? vekiDecodeCoeffsIntra_MPEG4_1u16s(s, o, c, l, 0, 1, 0)
+                                     : fn == 1 ? vekiDecodeCoeffsInter_MPEG4_1u16s(s, o, c, l, 1, 0)
+                                     : fn == 2 ? vekiDecodeCoeffsIntraRVLCBack_MPEG4_1u16s(s, o, c, l, 1)
+                                     : fn == 3 ? vekiDecodeCoeffsInterRVLCBack_MPEG4_1u16s(s, o, c, l)
+                                     : fn == 4 ? vekiReconstructCoeffsInter_MPEG4_1u16s(s, o, c, l, 0, 0, ps, 4)
+                                     : l       ? vekiDecodeDCIntra_MPEG4_1u16s(s, o, c, 0)  // has no index
+                                               : vekStsNullPtrErr;
+                EXPECT_EQ(st, nulls ? vekStsNullPtrErr : vekStsBitOffsetErr) << fn << " " << nulls << " " << offset;
                 EXPECT_TRUE(off == offset && last == 99 && coef[0] == 7 && coef[63] == 7);
             }
 }
