@@ -6,9 +6,7 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdint>
 #include <random>
-#include <utility>
 #include <vector>
 
 #include "vekvc.h"
@@ -28,21 +26,20 @@ struct Picture {
     T* at(int x, int y) { return mem.data() + static_cast<std::ptrdiff_t>(y + pad) * step + x + pad; }
 };
 
-// Each exported function in both depths behind one signature.
-VekStatus plain(const Vek8u* s, int ss, Vek8u* d, int ds, int dx, int dy, int w, int h, int) {
-    return vekiInterpolateLuma_H264_8u_C1R(s, ss, d, ds, dx, dy, VekRoi{w, h});
+// The plain (form 0), Top (1) and Bottom (2) functions, and Block, in both
+// depths behind one signature each.
+VekStatus luma(int form, const Vek8u* s, int ss, Vek8u* d, int ds, int dx, int dy, int w, int h, int, int out = 0) {
+    constexpr decltype(&vekiInterpolateLumaTop_H264_8u_C1R) kEdge[2] = {vekiInterpolateLumaTop_H264_8u_C1R,
+                                                                        vekiInterpolateLumaBottom_H264_8u_C1R};
+    return form ? kEdge[form - 1](s, ss, d, ds, dx, dy, out, VekRoi{w, h})
+                : vekiInterpolateLuma_H264_8u_C1R(s, ss, d, ds, dx, dy, VekRoi{w, h});
 }
-VekStatus plain(const Vek16u* s, int ss, Vek16u* d, int ds, int dx, int dy, int w, int h, int depth) {
+VekStatus luma(int form, const Vek16u* s, int ss, Vek16u* d, int ds, int dx, int dy, int w, int h, int depth,
+               int out = 0) {
     const VekInterpolationLuma_16u r{s, ss, d, ds, dx, dy, w, h, depth};
-    return vekiInterpolateLuma_H264_16u_C1R(&r);
-}
-VekStatus edge(bool top, const Vek8u* s, int ss, Vek8u* d, int dx, int dy, int w, int h, int, int out) {
-    return (top ? vekiInterpolateLumaTop_H264_8u_C1R : vekiInterpolateLumaBottom_H264_8u_C1R)(s, ss, d, w, dx, dy,
-                                                                                              out, VekRoi{w, h});
-}
-VekStatus edge(bool top, const Vek16u* s, int ss, Vek16u* d, int dx, int dy, int w, int h, int depth, int out) {
-    const VekInterpolationLuma_16u r{s, ss, d, w, dx, dy, w, h, depth};
-    return (top ? vekiInterpolateLumaTop_H264_16u_C1R : vekiInterpolateLumaBottom_H264_16u_C1R)(&r, out);
+    return form == 0   ? vekiInterpolateLuma_H264_16u_C1R(&r)
+           : form == 1 ? vekiInterpolateLumaTop_H264_16u_C1R(&r, out)
+                       : vekiInterpolateLumaBottom_H264_16u_C1R(&r, out);
 }
 VekStatus block(const Vek8u* s, int ss, Vek8u* d, VekRoi frame, VekRoi size, VekPoint pos, VekPoint mv, int) {
     const VekInterpolationBlock_8u b{{s, nullptr}, ss, {d, nullptr}, size.width, frame, size, pos, mv};
@@ -55,38 +52,40 @@ VekStatus block(const Vek16u* s, int ss, Vek16u* d, VekRoi frame, VekRoi size, V
 
 // ---- Checks ----
 
+// Plain, Top and Bottom share the checks; Block (both depths, the fractions
+// taken as its vector) checks its record, pointers and sizes only. An error
+// writes nothing.
 TEST(InterpolateLuma8u, ChecksInOrder) {
     Vek8u src[32 * 32] = {}, dst[32 * 32] = {};
+    Vek16u src16[32 * 32] = {}, dst16[32 * 32] = {};
     const Vek8u* s = src + 2 * 32 + 2;
-    struct Case {
-        const Vek8u* src;
-        Vek8u* dst;
-        int dx, dy, w, h;
-        VekStatus want;
-    } const cases[] = {
-        {nullptr, dst, 9, 0, 3, 3, vekStsNullPtrErr}, {s, nullptr, 0, 0, 16, 16, vekStsNullPtrErr},
-        {s, dst, 4, 0, 3, 3, vekStsBadArgErr},       {s, dst, 0, -1, 16, 16, vekStsBadArgErr},
-        {s, dst, 3, 3, 16, 6, vekStsSizeErr},         {s, dst, 3, 3, 2, 4, vekStsSizeErr},
-        {s, dst, 3, 3, -4, 4, vekStsSizeErr},         {s, dst, 1, 1, 32, 4, vekStsSizeErr},
-        {s, dst, 2, 2, 12, 4, vekStsOk},              {s, dst, 2, 2, 4, 16, vekStsOk},
+    struct Case { const Vek8u* src; Vek8u* dst; int dx, dy, w, h; VekStatus want, block; } const cases[] = {
+        {nullptr, dst, 9, 0, 3, 3, vekStsNullPtrErr, vekStsNullPtrErr},
+        {s, nullptr, 0, 0, 16, 16, vekStsNullPtrErr, vekStsNullPtrErr},
+        {s, dst, 4, 0, 3, 3, vekStsBadArgErr, vekStsSizeErr},  {s, dst, 0, -1, 16, 16, vekStsBadArgErr, vekStsOk},
+        {s, dst, 3, 3, 16, 6, vekStsSizeErr, vekStsSizeErr},   {s, dst, 3, 3, 2, 4, vekStsSizeErr, vekStsSizeErr},
+        {s, dst, 3, 3, -4, 4, vekStsSizeErr, vekStsSizeErr},   {s, dst, 1, 1, 32, 4, vekStsSizeErr, vekStsSizeErr},
+        {s, dst, 2, 2, 12, 4, vekStsOk, vekStsOk},             {s, dst, 2, 2, 4, 16, vekStsOk, vekStsOk},
     };
+    EXPECT_EQ(vekiInterpolateLumaBlock_H264_8u_P1R(nullptr), vekStsNullPtrErr);
+    EXPECT_EQ(vekiInterpolateLumaBlock_H264_16u_P1R(nullptr), vekStsNullPtrErr);
     for (const auto& c : cases) {
         std::fill(std::begin(dst), std::end(dst), Vek8u(0x11));
-        EXPECT_EQ(plain(c.src, 32, c.dst, 32, c.dx, c.dy, c.w, c.h, 8), c.want);
-        for (bool top : {true, false}) EXPECT_EQ(edge(top, c.src, 32, c.dst, c.dx, c.dy, c.w, c.h, 8, 0), c.want);
-        EXPECT_TRUE(c.want == vekStsOk ||
-                    std::all_of(std::begin(dst), std::end(dst), [](Vek8u v) { return v == 0x11; }));
+        for (int form = 0; form < 3; ++form)
+            EXPECT_EQ(luma(form, c.src, 32, c.dst, 32, c.dx, c.dy, c.w, c.h, 8), c.want) << "form " << form;
+        EXPECT_TRUE(c.want == vekStsOk || std::count(std::begin(dst), std::end(dst), 0x11) == 32 * 32);
+        const VekRoi frame{32, 32}, size{c.w, c.h};
+        EXPECT_EQ(block(c.src ? src : nullptr, 32, c.dst, frame, size, {4, 4}, {c.dx, c.dy}, 8), c.block);
+        EXPECT_EQ(block(c.src ? src16 : nullptr, 32, c.dst ? dst16 : nullptr, frame, size, {4, 4}, {c.dx, c.dy}, 10),
+                  c.block);
     }
 }
 
+// Pointers before all else, steps before fractions, fractions before sizes.
 TEST(InterpolateLuma16u, ChecksInOrder) {
     Vek16u src[32 * 32] = {}, dst[32 * 32] = {};
     const Vek16u* s = src + 2 * 32 + 2;
-    struct Case {
-        VekInterpolationLuma_16u p;
-        VekStatus want;
-    } const cases[] = {
-        // pointers before all else, steps before fractions, fractions before sizes
+    struct Case { VekInterpolationLuma_16u p; VekStatus want; } const cases[] = {
         {{nullptr, 1, dst, 1, 7, 7, 3, 3, 10}, vekStsNullPtrErr}, {{s, 1, nullptr, 3, 1, 1, 8, 8, 10}, vekStsNullPtrErr},
         {{s, 7, dst, 32, 9, 9, 8, 8, 10}, vekStsStepErr},        {{s, 32, dst, 15, 0, 0, 16, 8, 10}, vekStsStepErr},
         {{s, 32, dst, 32, -1, 0, 3, 3, 10}, vekStsBadArgErr},    {{s, 32, dst, 32, 0, 4, 8, 8, 10}, vekStsBadArgErr},
@@ -103,71 +102,39 @@ TEST(InterpolateLuma16u, ChecksInOrder) {
         }
 }
 
-TEST(InterpolateLumaBlock, ChecksInOrder) {
-    Vek8u src8[64 * 64] = {}, dst8[16 * 16] = {};
-    Vek16u src16[64 * 64] = {}, dst16[16 * 16] = {};
-    EXPECT_EQ(vekiInterpolateLumaBlock_H264_8u_P1R(nullptr), vekStsNullPtrErr);
-    EXPECT_EQ(vekiInterpolateLumaBlock_H264_16u_P1R(nullptr), vekStsNullPtrErr);
-    struct Case {
-        bool src, dst;
-        int w, h;
-        VekStatus want;
-    } const cases[] = {
-        {false, true, 3, 3, vekStsNullPtrErr}, {true, false, 16, 16, vekStsNullPtrErr},
-        {true, true, 16, 2, vekStsSizeErr},    {true, true, 2, 16, vekStsSizeErr},
-        {true, true, 12, 4, vekStsOk},
-    };
-    for (const auto& c : cases) {
-        EXPECT_EQ(block(c.src ? src8 : nullptr, 64, c.dst ? dst8 : nullptr, {64, 64}, {c.w, c.h}, {8, 8}, {5, 7}, 8),
-                  c.want);
-        EXPECT_EQ(block(c.src ? src16 : nullptr, 64, c.dst ? dst16 : nullptr, {64, 64}, {c.w, c.h}, {8, 8}, {5, 7}, 10),
-                  c.want);
-    }
-}
-
 // ---- Known answers ----
 
 // A single sample of 100 in a picture of zeros, at (0, 0) or (1, 1) relative
 // to the block; the block's first sample at each position, worked by hand:
 // b = h = (20 * 100 + 16) >> 5 = 63 next to the peak, j = (400 * 100 + 512) >> 10 = 39.
-TEST(InterpolateLuma, KnownAnswersOfTheSixteenPositions) {
+// Then columns of 0, 0, max, max repeated at depths 8 and 10: b is 0, half,
+// max, half, clipped from -64 and 318 (-256 and 1279); a wrap shows otherwise.
+TEST(InterpolateLuma, KnownAnswersAndClipping) {
     const auto run = [](auto zero) {
         using T = decltype(zero);
-        struct KnownAnswer {
-            int peak;
-            std::array<int, 16> want;  // by 4 * dy + dx: G a b c / d e f g / h i j k / n p q r
-        } constexpr kKnown[] = {
-            {0, {100, 82, 63, 32, 82, 63, 51, 32, 63, 51, 39, 20, 32, 32, 20, 0}},
-            {1, {0, 0, 0, 0, 0, 0, 20, 32, 0, 20, 39, 51, 0, 32, 51, 63}},
-        };
-        for (const auto& k : kKnown)
-            for (int w : {4, 8, 16})
+        constexpr std::array<int, 16> kPeakAt[2] = {  // by 4 * dy + dx: G a b c / d e f g / h i j k / n p q r
+            {100, 82, 63, 32, 82, 63, 51, 32, 63, 51, 39, 20, 32, 32, 20, 0},
+            {0, 0, 0, 0, 0, 0, 20, 32, 0, 20, 39, 51, 0, 32, 51, 63}};
+        for (int w : {4, 8, 16}) {
+            std::vector<T> d(16 * 8);
+            for (int peak = 0; peak < 2; ++peak)
                 for (int pos = 0; pos < 16; ++pos) {
                     Picture<T> p(w, 8, 8);
-                    *p.at(k.peak, k.peak) = 100;
-                    std::vector<T> d(w * 8);
-                    ASSERT_EQ(plain(p.at(0, 0), p.step, d.data(), w, pos & 3, pos >> 2, w, 8, 8), vekStsOk);
-                    EXPECT_EQ(d[0], k.want[pos]) << sizeof(T) * 8 << "-bit width " << w << " position " << pos;
+                    *p.at(peak, peak) = 100;
+                    ASSERT_EQ(luma(0, p.at(0, 0), p.step, d.data(), w, pos & 3, pos >> 2, w, 8, 8), vekStsOk);
+                    EXPECT_EQ(d[0], kPeakAt[peak][pos]) << sizeof(T) * 8 << "-bit width " << w << " position " << pos;
                 }
+            for (int depth = 8; depth <= (sizeof(T) == 2 ? 10 : 8); depth += 2) {
+                const int top = (1 << depth) - 1, want[4] = {0, (top + 1) / 2, top, (top + 1) / 2};
+                Picture<T> p(16, 8, 8);
+                for (std::size_t i = 0; i < p.mem.size(); ++i) p.mem[i] = static_cast<T>((i % p.step) & 2 ? top : 0);
+                ASSERT_EQ(luma(0, p.at(0, 0), p.step, d.data(), w, 2, 0, w, 8, depth), vekStsOk);
+                for (int x = 0; x < w; ++x) EXPECT_EQ(d[x], want[x & 3]) << "depth " << depth << " x " << x;
+            }
+        }
     };
     run(Vek8u{});
     run(Vek16u{});
-}
-
-// Columns of 0, 0, max, max repeated: b is 0, half, max, half, clipped from
-// -64 and 318 (depth 8) or -256 and 1279 (depth 10); a wrap would show other
-// values. The 8-bit kernels share the reference's arithmetic and are compared
-// with it on extreme patterns elsewhere.
-TEST(InterpolateLuma, ClipsToTheDepth) {
-    for (int depth : {8, 10})
-        for (int w : {4, 8, 16}) {
-            const int top = (1 << depth) - 1, want[4] = {0, (top + 1) / 2, top, (top + 1) / 2};
-            Picture<Vek16u> p(16, 8, 8);
-            for (std::size_t i = 0; i < p.mem.size(); ++i) p.mem[i] = static_cast<Vek16u>((i % p.step) & 2 ? top : 0);
-            std::vector<Vek16u> d(16 * 8);
-            ASSERT_EQ(plain(p.at(0, 0), p.step, d.data(), w, 2, 0, w, 8, depth), vekStsOk);
-            for (int x = 0; x < w; ++x) EXPECT_EQ(d[x], want[x & 3]) << "depth " << depth << " w " << w << " x " << x;
-        }
 }
 
 // A width that passes the check but is not 4, 8 or 16 writes its class's
@@ -175,12 +142,12 @@ TEST(InterpolateLuma, ClipsToTheDepth) {
 TEST(InterpolateLuma8u, WidthClassDecidesTheColumnsWritten) {
     std::mt19937 rng(7);
     Picture<Vek8u> p(32, 8, 8, &rng);
-    constexpr std::pair<int, int> kWidthWritten[] = {{0, 4}, {12, 8}, {20, 16}, {28, 16}};
+    constexpr int kWidthWritten[][2] = {{0, 4}, {12, 8}, {20, 16}, {28, 16}};
     for (const auto& [width, written] : kWidthWritten)
         for (int pos : {0, 5, 10, 15}) {
             std::vector<Vek8u> got(40 * 4, 0xCC), want(40 * 4, 0xCC);
-            ASSERT_EQ(plain(p.at(0, 0), p.step, got.data(), 40, pos & 3, pos >> 2, width, 4, 8), vekStsOk);
-            plain(p.at(0, 0), p.step, want.data(), 40, pos & 3, pos >> 2, written, 4, 8);
+            ASSERT_EQ(luma(0, p.at(0, 0), p.step, got.data(), 40, pos & 3, pos >> 2, width, 4, 8), vekStsOk);
+            luma(0, p.at(0, 0), p.step, want.data(), 40, pos & 3, pos >> 2, written, 4, 8);
             EXPECT_EQ(got, want) << "width " << width << " position " << pos;
             EXPECT_TRUE(want[written - 1] != 0xCC && want[written] == 0xCC);
         }
@@ -218,12 +185,11 @@ void expect_padded_models(int depth) {
         std::vector<T> got(w * h), want(w * h);
         const int out = kind == 0 ? -y0 : y0 + h - pic.h;
         ASSERT_EQ(blk ? block(pic.at(0, 0), pic.step, got.data(), {pic.w, pic.h}, {w, h}, pos, mv, depth)
-                      : edge(kind == 0, pic.at(x0, y0), pic.step, got.data(), dx, dy, w, h, depth, out),
+                      : luma(kind + 1, pic.at(x0, y0), pic.step, got.data(), w, dx, dy, w, h, depth, out),
                   vekStsOk);
-        plain(window.at(2, 2), window.step, want.data(), w, dx, dy, w, h, depth);
-        ASSERT_EQ(got, want) << (kind == 0 ? "top" : kind == 1 ? "bottom" : "block") << " trial " << trial << " " << w
-                             << "x" << h << " in " << pic.w << "x" << pic.h << " at " << x0 << "," << y0 << " dx "
-                             << dx << " dy " << dy;
+        luma(0, window.at(2, 2), window.step, want.data(), w, dx, dy, w, h, depth);
+        ASSERT_EQ(got, want) << "kind " << kind << " trial " << trial << " " << w << "x" << h << " in " << pic.w << "x"
+                             << pic.h << " at " << x0 << "," << y0 << " dx " << dx << " dy " << dy;
     }
 }
 

@@ -1,9 +1,11 @@
-// AVX2 kernels of 8-bit luma interpolation. Width 16 holds a row of outputs in
-// one 256-bit register (outputs 0..7 in the low lane, 8..15 in the high one)
-// and packs two rows per store pair, with the column six-tap of d, h, n and
-// the diagonals in adds and shifts; width 8 holds two rows per register;
-// width 4 uses the 128-bit kernels, VEX-encoded here. 16-bit kernels take
-// eight columns per 256-bit register.
+// AVX2 kernels of 8-bit luma interpolation. Width 16 at a, b, c, at d, h, n
+// and at the diagonals e, g, p, r keeps output row y in the low lane and row
+// y + 1 in the high one, so that one pack gives two finished rows; at f, i,
+// j, k, q it holds a row of outputs in one register (0..7 low, 8..15 high)
+// and packs two rows per store pair. Width 8 at f, j, q holds row pairs in
+// lanes and filters each source row once; its other positions hold rows y
+// and y + height / 2 in the two lanes. Width 4 uses the 128-bit kernels,
+// VEX-encoded here. 16-bit kernels take eight columns per 256-bit register.
 #include "h264/x86/interp_luma_x86.h"
 
 namespace vek::h264 {
@@ -44,11 +46,13 @@ inline __m256i load_const(const Const256& c) { return _mm256_load_si256(reinterp
 
 inline Y round5(Y a) { return {_mm256_mulhrs_epi16(a.v, _mm256_set1_epi16(1024))}; }
 inline Y round6(Y a) { return {_mm256_mulhrs_epi16(a.v, _mm256_set1_epi16(512))}; }
-inline Y column_taps(__m256i u0, __m256i u2, __m256i u4) {
+// Byte pairs by the tap pairs (1, -5), (20, 20), (-5, 1), summed.
+inline __m256i three_taps(__m256i a, __m256i b, __m256i c) {
     const auto taps = [](int k) { return load_const(kTaps256[k]); };
-    return {_mm256_add_epi16(_mm256_add_epi16(_mm256_maddubs_epi16(u0, taps(0)), _mm256_maddubs_epi16(u4, taps(2))),
-                             _mm256_maddubs_epi16(u2, taps(1)))};
+    return _mm256_add_epi16(_mm256_add_epi16(_mm256_maddubs_epi16(a, taps(0)), _mm256_maddubs_epi16(c, taps(2))),
+                            _mm256_maddubs_epi16(b, taps(1)));
 }
+inline Y column_taps(__m256i u0, __m256i u2, __m256i u4) { return {three_taps(u0, u2, u4)}; }
 
 // 16 bytes at lo in the low lane, 16 at hi in the high one: two broadcast
 // loads and a blend. vinserti128 would take a slot of the shuffle and
@@ -96,43 +100,137 @@ struct Ops256x16 {
     }
 };
 
-// Width 16 with a column six-tap (d, h, n and the diagonals e, g, p, r): each
-// row widened once to 16 words in column order, the six-tap as
-// (r0 + r5) + 5 * (4 * (r2 + r3) - (r1 + r4)) in adds and shifts, the six rows
-// held in registers with one new row per output row. This leaves the multiply
-// units to the row filter of the diagonals, and both halves are averaged
-// before the one lane fix-up of the pack.
-inline __m256i widen_row(const Vek8u* p) { return _mm256_cvtepu8_epi16(loadu(p)); }
-inline __m256i column_six_tap(__m256i r0, __m256i r1, __m256i r2, __m256i r3, __m256i r4, __m256i r5) {
-    const __m256i t = _mm256_sub_epi16(_mm256_slli_epi16(_mm256_add_epi16(r2, r3), 2), _mm256_add_epi16(r1, r4));
-    const __m256i s = _mm256_add_epi16(_mm256_add_epi16(r0, r5), _mm256_add_epi16(t, _mm256_slli_epi16(t, 2)));
-    return round5(Y{s}).v;
+// ---- Width 16 with rows in lanes ----
+//
+// The row and column kernels of width 16 keep output row y in the low lane
+// and row y + 1 in the high one, outputs 0..7 in one register and 8..15 in
+// another, so that one pack gives two finished rows with no lane fix-up.
+
+// Rows are loaded as broadcasts and joined by blends (see load_lanes).
+inline __m256i broadcast_row(const Vek8u* p) { return _mm256_broadcastsi128_si256(loadu(p)); }
+inline __m256i join_lanes(__m256i lo, __m256i hi) { return _mm256_blend_epi32(lo, hi, 0xF0); }
+
+constexpr Const256 kLo256[3] = {lanes_of(kLo[0], kLo[0]), lanes_of(kLo[1], kLo[1]), lanes_of(kLo[2], kLo[2])};
+constexpr Const256 kHi256[3] = {lanes_of(kHi[0], kHi[0]), lanes_of(kHi[1], kHi[1]), lanes_of(kHi[2], kHi[2])};
+
+// b of rows p and p + s as bytes, rows in lanes.
+inline __m256i b_two_rows(const Vek8u* p, std::ptrdiff_t s) {
+    const auto sum = [](__m256i x, const Const256* ctl) {
+        const auto pairs = [&x, ctl](int k) { return _mm256_shuffle_epi8(x, load_const(ctl[k])); };
+        return round5(Y{three_taps(pairs(0), pairs(1), pairs(2))}).v;
+    };
+    return _mm256_packus_epi16(sum(load_lanes(p - 2, p + s - 2), kLo256), sum(load_lanes(p + 3, p + s + 3), kHi256));
 }
 
+inline void store_two_rows(Vek8u* d, std::ptrdiff_t s, __m256i v) {
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(d), _mm256_castsi256_si128(v));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(d + s), _mm256_extracti128_si256(v, 1));
+}
+
+// a, b, c.
+template <int Pos>
+VekStatus row_kernel16(const Vek8u* src, Vek32s srcStep, Vek8u* dst, Vek32s dstStep, Vek32s height) {
+    constexpr int dx = Pos & 3;
+    static_assert(Pos >= 1 && Pos <= 3);
+    const std::ptrdiff_t ss = srcStep, ds = dstStep;
+    for (int y = 0; y < height; y += 2, src += 2 * ss, dst += 2 * ds) {
+        __m256i out = b_two_rows(src, ss);
+        if constexpr (dx != 2) out = _mm256_avg_epu8(out, load_lanes(src + (dx == 3), src + ss + (dx == 3)));
+        store_two_rows(dst, ds, out);
+    }
+    return vekStsOk;
+}
+
+// d, h, n and the diagonals e, g, p, r. With X(k) = rows k | k + 1 in lanes,
+// the byte pairs of X(k) and X(k + 1) interleaved hold rows (k, k + 1) in the
+// low lane and (k + 1, k + 2) in the high one, so the pairs of X(y - 2),
+// X(y) and X(y + 2) give the column six-tap of rows y and y + 1 at once; each
+// step makes one new pair register per half and loads two new rows.
 template <int Pos>
 VekStatus column_kernel16(const Vek8u* src, Vek32s srcStep, Vek8u* dst, Vek32s dstStep, Vek32s height) {
     constexpr int dx = Pos & 3, dy = Pos >> 2;
     static_assert(dy != 0 && (dx == 0 || (dx != 2 && dy != 2)));
-    if (height <= 0) return vekStsOk;
+    if (height <= 0) return vekStsOk;  // nothing to write, and nothing is read
     const std::ptrdiff_t ss = srcStep, ds = dstStep;
-    const Vek8u* p = src - 2 * ss + (dx == 3);
+    const Vek8u* c = src - 2 * ss + (dx == 3);  // row y - 2 of the filtered column
     // The diagonals average with b of row y (p, r: row y + 1); d and n with the row itself.
     const Vek8u* b_row = src + (dy == 3 ? ss : 0);
-    __m256i r0 = widen_row(p), r1 = widen_row(p + ss), r2 = widen_row(p + 2 * ss), r3 = widen_row(p + 3 * ss),
-            r4 = widen_row(p + 4 * ss);
-    for (int y = 0; y < height; y += 2, p += 2 * ss, b_row += 2 * ss, dst += 2 * ds) {
-        const __m256i r5 = widen_row(p + 5 * ss), r6 = widen_row(p + 6 * ss);
-        __m256i out =
-            _mm256_packus_epi16(column_six_tap(r0, r1, r2, r3, r4, r5), column_six_tap(r1, r2, r3, r4, r5, r6));
-        if constexpr (dx != 0)
-            out = _mm256_avg_epu8(out, _mm256_packus_epi16(round5(Ops256x16::hfilt(b_row)).v,
-                                                           round5(Ops256x16::hfilt(b_row + ss)).v));
-        out = _mm256_permute4x64_epi64(out, 0xD8);
-        if constexpr (dx == 0 && dy != 2) out = _mm256_avg_epu8(out, load_lanes(b_row, b_row + ss));
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(dst), _mm256_castsi256_si128(out));
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + ds), _mm256_extracti128_si256(out, 1));
-        r0 = r2, r1 = r3, r2 = r4, r3 = r5, r4 = r6;
+    const __m256i r0 = broadcast_row(c), r1 = broadcast_row(c + ss), r2 = broadcast_row(c + 2 * ss),
+                  r3 = broadcast_row(c + 3 * ss);
+    __m256i newest = broadcast_row(c + 4 * ss);
+    const __m256i x0 = join_lanes(r0, r1), x1 = join_lanes(r1, r2);
+    __m256i x2 = join_lanes(r2, r3), x3 = join_lanes(r3, newest);  // X(y), X(y + 1)
+    __m256i lo0 = _mm256_unpacklo_epi8(x0, x1), hi0 = _mm256_unpackhi_epi8(x0, x1);
+    __m256i lo1 = _mm256_unpacklo_epi8(x2, x3), hi1 = _mm256_unpackhi_epi8(x2, x3);
+    // Two rows from the pairs of X(y - 2) (lo_a, hi_a) and X(y) (lo_b, hi_b);
+    // the new pairs of X(y + 2) replace those of X(y - 2).
+    const auto two_rows = [&](__m256i& lo_a, __m256i& hi_a, __m256i lo_b, __m256i hi_b) {
+        const __m256i r5 = broadcast_row(c + 5 * ss), r6 = broadcast_row(c + 6 * ss);
+        const __m256i x4 = join_lanes(newest, r5), x5 = join_lanes(r5, r6);
+        const __m256i lo_c = _mm256_unpacklo_epi8(x4, x5), hi_c = _mm256_unpackhi_epi8(x4, x5);
+        __m256i out = _mm256_packus_epi16(round5(Y{three_taps(lo_a, lo_b, lo_c)}).v,
+                                          round5(Y{three_taps(hi_a, hi_b, hi_c)}).v);
+        if constexpr (dx == 0 && dy == 1) out = _mm256_avg_epu8(out, x2);
+        if constexpr (dx == 0 && dy == 3) out = _mm256_avg_epu8(out, x3);
+        if constexpr (dx != 0) out = _mm256_avg_epu8(out, b_two_rows(b_row, ss));
+        store_two_rows(dst, ds, out);
+        lo_a = lo_c, hi_a = hi_c, x2 = x4, x3 = x5, newest = r6;
+        c += 2 * ss, b_row += 2 * ss, dst += 2 * ds;
+    };
+    // Heights are multiples of 4: two steps a turn, the pair registers trading places.
+    for (int y = 0; y < height; y += 4) {
+        two_rows(lo0, hi0, lo1, hi1);
+        two_rows(lo1, hi1, lo0, hi0);
     }
+    return vekStsOk;
+}
+
+// ---- Width 8 at f, j and q: rows in lanes ----
+//
+// U(k) holds the row sums of rows k | k + 1 (eight outputs each). The six
+// sums of output rows y and y + 1 are U(y - 2) .. U(y + 3), where an odd one
+// is the high lane of the even register before it joined with the low lane
+// of the one after, so each source row is filtered once per block.
+inline Y row_sums8(const Vek8u* p, std::ptrdiff_t s) {
+    const __m256i x = load_quarters(p - 2, p + 3, p + s - 2, p + s + 3);
+    return {three_taps(_mm256_shuffle_epi8(x, load_const(kSplit256[0])),
+                       _mm256_shuffle_epi8(x, load_const(kSplit256[1])),
+                       _mm256_shuffle_epi8(x, load_const(kSplit256[2])))};
+}
+inline Y joined(Y even, Y next_even) { return {_mm256_permute2x128_si256(even.v, next_even.v, 0x21)}; }
+
+// A block of Rows rows straight through: U(-2), U(0) .. U(Rows + 2), the
+// last holding row Rows + 2 in both lanes (the row below it is outside the
+// window), and the odd ones between them.
+template <int Pos, int Rows>
+void j_block8(const Vek8u* src, std::ptrdiff_t ss, Vek8u* dst, std::ptrdiff_t ds) {
+    constexpr int kEven = Rows / 2 + 3;
+    Y even[kEven], odd[kEven - 1];  // even[i] = U(2i - 2), odd[i] = U(2i - 1)
+    for (int i = 0; i < kEven; ++i) even[i] = row_sums8(src + (2 * i - 2) * ss, i == kEven - 1 ? 0 : ss);
+    for (int i = 0; i < kEven - 1; ++i) odd[i] = joined(even[i], even[i + 1]);
+    // Rows 2i and 2i + 1 in 16-bit lanes: j, and the b it averages with (f: row 2i, q: row 2i + 1).
+    const auto j_of = [&](int i) { return jfilt(even[i], odd[i], even[i + 1], odd[i + 1], even[i + 2], odd[i + 2]); };
+    const auto b_of = [&](int i) { return round5(Pos == 6 ? even[i + 1] : odd[i + 1]); };
+    for (int k = 0; k < Rows / 4; ++k, dst += 4 * ds) {
+        // Low lane rows 4k | 4k + 2, high lane rows 4k + 1 | 4k + 3.
+        __m256i out = _mm256_packus_epi16(j_of(2 * k).v, j_of(2 * k + 1).v);
+        if constexpr (Pos != 10) out = _mm256_avg_epu8(out, _mm256_packus_epi16(b_of(2 * k).v, b_of(2 * k + 1).v));
+        const __m128i lo = _mm256_castsi256_si128(out), hi = _mm256_extracti128_si256(out, 1);
+        _mm_storel_epi64(reinterpret_cast<__m128i*>(dst), lo);
+        _mm_storel_epi64(reinterpret_cast<__m128i*>(dst + ds), hi);
+        store_high8(dst + 2 * ds, lo);
+        store_high8(dst + 3 * ds, hi);
+    }
+}
+
+// Blocks of 8 rows, then one of 4: straight-line code, whose speed does not
+// hang on where a loop happens to fall in the instruction cache.
+template <int Pos>
+VekStatus j_kernel8(const Vek8u* src, Vek32s srcStep, Vek8u* dst, Vek32s dstStep, Vek32s height) {
+    static_assert(Pos == 6 || Pos == 10 || Pos == 14);
+    const std::ptrdiff_t ss = srcStep, ds = dstStep;
+    for (; height >= 8; height -= 8, src += 8 * ss, dst += 8 * ds) j_block8<Pos, 8>(src, ss, dst, ds);
+    if (height == 4) j_block8<Pos, 4>(src, ss, dst, ds);
     return vekStsOk;
 }
 
@@ -224,9 +322,12 @@ struct Ops256x8 {
 void init_luma_interp_table_avx2(LumaInterpTable& table) {
     constexpr auto kPositions = std::make_integer_sequence<int, kLumaPositions>{};
     set_luma_row(table, 0, luma_row<Ops128<4>>(kPositions));
-    set_luma_row(table, 1, luma_row<Ops256x8>(kPositions));
+    auto w8 = luma_row<Ops256x8>(kPositions);
+    w8[6] = j_kernel8<6>, w8[10] = j_kernel8<10>, w8[14] = j_kernel8<14>;
+    set_luma_row(table, 1, w8);
     auto w16 = luma_row<Ops256x16>(kPositions);
     w16[0] = copy_rows16;
+    w16[1] = row_kernel16<1>, w16[2] = row_kernel16<2>, w16[3] = row_kernel16<3>;
     w16[4] = column_kernel16<4>, w16[8] = column_kernel16<8>, w16[12] = column_kernel16<12>;
     w16[5] = column_kernel16<5>, w16[7] = column_kernel16<7>, w16[13] = column_kernel16<13>;
     w16[15] = column_kernel16<15>;
