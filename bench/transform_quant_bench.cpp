@@ -81,6 +81,12 @@ const bool kKernelCases = [] {
             benchmark::DoNotOptimize(t.quant8x8(in.residual[b].data(), in.out.data(), &q, in.scan8.data(), &last));
         });
         add("transform_quant/fwd8x8" + suffix, [t](Inputs& in, int b) { t.fwd8x8(in.residual[b].data(), in.out.data()); });
+        add("transform_quant/cavlc16" + suffix, [t](Inputs& in, int b) {
+            Vek8u ones, signs, num, zeros, runs[16];
+            t.cavlc16(in.cavlc[b].data(), 0, kZigzag.data(), 15, &ones, &signs, &num, &zeros, in.out.data(), runs);
+            benchmark::DoNotOptimize(num);
+            benchmark::DoNotOptimize(zeros);
+        });
         add("transform_quant/fwd8x8_32" + suffix,
             [t](Inputs& in, int b) { t.fwd8x8_32(in.residual[b].data(), in.out32.data()); });
     }

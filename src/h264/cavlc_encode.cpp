@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "frame/tables.h"
+#include "h264/transform_quant.h"
 #include "vekvc.h"
 
 namespace {
@@ -58,18 +59,15 @@ template <class T>
     *pTotalZeros = static_cast<Vek8u>(top - first + 1 - n);
 }
 
+// Null pointers, then the range: only the low bytes of the two positions count.
 template <class T>
-VekStatus encode_block(const T* pSrc, Vek32s AC, const Vek32s* pScanMatrix, Vek32s Count, Vek8u* pTrailingOnes,
-                       Vek8u* pTrailingOneSigns, Vek8u* pNumOutCoeffs, Vek8u* pTotalZeros, T* pLevels, Vek8u* pRuns) {
+VekStatus check_block(const T* pSrc, Vek32s AC, const Vek32s* pScanMatrix, Vek32s Count, Vek8u* pTrailingOnes,
+                      Vek8u* pTrailingOneSigns, Vek8u* pNumOutCoeffs, Vek8u* pTotalZeros, T* pLevels, Vek8u* pRuns) {
     if (!pSrc || !pScanMatrix || !pTrailingOnes || !pTrailingOneSigns || !pNumOutCoeffs || !pTotalZeros || !pLevels ||
         !pRuns)
         return vekStsNullPtrErr;
-    // Only the low bytes of the two positions count.
     const int first = static_cast<Vek8u>(AC), last = static_cast<Vek8u>(Count);
-    if (last > 15 || last < first) return vekStsOutOfRangeErr;
-    walk<T>(pSrc, pScanMatrix, first, last, pTrailingOnes, pTrailingOneSigns, pNumOutCoeffs, pTotalZeros, pLevels,
-            pRuns);
-    return vekStsOk;
+    return last > 15 || last < first ? vekStsOutOfRangeErr : vekStsOk;
 }
 
 // Scan position k of a chroma DC block is its place `order[k]`: 2x2 blocks
@@ -89,18 +87,39 @@ VekStatus encode_chroma_dc(const T* pSrc, const Vek32s* order, Vek8u* pTrailingO
 
 }  // namespace
 
+namespace vek::h264 {
+
+VekStatus cavlc16_c(const Vek16s* pSrc, Vek32s AC, const Vek32s* pScanMatrix, Vek32s Count, Vek8u* pTrailingOnes,
+                    Vek8u* pTrailingOneSigns, Vek8u* pNumOutCoeffs, Vek8u* pTotalZeros, Vek16s* pLevels,
+                    Vek8u* pRuns) {
+    walk<Vek16s>(pSrc, pScanMatrix, static_cast<Vek8u>(AC), static_cast<Vek8u>(Count), pTrailingOnes,
+                 pTrailingOneSigns, pNumOutCoeffs, pTotalZeros, pLevels, pRuns);
+    return vekStsOk;
+}
+
+}  // namespace vek::h264
+
 VekStatus vekiEncodeCoeffsCAVLC_H264_16s(const Vek16s* pSrc, Vek32s AC, const Vek32s* pScanMatrix, Vek32s Count,
                                          Vek8u* pTrailingOnes, Vek8u* pTrailingOneSigns, Vek8u* pNumOutCoeffs,
                                          Vek8u* pTotalZeros, Vek16s* pLevels, Vek8u* pRuns) {
-    return encode_block(pSrc, AC, pScanMatrix, Count, pTrailingOnes, pTrailingOneSigns, pNumOutCoeffs, pTotalZeros,
-                        pLevels, pRuns);
+    const VekStatus st = check_block(pSrc, AC, pScanMatrix, Count, pTrailingOnes, pTrailingOneSigns, pNumOutCoeffs,
+                                     pTotalZeros, pLevels, pRuns);
+    if (st != vekStsOk) return st;
+    // The kernel has this function's arguments, so the call ends in a jump.
+    return vek::h264::encode_transform_kernels().cavlc16(pSrc, AC, pScanMatrix, Count, pTrailingOnes,
+                                                         pTrailingOneSigns, pNumOutCoeffs, pTotalZeros, pLevels,
+                                                         pRuns);
 }
 
 VekStatus vekiEncodeCoeffsCAVLC_H264_32s(const Vek32s* pSrc, Vek32s AC, const Vek32s* pScanMatrix, Vek32s Count,
                                          Vek8u* pTrailingOnes, Vek8u* pTrailingOneSigns, Vek8u* pNumOutCoeffs,
                                          Vek8u* pTotalZeros, Vek32s* pLevels, Vek8u* pRuns) {
-    return encode_block(pSrc, AC, pScanMatrix, Count, pTrailingOnes, pTrailingOneSigns, pNumOutCoeffs, pTotalZeros,
-                        pLevels, pRuns);
+    const VekStatus st = check_block(pSrc, AC, pScanMatrix, Count, pTrailingOnes, pTrailingOneSigns, pNumOutCoeffs,
+                                     pTotalZeros, pLevels, pRuns);
+    if (st != vekStsOk) return st;
+    walk<Vek32s>(pSrc, pScanMatrix, static_cast<Vek8u>(AC), static_cast<Vek8u>(Count), pTrailingOnes,
+                 pTrailingOneSigns, pNumOutCoeffs, pTotalZeros, pLevels, pRuns);
+    return vekStsOk;
 }
 
 VekStatus vekiEncodeChromaDcCoeffsCAVLC_H264_16s(const Vek16s* pSrc, Vek8u* pTrailingOnes, Vek8u* pTrailingOneSigns,

@@ -184,20 +184,17 @@ VekStatus vekiQuantInvLuma8x8_H264_32s_C1I(Vek32s* pSrcDst, Vek32s QPDiv6, const
 
 VekStatus vekiTransformLuma8x8Fwd_H264_16s_C1I(Vek16s* pSrcDst) {
     if (!pSrcDst) return vekStsNullPtrErr;
-    vek::h264::encode_transform_kernels().fwd8x8(pSrcDst, pSrcDst);
-    return vekStsOk;
+    return vek::h264::encode_transform_kernels().fwd8x8(pSrcDst, pSrcDst);
 }
 
 VekStatus vekiTransformFwdLuma8x8_H264_16s_C1(const Vek16s* pSrc, Vek16s* pDst) {
     if (!pSrc || !pDst) return vekStsNullPtrErr;
-    vek::h264::encode_transform_kernels().fwd8x8(pSrc, pDst);
-    return vekStsOk;
+    return vek::h264::encode_transform_kernels().fwd8x8(pSrc, pDst);
 }
 
 VekStatus vekiTransformFwdLuma8x8_H264_16s32s_C1(const Vek16s* pSrc, Vek32s* pDst) {
     if (!pSrc || !pDst) return vekStsNullPtrErr;
-    vek::h264::encode_transform_kernels().fwd8x8_32(pSrc, pDst);
-    return vekStsOk;
+    return vek::h264::encode_transform_kernels().fwd8x8_32(pSrc, pDst);
 }
 
 VekStatus vekiTransformLuma8x8InvAddPred_H264_16s8u_C1R(const Vek8u* pPred, Vek32s predStep, Vek16s* pSrcDst,

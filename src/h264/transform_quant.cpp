@@ -80,21 +80,21 @@ void forward_core32(const Vek16s* src, Vek32s* t) {
                                                 bool intra, const Vek16s* pScanMatrix, Vek32s* pLastCoeff,
                                                 const Vek16s* pScaleLevels) {
     const int div = vekH264QpDevide[QP].div;
-    const QuantArgs q{pScaleLevels, vekH264QuantResid_RoundValDef_32s[div + intra], div + 11};
-    return encode_transform_kernels().fwd_quant4x4(pSrc, pDst, &q, pNumLevels, pScanMatrix, pLastCoeff);
+    const Quant4x4Args q{{pScaleLevels, vekH264QuantResid_RoundValDef_32s[div + intra], div + 11}, nullptr, nullptr};
+    return encode_transform_kernels().fwd_quant4x4_scaled(pSrc, pDst, &q, pNumLevels, pScanMatrix, pLastCoeff);
 }
 
 template <class Out>
 VekStatus transform_quant_4x4(const Vek16s* pSrc, Out* pDst, Vek32s QP, Vek32s* pNumLevels, Vek32s Intra,
                               const Vek16s* pScanMatrix, Vek32s* pLastCoeff, const Vek16s* pScaleLevels, int maxQp) {
     if (!pSrc || !pDst || !pNumLevels || !pScanMatrix || !pLastCoeff) return vekStsNullPtrErr;
-    if (QP < 0 || QP > maxQp) return vekStsOutOfRangeErr;
+    if (static_cast<Vek32u>(QP) > static_cast<Vek32u>(maxQp)) return vekStsOutOfRangeErr;
     if constexpr (std::is_same_v<Out, Vek16s>) {
         // Everything fits 32 bits here: the kernel of this CPU does it all.
         if (pScaleLevels)
             return fwd_quant4x4_scaled(pSrc, pDst, QP, pNumLevels, Intra != 0, pScanMatrix, pLastCoeff, pScaleLevels);
-        return encode_transform_kernels().fwd_quant4x4(pSrc, pDst, &kFwdQuant4x4Args[QP][Intra != 0], pNumLevels,
-                                                       pScanMatrix, pLastCoeff);
+        const Quant4x4Args* q = kFwdQuant4x4Args[static_cast<Vek32u>(QP)].data() + (Intra != 0);
+        return encode_transform_kernels().fwd_quant4x4(pSrc, pDst, q, pNumLevels, pScanMatrix, pLastCoeff);
     }
     std::int64_t t[16];
     forward_core(pSrc, t);

@@ -64,14 +64,54 @@ struct QuantArgs {
     Vek32s shift;
 };
 
-// The 4x4 quantiser's arguments with the built-in factors, by [QP][Intra]:
-// shift QP / 6 + 15, the rounding term of QP / 6 (plus one for intra).
-inline constexpr std::array<std::array<QuantArgs, 2>, 52> kFwdQuant4x4Args = [] {
-    std::array<std::array<QuantArgs, 2>, 52> t{};
+// The 4x4 quantiser's arguments: the plain ones, which the reference and
+// the kernels for a caller's scale table read, and for the built-in factors
+// the same laid out as the vector kernels use them, so that they come
+// straight from memory.
+struct alignas(32) Quant4x4Lanes {
+    Vek16s factors[2][16];  // columns 0 and 2, then 1 and 3, each in the high half of a 32-bit lane
+};
+struct alignas(32) Quant4x4Rounds {
+    Vek32s up[8];    // round, for c >= 0
+    Vek32s down[8];  // 2^shift - 1 - round, for c < 0
+    std::int64_t shift[2];  // the count of the arithmetic shifts
+};
+struct Quant4x4Args {
+    QuantArgs plain;
+    const Quant4x4Lanes* lanes;
+    const Quant4x4Rounds* rounds;
+};
+
+inline constexpr std::array<Quant4x4Lanes, 6> kQuant4x4Lanes = [] {
+    std::array<Quant4x4Lanes, 6> t{};
+    for (int rem = 0; rem < 6; ++rem)
+        for (int k = 0; k < 16; ++k) t[rem].factors[k % 2][k / 2 * 2 + 1] = vekH264FwdQuant_16s[rem][k];
+    return t;
+}();
+// By QP / 6 + Intra: shift QP / 6 + 15 and the rounding term of QP / 6 (plus one for intra).
+inline constexpr std::array<std::array<Quant4x4Rounds, 2>, 9> kQuant4x4Rounds = [] {
+    std::array<std::array<Quant4x4Rounds, 2>, 9> t{};
+    for (int div = 0; div < 9; ++div)
+        for (int intra = 0; intra < 2; ++intra) {
+            const Vek32s round = vekH264QuantResid_RoundValGiven_32s[div + intra], shift = div + 15;
+            for (int k = 0; k < 8; ++k) {
+                t[div][intra].up[k] = round;
+                t[div][intra].down[k] = (Vek32s{1} << shift) - 1 - round;
+            }
+            t[div][intra].shift[0] = shift;
+        }
+    return t;
+}();
+
+// The arguments with the built-in factors, by [QP][Intra].
+inline constexpr std::array<std::array<Quant4x4Args, 2>, 52> kFwdQuant4x4Args = [] {
+    std::array<std::array<Quant4x4Args, 2>, 52> t{};
     for (int intra = 0; intra < 2; ++intra)
         for (int qp = 0; qp < 52; ++qp)
-            t[qp][intra] = {vekH264FwdQuant_16s[qp % 6].data(), vekH264QuantResid_RoundValGiven_32s[qp / 6 + intra],
-                            qp / 6 + 15};
+            t[qp][intra] = {{vekH264FwdQuant_16s[qp % 6].data(), vekH264QuantResid_RoundValGiven_32s[qp / 6 + intra],
+                             qp / 6 + 15},
+                            &kQuant4x4Lanes[qp % 6],
+                            &kQuant4x4Rounds[qp / 6][intra]};
     return t;
 }();
 
@@ -83,33 +123,52 @@ inline constexpr std::array<std::array<QuantArgs, 2>, 52> kFwdQuant4x4Args = [] 
 // count, negated when dst[0] is non-zero, to *num; returns vekStsOk, so that
 // a shell can end in a jump to it (the pointers come in the order of the
 // exported function's, which leaves the shell little to move). The shift
-// must be 0..31 and the round below 2^shift.
-using FwdQuant4x4Fn = VekStatus(const Vek16s* src, Vek16s* dst, const QuantArgs* q, Vek32s* num,
+// must be 0..30 and the round below 2^shift. The built-in form reads the
+// laid-out operands, the scaled one only q->plain.
+using FwdQuant4x4Fn = VekStatus(const Vek16s* src, Vek16s* dst, const Quant4x4Args* q, Vek32s* num,
                                 const Vek16s* scan, Vek32s* last);
 // The same quantisation on 64 transformed values, with the plain count.
 using Quant8x8Fn = Vek32s(const Vek16s* src, Vek16s* dst, const QuantArgs* q, const Vek16s* scan, Vek32s* last);
 // Forward 8x8 transform, rows then columns, in 32 bits, the results cut to
-// dst's width. dst may be src in the 16-bit form.
-using Fwd8x8Fn = void(const Vek16s* src, Vek16s* dst);
-using Fwd8x8To32Fn = void(const Vek16s* src, Vek32s* dst);
+// dst's width. dst may be src in the 16-bit form. Returns vekStsOk, so that
+// a shell can end in a jump to it.
+using Fwd8x8Fn = VekStatus(const Vek16s* src, Vek16s* dst);
+using Fwd8x8To32Fn = VekStatus(const Vek16s* src, Vek32s* dst);
+
+// CAVLC preparation of a 4x4 block of 16-bit levels, with the exported
+// function's arguments, checked by the shell: the low bytes of AC and Count
+// are the first and last scan positions, 0 <= first <= last <= 15. Writes
+// all 16 entries of pLevels and the first 15 of pRuns, of which only those
+// the counts name carry results.
+using Cavlc16Fn = VekStatus(const Vek16s* pSrc, Vek32s AC, const Vek32s* pScanMatrix, Vek32s Count,
+                            Vek8u* pTrailingOnes, Vek8u* pTrailingOneSigns, Vek8u* pNumOutCoeffs, Vek8u* pTotalZeros,
+                            Vek16s* pLevels, Vek8u* pRuns);
 
 struct EncodeTransformTable {
     FwdQuant4x4Fn* fwd_quant4x4;
+    FwdQuant4x4Fn* fwd_quant4x4_scaled;
     Quant8x8Fn* quant8x8;
     Fwd8x8Fn* fwd8x8;
     Fwd8x8To32Fn* fwd8x8_32;
+    Cavlc16Fn* cavlc16;
 };
+
+// The reference CAVLC walk (cavlc_encode.cpp).
+VekStatus cavlc16_c(const Vek16s* pSrc, Vek32s AC, const Vek32s* pScanMatrix, Vek32s Count, Vek8u* pTrailingOnes,
+                    Vek8u* pTrailingOneSigns, Vek8u* pNumOutCoeffs, Vek8u* pTotalZeros, Vek16s* pLevels,
+                    Vek8u* pRuns);
 
 // The reference 8x8 transforms; the SSE4.1 kernels fall back on them for
 // values outside -256..255.
-void fwd8x8_c(const Vek16s* src, Vek16s* dst);
-void fwd8x8_32_c(const Vek16s* src, Vek32s* dst);
+VekStatus fwd8x8_c(const Vek16s* src, Vek16s* dst);
+VekStatus fwd8x8_32_c(const Vek16s* src, Vek32s* dst);
 
 // Reference kernels in every slot, then the overrides of each level in `flags`.
 EncodeTransformTable make_encode_transform_table(CpuFlags flags);
 // The table of this CPU, built once at load. The shells read it directly, so
-// that a call costs one load and one indirect call, with no accessor between.
-extern const EncodeTransformTable kEncodeTransformKernels;
+// that a call costs one load and one indirect call, with no accessor between
+// (and no indirection through the symbol table).
+[[gnu::visibility("hidden")]] extern const EncodeTransformTable kEncodeTransformKernels;
 inline const EncodeTransformTable& encode_transform_kernels() { return kEncodeTransformKernels; }
 
 void init_encode_transform_table_sse41(EncodeTransformTable& table);

@@ -39,8 +39,9 @@ Vek32s quant_c(const Vek16s* c, Vek16s* dst, int n, const Vek16s* f, Vek32s roun
     return count;
 }
 
-VekStatus fwd_quant4x4_c(const Vek16s* src, Vek16s* dst, const QuantArgs* q, Vek32s* num, const Vek16s* scan,
-                         Vek32s* last) {
+VekStatus fwd_quant4x4_c(const Vek16s* src, Vek16s* dst, const Quant4x4Args* args, Vek32s* num,
+                         const Vek16s* scan, Vek32s* last) {
+    const QuantArgs* q = &args->plain;
     Vek32s t[16];
     for (int k = 0; k < 16; ++k) t[k] = src[k];
     for (int r = 0; r < 4; ++r) forward4(t + 4 * r, 1);
@@ -88,14 +89,20 @@ void fwd8x8_ref(const Vek16s* src, Out* dst) {
 
 }  // namespace
 
-void fwd8x8_c(const Vek16s* src, Vek16s* dst) { fwd8x8_ref(src, dst); }
-void fwd8x8_32_c(const Vek16s* src, Vek32s* dst) { fwd8x8_ref(src, dst); }
+VekStatus fwd8x8_c(const Vek16s* src, Vek16s* dst) {
+    fwd8x8_ref(src, dst);
+    return vekStsOk;
+}
+VekStatus fwd8x8_32_c(const Vek16s* src, Vek32s* dst) {
+    fwd8x8_ref(src, dst);
+    return vekStsOk;
+}
 
 EncodeTransformTable make_encode_transform_table(CpuFlags flags) {
-    EncodeTransformTable t{fwd_quant4x4_c, quant8x8_c, fwd8x8_c, fwd8x8_32_c};
+    EncodeTransformTable t{fwd_quant4x4_c, fwd_quant4x4_c, quant8x8_c, fwd8x8_c, fwd8x8_32_c, cavlc16_c};
     if constexpr (kSimdBuilt)
         apply_simd_levels(t, flags, init_encode_transform_table_sse41, init_encode_transform_table_avx2);
-    assert(t.fwd_quant4x4 && t.quant8x8 && t.fwd8x8 && t.fwd8x8_32);
+    assert(t.fwd_quant4x4 && t.fwd_quant4x4_scaled && t.quant8x8 && t.fwd8x8 && t.fwd8x8_32 && t.cavlc16);
     return t;
 }
 

@@ -5,8 +5,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdlib>
-#include <functional>
 #include <random>
 #include <tuple>
 #include <utility>
@@ -21,67 +19,45 @@ namespace {
 using Block = std::array<Vek16s, 16>;
 constexpr std::array<Vek16s, 16> kRasterToZigzag = {0, 1, 5, 6, 2, 4, 7, 12, 3, 8, 11, 13, 9, 10, 14, 15};
 
-// Each row: the status, then the call (the arguments not named are valid).
+// Each row: the call (the arguments not named are valid), then the status.
 TEST(TransformQuant, ChecksInOrder) {
     Block s{}, d{}, t{};
     std::array<Vek32s, 16> s32{}, d32{};
-    Vek32s n = 0, l = 0, *nl = nullptr;
+    Vek32s n = 0, l = 0;
     Vek8s n8 = 0;
-    Vek16u p16[16] = {};
+    Vek16u p[16] = {};
     const Vek16s* z = kRasterToZigzag.data();
     const Vek8u list[16] = {};
-    const auto fwd = [&](Vek32s qp, const Vek16s* scan) {
-        return vekiTransformQuantFwd4x4_H264_16s_C1(s.data(), d.data(), qp, &n, 0, scan, &l, nullptr);
+    const std::pair<VekStatus, VekStatus> cases[] = {
+        {vekiTransformQuantFwd4x4_H264_16s_C1(s.data(), d.data(), 99, &n, 0, nullptr, &l, nullptr), vekStsNullPtrErr},
+        {vekiTransformQuantFwd4x4_H264_16s_C1(s.data(), d.data(), 52, &n, 0, z, &l, nullptr), vekStsOutOfRangeErr},
+        {vekiTransformQuantFwd4x4_H264_16s32s_C1(s.data(), d32.data(), 87, &n, 0, z, &l, nullptr), vekStsOk},
+        {vekiTransformQuantFwd4x4_H264_16s32s_C1(s.data(), d32.data(), 88, &n, 0, z, &l, nullptr), vekStsOutOfRangeErr},
+        // QP compared as unsigned.
+        {vekiQuantizeResidual4x4Fwd_H264_16s_C1(s.data(), d.data(), &n, &l, nullptr, z, -1, 0), vekStsOutOfRangeErr},
+        {vekiQuantizeResidual4x4Fwd_H264_16s_C1(s.data(), d.data(), &n, nullptr, nullptr, z, 0, 0), vekStsNullPtrErr},
+        {vekiQuantizeResidual4x4Fwd_H264_32s_C1(s32.data(), d32.data(), &n, &l, nullptr, z, 87, 0), vekStsOk},
+        {vekiTransformQuantFwdChromaDC2x2_H264_16s_C1I(d.data(), t.data(), 40, &n, 0, 1, nullptr), vekStsOutOfRangeErr},
+        {vekiTransformQuantFwdChromaDC2x2_H264_16s_C1I(d.data(), nullptr, 99, &n, 0, 1, nullptr), vekStsNullPtrErr},
+        {vekiTransformQuantFwdChromaDC2x4_H264_32s_C1I(d32.data(), s32.data(), 75, &n, 0, 1, nullptr), vekStsOk},
+        {vekiTransformQuantFwdLumaDC4x4_H264_16s_C1I(d.data(), t.data(), 0, &n, 1, z, nullptr, nullptr),
+         vekStsNullPtrErr},
+        {vekiTransformQuantFwdLumaDC4x4_H264_32s_C1I(d32.data(), s32.data(), 88, &n, 1, z, &l, nullptr),
+         vekStsOutOfRangeErr},
+        {vekiTransformQuantInvChromaDC2x4_H264_16s_C1I(d.data(), 40, nullptr), vekStsOutOfRangeErr},
+        {vekiTransformQuantInvLumaDC4x4_H264_32s_C1I(nullptr, 99, nullptr), vekStsNullPtrErr},
+        {vekiGenScaleLevel4x4_H264_8u16s_C1(list, d.data(), t.data(), 6), vekStsOutOfRangeErr},
+        {vekiGenScaleLevel4x4_H264_8u16s_C1(list, nullptr, t.data(), 6), vekStsNullPtrErr},
+        {vekiTransformQuantInvAddPred4x4_H264_32s_C1IR(p, 8, s32.data(), nullptr, p, 8, 88, 1, 9, nullptr),
+         vekStsOutOfRangeErr},
+        {vekiTransformQuantInvAddPred4x4_H264_32s_C1IR(p, 8, s32.data(), nullptr, p, 8, 0, 1, 8, nullptr),
+         vekStsOutOfRangeErr},
+        {vekiTransformQuantInvAddPred4x4_H264_16s_C1IR(nullptr, 8, nullptr, nullptr, nullptr, 8, 99, 1, nullptr),
+         vekStsNullPtrErr},
+        {vekiTransformQuantChromaDC_H264_16s_C1I(s.data(), t.data(), 40, &n8, 0, 0), vekStsOutOfRangeErr},
+        {vekiTransformQuantResidual_H264_16s_C1I(nullptr, 0, nullptr, 0, nullptr, nullptr), vekStsNullPtrErr},
     };
-    const auto fwd32 = [&](Vek32s qp) {
-        return vekiTransformQuantFwd4x4_H264_16s32s_C1(s.data(), d32.data(), qp, &n, 0, z, &l, nullptr);
-    };
-    const auto quant = [&](Vek32s qp, Vek32s* last) {
-        return vekiQuantizeResidual4x4Fwd_H264_16s_C1(s.data(), d.data(), &n, last, nullptr, z, qp, 0);
-    };
-    const auto c22 = [&](Vek16s* tb, Vek32s qp) {
-        return vekiTransformQuantFwdChromaDC2x2_H264_16s_C1I(d.data(), tb, qp, &n, 0, 1, nullptr);
-    };
-    const auto add32 = [&](Vek32s qp, Vek32s depth) {
-        return vekiTransformQuantInvAddPred4x4_H264_32s_C1IR(p16, 8, s32.data(), nullptr, p16, 8, qp, 1, depth,
-                                                             nullptr);
-    };
-    const std::pair<VekStatus, std::function<VekStatus()>> cases[] = {
-        {vekStsNullPtrErr, [&] { return fwd(99, nullptr); }},
-        {vekStsOutOfRangeErr, [&] { return fwd(52, z); }},
-        {vekStsOk, [&] { return fwd32(87); }},
-        {vekStsOutOfRangeErr, [&] { return fwd32(88); }},
-        {vekStsOutOfRangeErr, [&] { return quant(-1, &l); }},  // QP compared as unsigned
-        {vekStsNullPtrErr, [&] { return quant(0, nullptr); }},
-        {vekStsOk,
-         [&] { return vekiQuantizeResidual4x4Fwd_H264_32s_C1(s32.data(), d32.data(), &n, &l, nullptr, z, 87, 0); }},
-        {vekStsOutOfRangeErr, [&] { return c22(t.data(), 40); }},
-        {vekStsNullPtrErr, [&] { return c22(nullptr, 99); }},
-        {vekStsOk,
-         [&] { return vekiTransformQuantFwdChromaDC2x4_H264_32s_C1I(d32.data(), s32.data(), 75, &n, 0, 1, nullptr); }},
-        {vekStsNullPtrErr,
-         [&] { return vekiTransformQuantFwdLumaDC4x4_H264_16s_C1I(d.data(), t.data(), 0, &n, 1, z, nl, nullptr); }},
-        {vekStsOutOfRangeErr,
-         [&] {
-             return vekiTransformQuantFwdLumaDC4x4_H264_32s_C1I(d32.data(), s32.data(), 88, &n, 1, z, &l, nullptr);
-         }},
-        {vekStsOutOfRangeErr, [&] { return vekiTransformQuantInvChromaDC2x4_H264_16s_C1I(d.data(), 40, nullptr); }},
-        {vekStsNullPtrErr, [&] { return vekiTransformQuantInvLumaDC4x4_H264_32s_C1I(nullptr, 99, nullptr); }},
-        {vekStsOutOfRangeErr, [&] { return vekiGenScaleLevel4x4_H264_8u16s_C1(list, d.data(), t.data(), 6); }},
-        {vekStsNullPtrErr, [&] { return vekiGenScaleLevel4x4_H264_8u16s_C1(list, nullptr, t.data(), 6); }},
-        {vekStsOutOfRangeErr, [&] { return add32(88, 9); }},
-        {vekStsOutOfRangeErr, [&] { return add32(0, 8); }},
-        {vekStsNullPtrErr,
-         [&] {
-             return vekiTransformQuantInvAddPred4x4_H264_16s_C1IR(nullptr, 8, nullptr, nullptr, nullptr, 8, 99, 1,
-                                                                  nullptr);
-         }},
-        {vekStsOutOfRangeErr,
-         [&] { return vekiTransformQuantChromaDC_H264_16s_C1I(s.data(), t.data(), 40, &n8, 0, 0); }},
-        {vekStsNullPtrErr,
-         [&] { return vekiTransformQuantResidual_H264_16s_C1I(nullptr, 0, nullptr, 0, nullptr, nullptr); }},
-    };
-    for (std::size_t i = 0; i < std::size(cases); ++i) EXPECT_EQ(cases[i].second(), cases[i].first) << "case " << i;
+    for (std::size_t i = 0; i < std::size(cases); ++i) EXPECT_EQ(cases[i].first, cases[i].second) << "case " << i;
 }
 
 // Hand-worked blocks: the count's sign, the last scan position, and levels.
@@ -150,12 +126,14 @@ TEST(TransformQuant, RoundTripThroughTheDecoderAtEveryQp) {
 }
 
 // The DC paths: forward with the library's decoder functions behind it, this
-// family's inverse forms against them and against a flat scaling list, and
-// the older forms against the current ones.
+// family's inverse forms (built-in and flat-list factors) against them, and
+// the older forms (only the low bytes of Intra and NeedTransform count)
+// against the current ones.
 TEST(TransformQuant, DcRoundTrips) {
     std::mt19937 rng(77);
     Vek8u flat[16];
     std::fill(std::begin(flat), std::end(flat), Vek8u{16});
+    const Vek16s* z = kRasterToZigzag.data();
     for (int qp = 0; qp <= 39; ++qp) {
         Block inv{}, fwd{};
         OK(vekiGenScaleLevel4x4_H264_8u16s_C1(flat, inv.data(), fwd.data(), qp % 6));
@@ -163,41 +141,34 @@ TEST(TransformQuant, DcRoundTrips) {
             SCOPED_TRACE(::testing::Message() << "QP " << qp << " block " << b);
             Block dc{}, t{};
             for (auto& x : dc) x = static_cast<Vek16s>(static_cast<int>(rng() % 8001) - 4000);
-            Block luma = dc, old = dc;
+            Block luma = dc, old = dc, chroma = dc, ca = dc, c8 = dc;
             Vek32s n = 0, last = 0;
             Vek8s n8 = 0;
             Vek8u last8 = 0;
-            OK(vekiTransformQuantFwdLumaDC4x4_H264_16s_C1I(luma.data(), t.data(), qp, &n, 1, kRasterToZigzag.data(),
-                                                           &last, nullptr));
-            OK(vekiTransformQuantLumaDC_H264_16s_C1I(old.data(), t.data(), qp, &n8, 1, kRasterToZigzag.data(), &last8));
+            OK(vekiTransformQuantFwdLumaDC4x4_H264_16s_C1I(luma.data(), t.data(), qp, &n, 1, z, &last, nullptr));
+            OK(vekiTransformQuantLumaDC_H264_16s_C1I(old.data(), t.data(), qp, &n8, 1, z, &last8));
             const int count = static_cast<int>(std::count_if(luma.begin(), luma.end(), [](Vek16s x) { return x; }));
             EXPECT_EQ(std::tie(n, n8, old), std::make_tuple(luma[0] ? -count : count, static_cast<Vek8s>(n), luma));
             Block a = luma, b2 = luma, c = luma;
             OK(vekiTransformDequantLumaDC_H264_16s_C1I(a.data(), qp));
             OK(vekiTransformQuantInvLumaDC4x4_H264_16s_C1I(b2.data(), qp, nullptr));
             OK(vekiTransformQuantInvLumaDC4x4_H264_16s_C1I(c.data(), qp, inv.data()));
-            EXPECT_EQ(b2, a);
-            EXPECT_EQ(c, a);
-            // The reconstructed DC (scaled by 16 x 4 as the 4x4 inverse expects) stays near the input.
-            for (int k = 0; k < 16; ++k) EXPECT_NEAR(a[k] / 4.0, dc[k], 8 * qstep(qp) + 2) << "place " << k;
-
-            Block chroma = dc, ca = dc;
+            EXPECT_EQ(std::tie(b2, c), std::tie(a, a));
             OK(vekiTransformQuantFwdChromaDC2x2_H264_16s_C1I(chroma.data(), t.data(), qp, &n, b & 1, 1, nullptr));
-            // The older form: only the low bytes of Intra and NeedTransform count.
             OK(vekiTransformQuantChromaDC_H264_16s_C1I(ca.data(), t.data(), qp, &n8, 0x300 | (b & 1), 0x201));
             EXPECT_EQ(std::tie(ca, n8), std::make_tuple(chroma, static_cast<Vek8s>(n)));
-            Block cb = chroma;
             OK(vekiTransformDequantChromaDC_H264_16s_C1I(ca.data(), qp));
-            OK(vekiTransformQuantInvChromaDC2x2_H264_16s_C1I(cb.data(), qp, nullptr));
-            for (int k = 0; k < 4; ++k) {
-                EXPECT_EQ(cb[k], ca[k]);
-                EXPECT_NEAR(ca[k] / 4.0, dc[k], 8 * qstep(qp) + 2) << "place " << k;
-            }
+            OK(vekiTransformQuantInvChromaDC2x2_H264_16s_C1I(chroma.data(), qp, nullptr));
+            EXPECT_EQ(chroma, ca);
             // 4:2:2: two halves of the dynamic range, the decoder's QP + 3 on both sides.
-            Block c8 = dc;
             OK(vekiTransformQuantFwdChromaDC2x4_H264_16s_C1I(c8.data(), t.data(), qp, &n, b & 1, 1, nullptr));
             OK(vekiTransformQuantInvChromaDC2x4_H264_16s_C1I(c8.data(), qp, nullptr));
-            for (int k = 0; k < 8; ++k) EXPECT_NEAR(c8[k] / 4.0, dc[k], 8 * qstep(qp + 3) + 2) << "place " << k;
+            // The reconstructed DCs (scaled by 16 x 4 as the 4x4 inverse expects) stay near the input.
+            for (int k = 0; k < 16; ++k) {
+                EXPECT_NEAR(a[k] / 4.0, dc[k], 8 * qstep(qp) + 2) << "place " << k;
+                EXPECT_NEAR(ca[k % 4] / 4.0, dc[k % 4], 8 * qstep(qp) + 2) << "place " << k % 4;
+                EXPECT_NEAR(c8[k % 8] / 4.0, dc[k % 8], 8 * qstep(qp + 3) + 2) << "place " << k % 8;
+            }
         }
     }
 }

@@ -100,12 +100,17 @@ inline Vek32s max_lane_128(__m128i v) {
     return ~_mm_cvtsi128_si32(_mm_minpos_epu16(_mm_xor_si128(v, ones))) & 0xFFFF;
 }
 
-// Bits set in a 16-bit mask, without the popcount instruction of later CPUs.
+// Bits set in a 16-bit mask: the popcount instruction where the AVX2 build
+// has it, arithmetic on the SSE4.1 level, whose CPUs may lack it.
 inline int count16(unsigned m) {
+#ifdef __POPCNT__
+    return __builtin_popcount(m);
+#else
     m = m - ((m >> 1) & 0x5555u);
     m = (m & 0x3333u) + ((m >> 2) & 0x3333u);
     m = (m + (m >> 4)) & 0x0F0Fu;
     return static_cast<int>((m + (m >> 8)) & 0x1Fu);
+#endif
 }
 
 // Quantises n (a multiple of 16) values; the count of the non-zero levels is
@@ -220,6 +225,91 @@ inline void fwd8x8_16bit(__m128i (&r)[8]) {
 
 inline void load8x8(const Vek16s* src, __m128i (&r)[8]) {
     for (int k = 0; k < 8; ++k) r[k] = _mm_loadu_si128(reinterpret_cast<const __m128i*>(src + 8 * k));
+}
+
+// ---- CAVLC preparation ---------------------------------------------------------
+//
+// No branch per coefficient: the non-zero positions come as one mask, from
+// which table lookups give the list of those positions, highest first; the
+// runs are the differences of neighbours in that list, and the levels are
+// gathered from the block by shuffles through the scan.
+
+struct alignas(16) CavlcTables {
+    Vek8u pick[256][16];  // [m]: the set bits of m, highest first, then zeros; bytes 8-15: the same plus 8
+    Vek8u up[9][16];      // shuffles moving eight bytes up by j places, zeros elsewhere
+    Vek8u down[4][16];    // shuffles moving the bytes down by t places
+    Vek8u reverse3[8];    // the low three bits in the other order
+};
+constexpr CavlcTables kCavlc = [] {
+    CavlcTables t{};
+    for (int m = 0; m < 256; ++m)
+        for (int b = 7, i = 0; b >= 0; --b)
+            if (m >> b & 1) {
+                t.pick[m][i] = static_cast<Vek8u>(b);
+                t.pick[m][8 + i++] = static_cast<Vek8u>(b + 8);
+            }
+    for (int j = 0; j < 9; ++j)
+        for (int i = 0; i < 16; ++i) t.up[j][i] = static_cast<Vek8u>(i >= j && i < j + 8 ? i - j : 0x80);
+    for (int j = 0; j < 4; ++j)
+        for (int i = 0; i < 16; ++i) t.down[j][i] = static_cast<Vek8u>(i + j < 16 ? i + j : 0x80);
+    for (int b = 0; b < 8; ++b) t.reverse3[b] = static_cast<Vek8u>((b & 1) << 2 | (b & 2) | (b >> 2 & 1));
+    return t;
+}();
+
+inline VekStatus cavlc16_128(const Vek16s* pSrc, Vek32s AC, const Vek32s* pScanMatrix, Vek32s Count,
+                             Vek8u* pTrailingOnes, Vek8u* pTrailingOneSigns, Vek8u* pNumOutCoeffs, Vek8u* pTotalZeros,
+                             Vek16s* pLevels, Vek8u* pRuns) {
+    const auto at = [](const void* p) { return _mm_loadu_si128(static_cast<const __m128i*>(p)); };
+    const int first = static_cast<Vek8u>(AC), last = static_cast<Vek8u>(Count);
+    // The block's place of each scan position, a byte each; places outside
+    // 0..15 read some other coefficient, but never outside the block.
+    const __m128i scan = _mm_packus_epi16(_mm_packs_epi32(at(pScanMatrix), at(pScanMatrix + 4)),
+                                          _mm_packs_epi32(at(pScanMatrix + 8), at(pScanMatrix + 12)));
+    const __m128i v0 = at(pSrc), v1 = at(pSrc + 8), zero = _mm_setzero_si128();
+    const __m128i is_zero = _mm_packs_epi16(_mm_cmpeq_epi16(v0, zero), _mm_cmpeq_epi16(v1, zero));
+    // Bit k: scan position k holds a level and lies within first..last.
+    const unsigned nz = ~static_cast<unsigned>(_mm_movemask_epi8(_mm_shuffle_epi8(is_zero, scan))) &
+                        ((2u << last) - (1u << first));
+    if (!nz) {
+        *pTrailingOnes = 0, *pTrailingOneSigns = 0, *pNumOutCoeffs = 0;
+        *pTotalZeros = static_cast<Vek8u>(last - first + 1);
+        return vekStsOk;
+    }
+    const int n = count16(nz), top = 31 - __builtin_clz(nz);
+    const unsigned high = nz >> 8, low = nz & 0xFFu;
+    // The positions of the levels, highest first: those of the upper eight,
+    // then those of the lower eight moved up behind them.
+    const __m128i pos = _mm_or_si128(
+        _mm_loadl_epi64(reinterpret_cast<const __m128i*>(kCavlc.pick[high] + 8)),
+        _mm_shuffle_epi8(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(kCavlc.pick[low])), at(kCavlc.up[count16(high)])));
+    // The run before each level but the last: the gap to the next position.
+    const __m128i runs = _mm_sub_epi8(_mm_sub_epi8(pos, _mm_srli_si128(pos, 1)), _mm_set1_epi8(1));
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(pRuns), runs);
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(pRuns + 7), _mm_srli_si128(runs, 7));
+    // The places of the levels in the block, and from them which are 1 or -1
+    // and which are negative, a bit each, the highest position in bit 0.
+    const __m128i places = _mm_shuffle_epi8(scan, pos);
+    const __m128i one = _mm_set1_epi16(1);
+    const __m128i is_one = _mm_packs_epi16(_mm_cmpeq_epi16(_mm_abs_epi16(v0), one), _mm_cmpeq_epi16(_mm_abs_epi16(v1), one));
+    const unsigned ones = static_cast<unsigned>(_mm_movemask_epi8(_mm_shuffle_epi8(is_one, places))) & ((1u << n) - 1);
+    const unsigned negative = static_cast<unsigned>(_mm_movemask_epi8(_mm_shuffle_epi8(_mm_packs_epi16(v0, v1), places)));
+    // Trailing ones: the leading run of ones, at most three.
+    const int t = __builtin_ctz(~ones | 8u);
+    *pTrailingOnes = static_cast<Vek8u>(t);
+    *pTrailingOneSigns = static_cast<Vek8u>(kCavlc.reverse3[negative & 7] >> (3 - t));
+    *pNumOutCoeffs = static_cast<Vek8u>(n);
+    *pTotalZeros = static_cast<Vek8u>(top - first + 1 - n);
+    // The other levels: word shuffles of the block's two halves by the places
+    // after the trailing ones, (2 p, 2 p + 1) a word, the half by p's bit 3.
+    const __m128i rest = _mm_shuffle_epi8(places, at(kCavlc.down[t]));
+    const __m128i pair = _mm_set1_epi16(0x0100);
+    const auto gather = [&](__m128i p) {
+        const __m128i w = _mm_or_si128(_mm_add_epi8(p, p), pair);
+        return _mm_blendv_epi8(_mm_shuffle_epi8(v0, w), _mm_shuffle_epi8(v1, w), _mm_slli_epi16(w, 3));
+    };
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(pLevels), gather(_mm_unpacklo_epi8(rest, rest)));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(pLevels + 8), gather(_mm_unpackhi_epi8(rest, rest)));
+    return vekStsOk;
 }
 
 }  // namespace

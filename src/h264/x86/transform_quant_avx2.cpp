@@ -1,8 +1,7 @@
-// AVX2 encoder transform kernels. The 4x4 block sits in one 256-bit
-// register through both passes of its core and the quantiser. The 8x8
-// transform of 8-bit residuals keeps two vectors of 16-bit values per
-// register; wider values take 32-bit lanes, one row of the block per
-// register, exact for every 16-bit input.
+// AVX2 encoder kernels. The 4x4 block sits in one 256-bit register through
+// its row pass and the quantiser. The 8x8 transform of 8-bit residuals keeps
+// two vectors of 16-bit values per register; wider values take 32-bit lanes,
+// one row of the block per register, exact for every 16-bit input.
 #include "h264/transform_quant.h"
 #include "h264/x86/transform_quant_128.h"
 
@@ -45,65 +44,91 @@ inline Vek32s max_lane_256(__m256i v) {
     return max_lane_128(_mm_max_epi16(_mm256_castsi256_si128(v), _mm256_extracti128_si256(v, 1)));
 }
 
-// ---- 4x4 transform and quantisation, the block in one register -------------
+// ---- 4x4 transform and quantisation ------------------------------------------
 //
-// Both passes of the core share one form. With u = x + rev(x) = (s0 s1 s1 s0)
-// and d = x - rev(x) = (d0 d1 -d1 -d0), where rev reverses each group of
-// four, z = (s0 d1 s1 -d0) takes the odd places from d, z' = (s1 -d0 s0 d1)
-// swaps its pairs, and the outputs (s0 + s1, 2 d0 + d1, s0 - s1, d0 - 2 d1)
-// are z * (1 1 -1 -1) + z' * (1 -2 1 -2). Down the columns the groups are
-// the rows (64-bit quarters), whose reversal and pair swap cross the halves;
-// along the rows they are four lanes within a half.
+// The columns go through the 128-bit core on the two halves (rows 0-1, 2-3),
+// which needs no lane crossing; the rows and the quantiser then work on the
+// whole block in one 256-bit register.
 struct alignas(32) Fwd4x4Consts {
     Vek8s rev_rows[32];   // bytes reversing each row's four lanes
-    Vek16s col_sign[16];  // (1 1 -1 -1) by row
-    Vek16s col_mul[16];   // (1 -2 1 -2) by row
-    Vek16s row_sign[16];  // (1 1 -1 -1) by lane
-    Vek16s row_mul[16];   // (1 -2 1 -2) by lane
+    Vek16s row_even[16];  // (1 1 -1 1) by lane
+    Vek16s row_odd[16];   // (2 1 2 -1) by lane
 };
 constexpr Fwd4x4Consts kFwd4x4 = [] {
     Fwd4x4Consts c{};
-    constexpr int kSign[4] = {1, 1, -1, -1}, kMul[4] = {1, -2, 1, -2};
+    constexpr int kEven[4] = {1, 1, -1, 1}, kOdd[4] = {2, 1, 2, -1};
     for (int k = 0; k < 16; ++k) {
         const int row = k / 4, lane = k % 4, from = (4 * row + 3 - lane) % 8;  // within the 128-bit half
         c.rev_rows[2 * k] = static_cast<Vek8s>(2 * from), c.rev_rows[2 * k + 1] = static_cast<Vek8s>(2 * from + 1);
-        c.col_sign[k] = static_cast<Vek16s>(kSign[row]), c.col_mul[k] = static_cast<Vek16s>(kMul[row]);
-        c.row_sign[k] = static_cast<Vek16s>(kSign[lane]), c.row_mul[k] = static_cast<Vek16s>(kMul[lane]);
+        c.row_even[k] = static_cast<Vek16s>(kEven[lane]), c.row_odd[k] = static_cast<Vek16s>(kOdd[lane]);
     }
     return c;
 }();
 
-VekStatus fwd_quant4x4_avx2(const Vek16s* src, Vek16s* dst, const QuantArgs* args, Vek32s* num,
+// Forward core and quantiser of the 4x4 block; the built-in form reads its
+// quantiser operands laid out, the scaled one forms them from q->plain.
+//
+// The rows come last, each in two 32-bit madd sums: with u = x + rev(x) =
+// (s0 s1 s1 s0) and d = x - rev(x) = (d0 d1 -d1 -d0), (s0 + s1, s0 - s1) are
+// u's pairs against (1 1) and (-1 1), (2 d0 + d1, d0 - 2 d1) d's pairs
+// against (2 1) and (2 -1). The core is linear, so the low halves of these
+// sums are the results cut to 16 bits; shifted into the high halves, they
+// are what the quantiser's madd multiplies by the factors there.
+//
+// sign(c) * ((|c| * f + round) >> shift) is (c * f + round) >> shift for
+// c >= 0, and (c * f + 2^shift - 1 - round) >> shift for c < 0 (the floor of
+// the negated value is the negated ceiling): the sign picks the rounding
+// term, and the products need no absolute value.
+template <bool kBuiltIn>
+VekStatus fwd_quant4x4_avx2(const Vek16s* src, Vek16s* dst, const Quant4x4Args* args, Vek32s* num,
                             const Vek16s* scan, Vek32s* last) {
-    // Columns: the rows are the groups.
-    __m256i x = load256(src);
-    __m256i r = _mm256_permute4x64_epi64(x, 0x1B);
-    __m256i z = _mm256_blend_epi32(_mm256_add_epi16(x, r), _mm256_sub_epi16(x, r), 0xCC);
-    x = _mm256_add_epi16(_mm256_sign_epi16(z, const256(kFwd4x4.col_sign)),
-                         _mm256_mullo_epi16(_mm256_permute4x64_epi64(z, 0x4E), const256(kFwd4x4.col_mul)));
-    // Rows: four lanes are the group.
-    r = _mm256_shuffle_epi8(x, const256(kFwd4x4.rev_rows));
-    z = _mm256_blend_epi16(_mm256_add_epi16(x, r), _mm256_sub_epi16(x, r), 0xAA);
-    const __m256i c = _mm256_add_epi16(_mm256_sign_epi16(z, const256(kFwd4x4.row_sign)),
-                                       _mm256_mullo_epi16(_mm256_shuffle_epi32(z, 0xB1), const256(kFwd4x4.row_mul)));
-    // The scan places floored at 0 and inverted, off the levels' path: the
-    // largest among the non-zero levels is then the smallest lane of
-    // (zero level ? 0xFFFF : ~place), which minpos finds.
-    const __m256i ones = _mm256_cmpeq_epi16(c, c);
-    const __m256i places = _mm256_xor_si256(_mm256_max_epi16(load256(scan), _mm256_setzero_si256()), ones);
-    const __m256i m = quant16_256_magnitude(c, load256(args->factors), _mm256_set1_epi32(args->round),
-                                            _mm_cvtsi32_si128(args->shift));
-    _mm256_storeu_si256(reinterpret_cast<__m256i*>(dst), _mm256_sign_epi16(m, c));
-    // A level is zero with its magnitude: c = 0 gives round >> shift = 0.
-    const __m256i z0 = _mm256_cmpeq_epi16(m, _mm256_setzero_si256());
-    const __m256i keys = _mm256_or_si256(z0, places);
-    const __m128i low = _mm_min_epu16(_mm256_castsi256_si128(keys), _mm256_extracti128_si256(keys, 1));
-    *last = _mm_extract_epi16(_mm_xor_si128(_mm_minpos_epu16(low), _mm256_castsi256_si128(ones)), 0);
-    // One bit per level, at the even places of the byte mask.
-    const unsigned nz = ~static_cast<unsigned>(_mm256_movemask_epi8(z0)) & 0x55555555u;
-    const Vek32s n = count32(nz);
+    __m256i f02, f13;
+    __m256 up, down;
+    __m128i count;
+    if constexpr (kBuiltIn) {
+        f02 = const256(args->lanes->factors[0]), f13 = const256(args->lanes->factors[1]);
+        up = _mm256_load_ps(reinterpret_cast<const float*>(args->rounds->up));
+        down = _mm256_load_ps(reinterpret_cast<const float*>(args->rounds->down));
+        count = _mm_load_si128(reinterpret_cast<const __m128i*>(args->rounds->shift));
+    } else {
+        const __m256i f = load256(args->plain.factors);
+        f02 = _mm256_slli_epi32(f, 16), f13 = _mm256_andnot_si256(const256(simd_consts()->even_mask), f);
+        const Vek32u shift = static_cast<Vek32u>(args->plain.shift), round = static_cast<Vek32u>(args->plain.round);
+        up = _mm256_castsi256_ps(_mm256_set1_epi32(static_cast<Vek32s>(round)));
+        down = _mm256_castsi256_ps(_mm256_set1_epi32(static_cast<Vek32s>((1u << shift) - 1u - round)));
+        count = _mm_cvtsi32_si128(static_cast<int>(shift));
+    }
+    // The scan places floored at 0, as the reference's search starts there.
+    const __m256i places = _mm256_max_epi16(load256(scan), _mm256_setzero_si256());
+    // Columns on the 128-bit halves, rows 0-1 and 2-3, without crossing lanes.
+    __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(src));
+    __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(src + 8));
+    fwd4_pass(a, b);
+    const __m256i x = _mm256_inserti128_si256(_mm256_castsi128_si256(a), b, 1);
+    const __m256i r = _mm256_shuffle_epi8(x, const256(kFwd4x4.rev_rows));
+    const __m256i u = _mm256_add_epi16(x, r), d = _mm256_sub_epi16(x, r);
+    // c of columns 0 and 2, and of 1 and 3, in the high halves of 32-bit lanes.
+    const __m256i c02 = _mm256_slli_epi32(_mm256_madd_epi16(u, const256(kFwd4x4.row_even)), 16);
+    const __m256i c13 = _mm256_slli_epi32(_mm256_madd_epi16(d, const256(kFwd4x4.row_odd)), 16);
+    const __m256i r02 = _mm256_castps_si256(_mm256_blendv_ps(up, down, _mm256_castsi256_ps(c02)));
+    const __m256i r13 = _mm256_castps_si256(_mm256_blendv_ps(up, down, _mm256_castsi256_ps(c13)));
+    const __m256i q02 = _mm256_sra_epi32(_mm256_add_epi32(_mm256_madd_epi16(c02, f02), r02), count);
+    const __m256i q13 = _mm256_sra_epi32(_mm256_add_epi32(_mm256_madd_epi16(c13, f13), r13), count);
+    // Levels cut to 16 bits, in order: columns 1 and 3 into the high halves.
+    const __m256i levels = _mm256_blend_epi16(q02, _mm256_slli_epi32(q13, 16), 0xAA);
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(dst), levels);
+    const __m256i zero_level = _mm256_cmpeq_epi16(levels, _mm256_setzero_si256());
+    // The largest place among the non-zero levels: the places are 0..32767,
+    // so 32767 - place orders them the other way round, and minpos finds it.
+    const __m256i best = _mm256_andnot_si256(zero_level, places);
+    const __m128i top = _mm_max_epi16(_mm256_castsi256_si128(best), _mm256_extracti128_si256(best, 1));
+    const __m128i flip = _mm_set1_epi16(0x7FFF);
+    *last = _mm_extract_epi16(_mm_minpos_epu16(_mm_xor_si128(top, flip)), 0) ^ 0x7FFF;
+    // Two mask bits per zero level.
+    const unsigned zeros = static_cast<unsigned>(_mm256_movemask_epi8(zero_level));
+    const Vek32s n = 16 - (__builtin_popcount(zeros) >> 1);
     // A negative count tells the caller that the DC level is present.
-    *num = (nz & 1) ? -n : n;
+    *num = (zeros & 1) ? n : -n;
     return vekStsOk;
 }
 
@@ -261,13 +286,21 @@ void fwd8x8_pairs(const Vek16s* src, Out* dst) {
     }
 }
 
-void fwd8x8_avx2(const Vek16s* src, Vek16s* dst) { fwd8x8_pairs(src, dst); }
-void fwd8x8_32_avx2(const Vek16s* src, Vek32s* dst) { fwd8x8_pairs(src, dst); }
+VekStatus fwd8x8_avx2(const Vek16s* src, Vek16s* dst) {
+    fwd8x8_pairs(src, dst);
+    return vekStsOk;
+}
+VekStatus fwd8x8_32_avx2(const Vek16s* src, Vek32s* dst) {
+    fwd8x8_pairs(src, dst);
+    return vekStsOk;
+}
 
 }  // namespace
 
 void init_encode_transform_table_avx2(EncodeTransformTable& t) {
-    t.fwd_quant4x4 = fwd_quant4x4_avx2;
+    t.fwd_quant4x4 = fwd_quant4x4_avx2<true>;
+    t.fwd_quant4x4_scaled = fwd_quant4x4_avx2<false>;
+    t.cavlc16 = cavlc16_128;
     t.quant8x8 = quant8x8_avx2;
     t.fwd8x8 = fwd8x8_avx2;
     t.fwd8x8_32 = fwd8x8_32_avx2;
