@@ -687,8 +687,9 @@ VEKVC_API VekStatus vekiGenScaleLevel4x4_H264_8u16s_C1(const Vek8u* pSrcScaleLis
  * up to 3 trailing +-1 levels (signs a bit each, 1 for -1, the first met highest) until any
  * other level; pLevels gets the other levels, highest first (at most 16); pRuns the run of
  * zeros below each level but the last (at most 15); *pTotalZeros the zeros below the highest
- * level (the range's length for an empty block). Null: vekStsNullPtrErr; Count above 15 or
- * below AC: vekStsOutOfRangeErr. */
+ * level (the range's length for an empty block). pSrc and pScanMatrix hold 16 entries each and
+ * pLevels and pRuns must have room for 16 and 15: entries past those the block uses may be
+ * overwritten. Null: vekStsNullPtrErr; Count above 15 or below AC: vekStsOutOfRangeErr. */
 VEKVC_API VekStatus vekiEncodeCoeffsCAVLC_H264_16s(const Vek16s* pSrc, Vek32s AC, const Vek32s* pScanMatrix,
                                                    Vek32s Count, Vek8u* pTrailingOnes,
                                                    Vek8u* pTrailingOneSigns, Vek8u* pNumOutCoeffs,
