@@ -6,9 +6,22 @@
 
 namespace {
 
+// b of a 16x16 block in all eight words, in 16 bits throughout: the corner
+// goes into slot 7 of the row above (t7's own weight is 0), one multiply-add
+// by -7 .. -1, -8, 1 .. 8, three word-sum levels (|H| <= 9180 and every
+// partial sum fits), and (5H + 32) >> 6 as a rounding high multiply by 5 * 512.
+inline __m128i plane_b16(const Vek8u* above) {
+    const __m128i t = _mm_insert_epi8(load16(above), above[-1], 7);
+    __m128i h = _mm_maddubs_epi16(t, _mm_setr_epi8(-7, -6, -5, -4, -3, -2, -1, -8, 1, 2, 3, 4, 5, 6, 7, 8));
+    h = _mm_add_epi16(h, _mm_shuffle_epi32(h, _MM_SHUFFLE(1, 0, 3, 2)));
+    h = _mm_add_epi16(h, _mm_shuffle_epi32(h, _MM_SHUFFLE(2, 3, 0, 1)));
+    h = _mm_add_epi16(h, _mm_shuffle_epi8(h, _mm_setr_epi8(2, 3, 0, 1, 6, 7, 4, 5, 10, 11, 8, 9, 14, 15, 12, 13)));
+    return _mm_mulhrs_epi16(h, _mm_set1_epi16(5 * 512));
+}
+
 VekStatus pred16x16_plane_avx2(Vek8u* p, Vek32s srcDstStep, Vek32s) {
     const std::ptrdiff_t step = srcDstStep;
-    const __m256i b = _mm256_broadcastw_epi16(plane_b<16>(p - step));
+    const __m256i b = _mm256_broadcastsi128_si256(plane_b16(p - step));
     const auto [c, a] = plane_left<16>(p, step);
     // Two rows per register pair: `left` holds x = 0..7 of rows y and y + 1 in
     // its two lanes, `right` x = 8..15, so one pack gives both rows whole.
