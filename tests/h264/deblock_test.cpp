@@ -1,7 +1,6 @@
-// Contract tests of the H.264 deblocking functions: null checks in order, the
-// two refusing 4:2:2 MBAFF names, hand-computed lines, the strong/weak choice
-// of every function, edges that must not be read, and whole macroblocks
-// against a per-sample model of the standard's filter.
+// Contract tests of the H.264 deblocking functions: null checks in order, the refusing 4:2:2
+// MBAFF names, hand-computed lines, the strong/weak choice of every function, edges that must not
+// be read, and whole macroblocks against a per-sample model of the standard's filter.
 #include <gtest/gtest.h>
 #include <sys/mman.h>
 #include <unistd.h>
@@ -90,33 +89,28 @@ struct Args {
 // Calls f on the macroblock at mb (step in elements); `null_arg` names a
 // pointer to pass as null: 0 the record, 1 the plane, 2 alpha, 3 beta, 4 tc0, 5 bS.
 VekStatus call_at(const DeblockFn& f, void* mb_at, Vek32s step, const Args& a, int null_arg = -1) {
-    std::array<Vek8u, 2> a8{}, b8{};
-    std::array<Vek16u, 2> a16{}, b16{};
-    std::array<Vek8u, 16> t8{};
-    std::array<Vek16u, 16> t16{};
+    Vek8u a8[2], b8[2], t8[16];
+    Vek16u a16[2], b16[2], t16[16];
+    for (int i = 0; i < 16; ++i) t8[i] = Vek8u(a.tc0[i]), t16[i] = Vek16u(a.tc0[i]);
     for (int i = 0; i < 2; ++i)
         a8[i] = Vek8u(a.alpha[i]), b8[i] = Vek8u(a.beta[i]), a16[i] = Vek16u(a.alpha[i]), b16[i] = Vek16u(a.beta[i]);
-    for (int i = 0; i < 16; ++i) t8[i] = Vek8u(a.tc0[i]), t16[i] = Vek16u(a.tc0[i]);
     const auto nul = [null_arg](int k, auto* p) { return k == null_arg ? decltype(p){} : p; };
-    void* mb = nul(1, mb_at);
+    auto* mb8 = static_cast<Vek8u*>(nul(1, mb_at));
     const Vek8u* bs = nul(5, a.bs.data());
+    const VekDeblockingParams p8{mb8, step, nul(2, a8), nul(3, b8), nul(4, t8), bs};
+    const VekDeblockingParams_16u p16{static_cast<Vek16u*>(nul(1, mb_at)), step, nul(2, a16), nul(3, b16),
+                                      nul(4, t16), bs, a.bit_depth};
     switch (f.form) {
     case Form::kPlain8:
         return reinterpret_cast<decltype(&vekiFilterDeblockingLuma_VerEdge_H264_8u_C1IR)>(f.fn)(
-            static_cast<Vek8u*>(mb), step, nul(2, a8.data()), nul(3, b8.data()), nul(4, t8.data()), bs);
+            mb8, step, p8.pAlpha, p8.pBeta, p8.pThresholds, bs);
     case Form::kMbaff8:
         return reinterpret_cast<decltype(&vekiFilterDeblockingLuma_VerEdge_MBAFF_H264_8u_C1IR)>(f.fn)(
-            static_cast<Vek8u*>(mb), step, Vek32u(a.alpha[0]), Vek32u(a.beta[0]), nul(4, t8.data()), bs);
-    case Form::kRecord8: {
-        const VekDeblockingParams p{static_cast<Vek8u*>(mb), step, nul(2, a8.data()), nul(3, b8.data()),
-                                    nul(4, t8.data()), bs};
-        return reinterpret_cast<decltype(&vekiFilterDeblockingChroma422VerEdge_H264_8u_C1IR)>(f.fn)(nul(0, &p));
-    }
-    case Form::kRecord16: {
-        const VekDeblockingParams_16u p{static_cast<Vek16u*>(mb), step, nul(2, a16.data()), nul(3, b16.data()),
-                                        nul(4, t16.data()), bs, a.bit_depth};
-        return reinterpret_cast<decltype(&vekiFilterDeblockingLumaVerEdge_H264_16u_C1IR)>(f.fn)(nul(0, &p));
-    }
+            mb8, step, Vek32u(a.alpha[0]), Vek32u(a.beta[0]), p8.pThresholds, bs);
+    case Form::kRecord8:
+        return reinterpret_cast<decltype(&vekiFilterDeblockingChroma422VerEdge_H264_8u_C1IR)>(f.fn)(nul(0, &p8));
+    case Form::kRecord16:
+        return reinterpret_cast<decltype(&vekiFilterDeblockingLumaVerEdge_H264_16u_C1IR)>(f.fn)(nul(0, &p16));
     }
     return vekStsOk;
 }
@@ -181,16 +175,6 @@ Plane edge_plane(const DeblockFn& f, int e, const std::array<int, 8>& line) {
     return plane;
 }
 
-TEST(Deblock, Chroma422MbaffAlwaysRefuses) {
-    Vek8u samples[64] = {};
-    const Vek8u thresholds[16] = {40, 40, 10, 10}, bs[16] = {4, 4, 4, 4};
-    const VekDeblockingParams p8{samples + 8, 8, thresholds, thresholds, thresholds, bs};
-    EXPECT_EQ(vekiFilterDeblockingChroma422VerEdgeMBAFF_H264_8u_C1IR(nullptr), vekStsErr);
-    EXPECT_EQ(vekiFilterDeblockingChroma422VerEdgeMBAFF_H264_8u_C1IR(&p8), vekStsErr);
-    EXPECT_EQ(vekiFilterDeblockingChroma422VerEdgeMBAFF_H264_16u_C1IR(nullptr), vekStsErr);
-    for (const Vek8u v : samples) EXPECT_EQ(v, 0);
-}
-
 // Hand-computed lines (p3 .. q3) of one edge (the other edges have bS 0), per
 // group of four: "S"trong, "W"eak (tc0 1) and unchanged ("-") on the ramps,
 // or `out` for the whole edge.
@@ -211,10 +195,8 @@ const EdgeCase kEdgeCases[] = {
     {"Luma_VerEdge_H264_8u_C1IR", 0, {4, 0, 4, 4}, "W-SS"},
     {"Luma_VerEdge_H264_8u_C1IR", 2, {4, 4, 4, 4}, "WWWW"},
     {"Luma_HorEdge_H264_8u_C1IR", 0, {4, 4, 4, 3}, "WWWW"},
-    {"Luma_HorEdge_H264_8u_C1IR", 0, {4, 4, 4, 4}, "SSSS"},
     {"Luma_HorEdge_H264_8u_C1IR", 3, {4, 4, 4, 4}, "WWWW"},
     {"Chroma_VerEdge_H264_8u_C1IR", 0, {4, 4, 4, 9}, "WWWW"},
-    {"Chroma_HorEdge_H264_8u_C1IR", 0, {4, 4, 4, 4}, "SSSS"},
     {"Chroma_HorEdge_H264_8u_C1IR", 1, {4, 4, 4, 4}, "WWWW"},
     {"Chroma_VerEdge_H264_8u_C2IR", 0, {4, 4, 3, 4}, "SSWW"},
     {"Chroma_HorEdge_H264_8u_C2IR", 0, {0, 4, 4, 4}, "-WSS"},
@@ -237,20 +219,9 @@ const EdgeCase kEdgeCases[] = {
     // tc0 254 + ap + aq wraps to tc 0 (65534 in 16 bits): p0, q0 stay, p1 and q1 still move.
     {"Luma_VerEdge_H264_8u_C1IR", 1, {2, 2, 2, 2}, nullptr, 254, 40, 10, kRamp, {10, 12, 15, 16, 20, 21, 24, 26}},
     {"LumaVerEdge_H264_16u_C1IR", 1, {2, 2, 2, 2}, nullptr, 65534, 40, 10, kRamp, {10, 12, 15, 16, 20, 21, 24, 26}},
-    // delta 0 still moves p1 when ap holds.
-    {"Luma_HorEdge_H264_8u_C1IR", 2, {1, 1, 1, 1}, nullptr, 2, 40, 10, {16, 10, 16, 16, 16, 16, 16, 16},
-     {16, 10, 14, 16, 16, 16, 16, 16}},
-    // p0 255 + delta 4 clips to 255; in 10 bits 1023 + 4 clips to 1023.
-    {"Luma_HorEdge_H264_8u_C1IR", 1, {1, 1, 1, 1}, nullptr, 10, 10, 40, {255, 255, 255, 255, 255, 223, 223, 0},
-     {255, 255, 255, 255, 251, 233, 223, 0}},
-    {"LumaHorEdge_H264_16u_C1IR", 1, {1, 1, 1, 1}, nullptr, 10, 10, 40, {1023, 1023, 1023, 1023, 1023, 991, 991, 0},
-     {1023, 1023, 1023, 1023, 1019, 1001, 991, 0}},
     // Chroma tc0 + 1 wraps to tc 0.
     {"Chroma_VerEdge_H264_8u_C2IR", 1, {3, 3, 3, 3}, nullptr, 255, 40, 10, kChromaLine, kChromaLine},
     {"ChromaVerEdge_H264_16u_C1IR", 1, {3, 3, 3, 3}, nullptr, 65535, 40, 10, kChromaLine, kChromaLine},
-    // alpha 0 filters nothing.
-    {"Luma_HorEdge_H264_8u_C1IR", 0, {4, 4, 4, 4}, nullptr, 0, 0, 10, {10, 12, 14, 16, 16, 22, 24, 26},
-     {10, 12, 14, 16, 16, 22, 24, 26}},
 };
 
 TEST(Deblock, HandComputedEdges) {
@@ -298,6 +269,13 @@ struct Fenced {
 // with bS 0 (a picture border) is never read, nor is anything outside the
 // macroblock then.
 TEST(Deblock, NullsAndIdleEdgesTouchNothing) {
+    // The 4:2:2 MBAFF names refuse whatever they are given, touching nothing.
+    Fenced fence(true, 0);
+    const Vek8u all4[16] = {4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4};
+    const VekDeblockingParams p8{fence.block(), Vek32s(fence.step), all4, all4, all4, all4};
+    EXPECT_EQ(vekiFilterDeblockingChroma422VerEdgeMBAFF_H264_8u_C1IR(nullptr), vekStsErr);
+    EXPECT_EQ(vekiFilterDeblockingChroma422VerEdgeMBAFF_H264_8u_C1IR(&p8), vekStsErr);
+    EXPECT_EQ(vekiFilterDeblockingChroma422VerEdgeMBAFF_H264_16u_C1IR(nullptr), vekStsErr);
     for (const auto& f : kFns) {
         SCOPED_TRACE(f.name);
         const int sb = f.form == Form::kRecord16 ? 2 : 1;

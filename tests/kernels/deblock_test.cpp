@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "h264/deblock.h"
@@ -144,7 +145,9 @@ TEST_P(DeblockKernels, Edges8uMatchReference) {
                      });
 }
 
-// Bit depths 8 to 16 and beyond (the clip bound then stops mattering or wraps).
+// Bit depths 8 to 16 and beyond (the clip bound then stops mattering or wraps); samples of at most
+// 12 bits and larger ones take different lanes, so depths 12 and 13 and 12-bit samples under a
+// 16-bit clip bound probe the switch.
 TEST_P(DeblockKernels, Edges16uMatchReference) {
     const Slot<Deblock16uFn> kSlots[] = {
         {"luma_ver_16u", &DeblockTable::luma_ver_16u, kLumaVer},
@@ -154,11 +157,13 @@ TEST_P(DeblockKernels, Edges16uMatchReference) {
         {"chroma422_ver_16u", &DeblockTable::chroma422_ver_16u, k422Ver},
         {"chroma422_hor_16u", &DeblockTable::chroma422_hor_16u, k422Hor},
     };
-    for (const int bit_depth : {10, 16, 14, 8, 17}) {
-        const std::uint32_t max = bit_depth >= 16 ? 65535u : (1u << bit_depth) - 1;
+    const std::pair<int, std::uint32_t> kDepths[] = {{8, 255},    {10, 1023},   {12, 4095},   {13, 8191},
+                                                     {14, 16383}, {16, 65535}, {17, 65535}, {16, 4095}};
+    for (const auto& [bit_depth, max] : kDepths) {
         const Vek32s clip_max = deblock_clip_max(bit_depth);
         for (const auto& s : kSlots)
-            check<Vek16u>(std::string(s.name) + "/depth " + std::to_string(bit_depth), s.slot, s.shape, max,
+            check<Vek16u>(std::string(s.name) + "/depth " + std::to_string(bit_depth) + "/max " + std::to_string(max),
+                          s.slot, s.shape, max,
                           [clip_max](Deblock16uFn* fn, Vek16u* mb, Vek32s step, const Inputs<Vek16u>& in) {
                               fn(mb, step, in.alpha, in.beta, in.tc0, in.bs, clip_max);
                           });

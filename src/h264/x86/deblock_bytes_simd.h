@@ -1,4 +1,4 @@
-// Normal (bS < 4) edge filters on 16 lines of 8-bit samples per 128-bit
+// Normal (bS < 4) edge filters on 16 lines of 8-bit samples per 128 bits of
 // register, with no widening: every sum of the filters is rebuilt from
 // rounding averages (pavgb) and saturating adds and subtracts, each step
 // exact for all byte inputs. Included only by files of src/h264/x86/.
@@ -17,23 +17,71 @@ namespace {
 constexpr int kByteLumaTc0Max = 92;
 constexpr int kByteChromaTc0Max = 93;
 
-inline __m128i absdiff_u8(__m128i a, __m128i b) { return _mm_or_si128(_mm_subs_epu8(a, b), _mm_subs_epu8(b, a)); }
+// Byte operations on 128-bit registers, or on 256-bit ones (each byte on its own).
+template <int kSize>
+struct ByteOps;
+template <class V>
+using Bytes = ByteOps<static_cast<int>(sizeof(V))>;
+template <>
+struct ByteOps<16> {
+    using V = __m128i;
+    static V set1(int v) { return _mm_set1_epi8(static_cast<char>(v)); }
+    static V subs(V a, V b) { return _mm_subs_epu8(a, b); }
+    static V adds(V a, V b) { return _mm_adds_epu8(a, b); }
+    static V sub(V a, V b) { return _mm_sub_epi8(a, b); }
+    static V avg(V a, V b) { return _mm_avg_epu8(a, b); }
+    static V min(V a, V b) { return _mm_min_epu8(a, b); }
+    static V max(V a, V b) { return _mm_max_epu8(a, b); }
+    static V eq(V a, V b) { return _mm_cmpeq_epi8(a, b); }
+    static V or_(V a, V b) { return _mm_or_si128(a, b); }
+    static V and_(V a, V b) { return _mm_and_si128(a, b); }
+    static V xor_(V a, V b) { return _mm_xor_si128(a, b); }
+};
+#ifdef __AVX2__
+template <>
+struct ByteOps<32> {
+    using V = __m256i;
+    static V set1(int v) { return _mm256_set1_epi8(static_cast<char>(v)); }
+    static V subs(V a, V b) { return _mm256_subs_epu8(a, b); }
+    static V adds(V a, V b) { return _mm256_adds_epu8(a, b); }
+    static V sub(V a, V b) { return _mm256_sub_epi8(a, b); }
+    static V avg(V a, V b) { return _mm256_avg_epu8(a, b); }
+    static V min(V a, V b) { return _mm256_min_epu8(a, b); }
+    static V max(V a, V b) { return _mm256_max_epu8(a, b); }
+    static V eq(V a, V b) { return _mm256_cmpeq_epi8(a, b); }
+    static V or_(V a, V b) { return _mm256_or_si256(a, b); }
+    static V and_(V a, V b) { return _mm256_and_si256(a, b); }
+    static V xor_(V a, V b) { return _mm256_xor_si256(a, b); }
+};
+#endif
+
+template <class V>
+inline V absdiff_u8(V a, V b) {
+    using B = Bytes<V>;
+    return B::or_(B::subs(a, b), B::subs(b, a));
+}
 
 // All ones where x >= limit (that is, where x < limit fails; limit 0 fails always).
-inline __m128i not_below_u8(__m128i x, __m128i limit) {
-    return _mm_cmpeq_epi8(_mm_subs_epu8(limit, x), _mm_setzero_si128());
+template <class V>
+inline V not_below_u8(V x, V limit) {
+    using B = Bytes<V>;
+    return B::eq(B::subs(limit, x), B::set1(0));
 }
 
 // (a + b) >> 1, rounding down: pavgb rounds up exactly when a + b is odd.
-inline __m128i avg_floor_u8(__m128i a, __m128i b) {
-    return _mm_sub_epi8(_mm_avg_epu8(a, b), _mm_and_si128(_mm_xor_si128(a, b), _mm_set1_epi8(1)));
+template <class V>
+inline V avg_floor_u8(V a, V b) {
+    using B = Bytes<V>;
+    return B::sub(B::avg(a, b), B::and_(B::xor_(a, b), B::set1(1)));
 }
 
 // Lines passing the filter test |p0 - q0| < alpha, |p1 - p0| < beta, |q1 - q0| < beta.
-inline __m128i filter_mask_u8(__m128i p1, __m128i p0, __m128i q0, __m128i q1, __m128i alpha, __m128i beta) {
-    const __m128i fail = _mm_or_si128(not_below_u8(absdiff_u8(p0, q0), alpha),
-                                      not_below_u8(_mm_max_epu8(absdiff_u8(p1, p0), absdiff_u8(q1, q0)), beta));
-    return _mm_xor_si128(fail, _mm_set1_epi8(-1));
+template <class V>
+inline V filter_mask_u8(V p1, V p0, V q0, V q1, V alpha, V beta) {
+    using B = Bytes<V>;
+    const V fail = B::or_(not_below_u8(absdiff_u8(p0, q0), alpha),
+                          not_below_u8(B::max(absdiff_u8(p1, p0), absdiff_u8(q1, q0)), beta));
+    return B::xor_(fail, B::set1(-1));
 }
 
 // d = ((q0 - p0) * 4 + (p1 - q1) + 4) >> 3 as its positive and negative parts
@@ -45,17 +93,18 @@ inline __m128i filter_mask_u8(__m128i p1, __m128i p0, __m128i q0, __m128i q1, __
 //   avg(that, A & 1)                      = 33 + ((C + 1 + (A & 1)) >> 1), in 1 .. 65
 //   avg(~p0, q0)  = (A + 256) >> 1       = 128 + (A >> 1)
 // so their sum is d + 161 (saturating above 255, see the header comment).
-inline void delta_parts_u8(__m128i p1, __m128i p0, __m128i q0, __m128i q1, __m128i tc, __m128i& pos,
-                           __m128i& neg) {
-    const __m128i ones = _mm_set1_epi8(-1);
-    const __m128i odd = _mm_and_si128(_mm_xor_si128(p0, q0), _mm_set1_epi8(1));
-    __m128i c = _mm_avg_epu8(p1, _mm_xor_si128(q1, ones));
-    c = _mm_avg_epu8(c, _mm_set1_epi8(3));
-    c = _mm_avg_epu8(c, odd);
-    const __m128i s = _mm_adds_epu8(c, _mm_avg_epu8(_mm_xor_si128(p0, ones), q0));
-    const __m128i bias = _mm_set1_epi8(static_cast<char>(161));
-    pos = _mm_min_epu8(_mm_subs_epu8(s, bias), tc);
-    neg = _mm_min_epu8(_mm_subs_epu8(bias, s), tc);
+template <class V>
+inline void delta_parts_u8(V p1, V p0, V q0, V q1, V tc, V& pos, V& neg) {
+    using B = Bytes<V>;
+    const V ones = B::set1(-1);
+    const V odd = B::and_(B::xor_(p0, q0), B::set1(1));
+    V c = B::avg(p1, B::xor_(q1, ones));
+    c = B::avg(c, B::set1(3));
+    c = B::avg(c, odd);
+    const V s = B::adds(c, B::avg(B::xor_(p0, ones), q0));
+    const V bias = B::set1(161);
+    pos = B::min(B::subs(s, bias), tc);
+    neg = B::min(B::subs(bias, s), tc);
 }
 
 // One normal luma edge: r[0..5] = p2, p1, p0, q0, q1, q2; p1, p0, q0, q1 are

@@ -168,15 +168,94 @@ void luma_hor_8u_bytes(Vek8u* p, Vek32s step, const Vek8u* alpha, const Vek8u* b
     }
 }
 
+#ifdef __AVX2__
+// Rows r0 and r1 as the low and high halves of one register, and back.
+inline __m256i load_rows2(const Vek8u* p, ptrdiff_t st, int r0, int r1) {
+    return _mm256_inserti128_si256(_mm256_castsi128_si256(load16(p + r0 * st)), load16(p + r1 * st), 1);
+}
+inline void store_rows2(Vek8u* p, ptrdiff_t st, int r0, int r1, __m256i v) {
+    store16(p + r0 * st, _mm256_castsi256_si128(v));
+    store16(p + r1 * st, _mm256_extracti128_si256(v, 1));
+}
+
+// The four edges on bytes, two per 256-bit register: [0] holds edges 0 and 2,
+// [1] edges 1 and 3. The normal filter changes p1 .. q1, so the one input an
+// edge takes from the edge before is its p2, that edge's new q1; and a new q1
+// needs nothing an earlier edge writes. So every edge's q1 comes first, then
+// the rest of all four edges with the p2 they imply. Normal filters only.
+inline void luma_hor_8u_pairs(Vek8u* p, ptrdiff_t st, const Vek8u* alpha, const Vek8u* beta, const Vek8u* tc0,
+                              const Vek8u* bs, bool outer) {
+    using B = ByteOps<32>;
+    const __m128i zero_bs = _mm_cmpeq_epi8(load16(bs), _mm_setzero_si128());
+    const __m128i a = _mm_insert_epi32(_mm_set1_epi8(static_cast<char>(alpha[1])),
+                                       static_cast<int>(alpha[0] * 0x01010101u), 0);
+    const __m256i alphas = _mm256_broadcastsi128_si256(_mm_andnot_si128(zero_bs, a));
+    const __m256i tcs = _mm256_broadcastsi128_si256(load16(tc0));
+    const __m256i pick0 = _mm256_setr_epi8(0, 0, 0, 0, 1, 1, 1, 1, 2, 2, 2, 2, 3, 3, 3, 3, 8, 8, 8, 8, 9, 9, 9, 9, 10,
+                                           10, 10, 10, 11, 11, 11, 11);
+    const __m256i pick[2] = {pick0, _mm256_add_epi8(pick0, B::set1(4))};
+    const __m256i beta1 = B::set1(beta[1]);
+    const __m256i betas[2] = {
+        _mm256_inserti128_si256(_mm256_castsi128_si256(_mm_set1_epi8(static_cast<char>(beta[0]))),
+                                _mm256_castsi256_si128(beta1), 1),
+        beta1};
+    const __m256i ones = B::set1(-1);
+    // r[j][k]: p1, p0, q0, q1, q2 (k = 0 .. 4) of edges j and j + 2.
+    __m256i r[2][5], tc[2], filter[2], aq[2], avg[2], tf[2];
+    for (int k = 0; k < 5; ++k) {
+        r[0][k] = outer || k >= 2 ? load_rows2(p, st, k - 2, k + 6)
+                                  : _mm256_inserti128_si256(_mm256_setzero_si256(), load16(p + (k + 6) * st), 1);
+        r[1][k] = load_rows2(p, st, k + 2, k + 10);
+    }
+    for (int j = 0; j < 2; ++j) {
+        const __m256i p1 = r[j][0], p0 = r[j][1], q0 = r[j][2], q1 = r[j][3], q2 = r[j][4];
+        const __m256i al = _mm256_shuffle_epi8(alphas, pick[j]);
+        tc[j] = _mm256_shuffle_epi8(tcs, pick[j]);
+        filter[j] = filter_mask_u8(p1, p0, q0, q1, al, betas[j]);
+        aq[j] = B::xor_(not_below_u8(absdiff_u8(q2, q0), betas[j]), ones);
+        avg[j] = B::avg(p0, q0);
+        tf[j] = B::and_(tc[j], filter[j]);
+        const __m256i tq = B::and_(tf[j], aq[j]), mq = avg_floor_u8(q2, avg[j]);
+        r[j][4] = B::min(B::max(mq, B::subs(q1, tq)), B::adds(q1, tq));  // the new q1
+    }
+    const __m128i above = outer ? load16(p - 3 * st) : _mm_setzero_si128();
+    const __m256i p2s[2] = {_mm256_inserti128_si256(_mm256_castsi128_si256(above), _mm256_castsi256_si128(r[1][4]), 1),
+                            r[0][4]};
+    for (int j = 0; j < 2; ++j) {
+        const __m256i p2 = p2s[j], p1 = r[j][0], p0 = r[j][1], q0 = r[j][2], q1 = r[j][3];
+        const __m256i ap = B::xor_(not_below_u8(absdiff_u8(p2, p0), betas[j]), ones);
+        // tc = tc0 + ap + aq; subtracting the -1 masks wraps in 8 bits as the sample type does.
+        const __m256i t = B::and_(B::sub(B::sub(tc[j], ap), aq[j]), filter[j]);
+        __m256i pos, neg;
+        delta_parts_u8(p1, p0, q0, q1, t, pos, neg);
+        r[j][1] = B::subs(B::adds(p0, pos), neg);
+        r[j][2] = B::subs(B::adds(q0, neg), pos);
+        const __m256i tp = B::and_(tf[j], ap), mp = avg_floor_u8(p2, avg[j]);
+        r[j][0] = B::min(B::max(mp, B::subs(p1, tp)), B::adds(p1, tp));
+        r[j][3] = r[j][4];
+    }
+    for (int k = 0; k < 4; ++k) {
+        if (outer || k >= 2) store16(p + (k - 2) * st, _mm256_castsi256_si128(r[0][k]));
+        store16(p + (k + 6) * st, _mm256_extracti128_si256(r[0][k], 1));
+        store_rows2(p, st, k + 2, k + 10, r[1][k]);
+    }
+}
+#endif
+
 // Calls whose tc0 all fit the byte filters take them; the others keep the
 // lane filters, with one copy per tc width so that no edge tests it.
 template <class O>
 void luma_hor_8u_simd(Vek8u* p, Vek32s step, const Vek8u* alpha, const Vek8u* beta, const Vek8u* tc0,
                       const Vek8u* bs) {
     if ((load_u32(bs) | load_u32(bs + 4) | load_u32(bs + 8) | load_u32(bs + 12)) == 0) return;
-    if constexpr (O::kLanes == 8) {  // 256-bit lanes already take 16 lines per operation
-        const __m128i over = _mm_subs_epu8(load16(tc0), _mm_set1_epi8(kByteLumaTc0Max));
-        if (_mm_testz_si128(over, over)) return luma_hor_8u_bytes<O>(p, step, alpha, beta, tc0, bs);
+    const __m128i over = _mm_subs_epu8(load16(tc0), _mm_set1_epi8(kByteLumaTc0Max));
+    if (_mm_testz_si128(over, over)) {
+#ifdef __AVX2__
+        // A strong outer edge is cheaper in the 16-bit window below.
+        if constexpr (O::kLanes == 16)
+            if (strong_all(bs) == 0) return luma_hor_8u_pairs(p, step, alpha, beta, tc0, bs, load_u32(bs) != 0);
+#endif
+        if constexpr (O::kLanes == 8) return luma_hor_8u_bytes<O>(p, step, alpha, beta, tc0, bs);
     }
     LumaParams<O> b;
     if (luma_params(b, alpha, beta, tc0, bs))
@@ -430,74 +509,6 @@ void chroma_ver_c2_8u_simd(Vek8u* p, Vek32s step, const Vek8u* alpha, const Vek8
         store16(rows, _mm_unpacklo_epi16(line[1], line[2]));
         store16(rows + 16, _mm_unpackhi_epi16(line[1], line[2]));
         for (int r = 0; r < 8; ++r) std::memcpy(q0 - 2 + r * st, rows + 4 * r, 4);
-    }
-}
-
-// ---- 16-bit luma ---------------------------------------------------------------------
-
-// 16 lines (two registers of 8 words for each of p3 .. q3), strong by group's bS 4.
-template <class O>
-void filter_luma_16_lines_16u(__m128i (*line)[2], int alpha, int beta, const Vek16u* tc0, const Vek8u* bs,
-                              Vek32s clip_max) {
-    constexpr int kParts = 16 / O::kLanes, kPerWord = 8 / O::kLanes;
-    alignas(32) std::int32_t tc[16], alphas[16], strong[16];
-    bool any_strong = false, all_strong = true;
-    for (int l = 0; l < 16; ++l) {
-        tc[l] = tc0[l / 4];
-        alphas[l] = bs[l / 4] ? alpha : 0;  // a zero bS fails the filter test
-        strong[l] = bs[l / 4] == 4 ? -1 : 0;
-        any_strong |= strong[l] != 0;
-        all_strong &= strong[l] != 0;
-    }
-    typename O::V out[6][kParts];
-    for (int part = 0; part < kParts; ++part) {
-        const int lane0 = part * O::kLanes;
-        const Edge<O> e{O::load(alphas + lane0), O::set1(beta), O::load(tc + lane0), O::load(strong + lane0),
-                        any_strong, all_strong};
-        typename O::V s[8];
-        for (int k = 0; k < 8; ++k) s[k] = O::widen_u16(line[k][lane0 / 8], (lane0 % 8) / 4);
-        luma_lanes<O>(s, e, 0xFFFF, clip_max);
-        for (int k = 0; k < 6; ++k) out[k][part] = s[k + 1];
-    }
-    for (int k = 0; k < 6; ++k)
-        for (int h = 0; h < 2; ++h) line[k + 1][h] = O::narrow_u16(&out[k][h * kPerWord]);
-}
-
-template <class O>
-void luma_hor_16u_simd(Vek16u* p, Vek32s step, const Vek16u* alpha, const Vek16u* beta, const Vek16u* tc0,
-                       const Vek8u* bs, Vek32s clip_max) {
-    const ptrdiff_t st = step;
-    for (int e = 0; e < 4; ++e) {
-        if (load_u32(bs + 4 * e) == 0) continue;
-        Vek16u* q0 = p + 4 * e * st;
-        __m128i line[8][2];
-        for (int k = 0; k < 8; ++k)
-            for (int h = 0; h < 2; ++h) line[k][h] = load16(q0 + (k - 4) * st + 8 * h);
-        filter_luma_16_lines_16u<O>(line, alpha[e ? 1 : 0], beta[e ? 1 : 0], tc0 + 4 * e, bs + 4 * e, clip_max);
-        for (int k = 1; k < 7; ++k)
-            for (int h = 0; h < 2; ++h) store16(q0 + (k - 4) * st + 8 * h, line[k][h]);
-    }
-}
-
-template <class O>
-void luma_ver_16u_simd(Vek16u* p, Vek32s step, const Vek16u* alpha, const Vek16u* beta, const Vek16u* tc0,
-                       const Vek8u* bs, Vek32s clip_max) {
-    const ptrdiff_t st = step;
-    for (int e = 0; e < 4; ++e) {
-        if (load_u32(bs + 4 * e) == 0) continue;
-        Vek16u* left = p + 4 * e - 4;
-        __m128i line[8][2], rows[2][8];
-        for (int h = 0; h < 2; ++h) {  // rows 8h .. 8h + 7 become columns p3 .. q3
-            for (int r = 0; r < 8; ++r) rows[h][r] = load16(left + (8 * h + r) * st);
-            transpose_8x8_16(rows[h]);
-            for (int k = 0; k < 8; ++k) line[k][h] = rows[h][k];
-        }
-        filter_luma_16_lines_16u<O>(line, alpha[e ? 1 : 0], beta[e ? 1 : 0], tc0 + 4 * e, bs + 4 * e, clip_max);
-        for (int h = 0; h < 2; ++h) {
-            for (int k = 0; k < 8; ++k) rows[h][k] = line[k][h];
-            transpose_8x8_16(rows[h]);
-            for (int r = 0; r < 8; ++r) store16(left + (8 * h + r) * st, rows[h][r]);
-        }
     }
 }
 

@@ -65,6 +65,11 @@ struct I16x8 {  // 8-bit samples, 8 lines per vector
     }
     // 16 bytes in every 128-bit lane of a V (here the register itself).
     static V bcast128(__m128i bytes) { return bytes; }
+    static V minu(V a, V b) { return _mm_min_epu16(a, b); }
+    // Lines `part` * 8 .. + 7 of 16 words given as lines 0 .. 7 and 8 .. 15
+    // (masks stay masks).
+    static V words(__m128i lo, __m128i hi, int part) { return part ? hi : lo; }
+    static V mask_words(__m128i lo, __m128i hi, int part) { return part ? hi : lo; }
     // Two parts back to 16 bytes; values outside 0..255 saturate, which is
     // the 8-bit clip of the filters.
     static __m128i narrow_u8(const V* parts) { return _mm_packus_epi16(parts[0], parts[1]); }
@@ -98,6 +103,11 @@ struct I32x4 {  // 16-bit samples, 4 lines per vector
     }
     // Bytes `part` * 4 .. + 3, sign-extended (masks stay masks).
     static V widen_s8(__m128i bytes, int part) { return _mm_cvtepi8_epi32(part ? _mm_srli_si128(bytes, 4) : bytes); }
+    static V words(__m128i lo, __m128i hi, int part) { return widen_u16(part & 2 ? hi : lo, part & 1); }
+    static V mask_words(__m128i lo, __m128i hi, int part) {
+        const __m128i w = part & 2 ? hi : lo;
+        return _mm_cvtepi16_epi32(part & 1 ? _mm_srli_si128(w, 8) : w);
+    }
     // Two parts back to 8 words, each value keeping its low 16 bits.
     static __m128i narrow_u16(const V* parts) {
         const __m128i low = _mm_set1_epi32(0xFFFF);
@@ -145,6 +155,9 @@ struct I16x16 {  // 8-bit samples, 16 lines per vector
         return _mm256_shuffle_epi8(bytes, _mm256_add_epi8(pick, _mm256_set1_epi16(static_cast<short>(first))));
     }
     static V bcast128(__m128i bytes) { return _mm256_broadcastsi128_si256(bytes); }
+    static V minu(V a, V b) { return _mm256_min_epu16(a, b); }
+    static V words(__m128i lo, __m128i hi, int) { return _mm256_inserti128_si256(_mm256_castsi128_si256(lo), hi, 1); }
+    static V mask_words(__m128i lo, __m128i hi, int) { return words(lo, hi, 0); }
     static __m128i narrow_u8(const V* parts) {
         return _mm_packus_epi16(_mm256_castsi256_si128(parts[0]), _mm256_extracti128_si256(parts[0], 1));
     }
@@ -178,6 +191,8 @@ struct I32x8 {  // 16-bit samples, 8 lines per vector
     static V load(const std::int32_t* v) { return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(v)); }
     static V widen_u16(__m128i words, int) { return _mm256_cvtepu16_epi32(words); }
     static V widen_s8(__m128i bytes, int) { return _mm256_cvtepi8_epi32(bytes); }
+    static V words(__m128i lo, __m128i hi, int part) { return _mm256_cvtepu16_epi32(part ? hi : lo); }
+    static V mask_words(__m128i lo, __m128i hi, int part) { return _mm256_cvtepi16_epi32(part ? hi : lo); }
     static __m128i narrow_u16(const V* parts) {
         const __m256i v = _mm256_and_si256(parts[0], _mm256_set1_epi32(0xFFFF));
         return _mm_packus_epi32(_mm256_castsi256_si128(v), _mm256_extracti128_si256(v, 1));
@@ -236,7 +251,11 @@ template <class O>
 // are read only for strong lines). `tc_mask` keeps tc in the sample type (255
 // or 65535; -1 when no tc0 can wrap); `clip_max` < 0 leaves the clip to the
 // narrowing that follows (8-bit packing saturates).
-template <class O>
+//
+// kCapTc: 16-bit samples of at most 12 bits in 16-bit lanes. tc and tc0 then
+// wrap as 16-bit values by themselves but must be held below the sign bit;
+// any tc above 0x1FFF clips nothing a 12-bit sample can produce.
+template <class O, bool kCapTc = false>
 [[gnu::always_inline]] inline void luma_lanes(typename O::V* s, const Edge<O>& e, int tc_mask, int clip_max) {
     using V = typename O::V;
     const V p2 = s[1], p1 = s[2], p0 = s[3], q0 = s[4], q1 = s[5], q2 = s[6];
@@ -253,8 +272,13 @@ template <class O>
     if (!e.all_strong) {
         // Weak: tc = tc0 + ap + aq in the sample type (the masks are -1 where
         // set); every change is masked by the filter test.
-        V tc = O::sub(O::sub(e.tc0, ap), aq);
-        if (tc_mask >= 0) tc = O::and_(tc, O::set1(tc_mask));
+        V tc = O::sub(O::sub(e.tc0, ap), aq), tc0 = e.tc0;
+        if constexpr (kCapTc) {
+            tc = O::minu(tc, O::set1(0x1FFF));
+            tc0 = O::minu(tc0, O::set1(0x1FFF));
+        } else if (tc_mask >= 0) {
+            tc = O::and_(tc, O::set1(tc_mask));
+        }
         // ((q0 - p0) * 4 + (p1 - q1) + 4) >> 3, reusing p0 - q0
         const V d = O::sra(O::add(O::sub(O::sub(p1, q1), O::sll(pq, 2)), O::set1(4)), 3);
         const V delta = O::and_(O::min(O::max(d, O::sub(zero, tc)), tc), filter);
@@ -269,7 +293,7 @@ template <class O>
         // held within tc0 of p1; a line left alone is held within 0 of it.
         const V avg = O::avg(p0, q0);
         const V mp = O::sra(O::add(p2, avg), 1), mq = O::sra(O::add(q2, avg), 1);
-        const V tf = O::and_(e.tc0, filter);
+        const V tf = O::and_(tc0, filter);
         const V tp = O::and_(tf, ap), tq = O::and_(tf, aq);
         np1 = O::min(O::max(mp, O::sub(p1, tp)), O::add(p1, tp));
         nq1 = O::min(O::max(mq, O::sub(q1, tq)), O::add(q1, tq));
@@ -392,21 +416,43 @@ inline void store_transposed_8x16(Vek8u* p, ptrdiff_t step, const __m128i* col) 
     }
 }
 
-// 8 rows of 8 words <-> 8 columns of 8 words (an 8x8 transpose of 16-bit values).
-inline void transpose_8x8_16(__m128i* r) {
-    __m128i a[8], b[8];
+// Unpacks of 128-bit registers, or of each 128-bit half of a 256-bit one.
+inline __m128i unpack_lo(__m128i a, __m128i b, int bits) {
+    return bits == 16 ? _mm_unpacklo_epi16(a, b) : bits == 32 ? _mm_unpacklo_epi32(a, b) : _mm_unpacklo_epi64(a, b);
+}
+inline __m128i unpack_hi(__m128i a, __m128i b, int bits) {
+    return bits == 16 ? _mm_unpackhi_epi16(a, b) : bits == 32 ? _mm_unpackhi_epi32(a, b) : _mm_unpackhi_epi64(a, b);
+}
+#ifdef __AVX2__
+inline __m256i unpack_lo(__m256i a, __m256i b, int bits) {
+    return bits == 16   ? _mm256_unpacklo_epi16(a, b)
+           : bits == 32 ? _mm256_unpacklo_epi32(a, b)
+                        : _mm256_unpacklo_epi64(a, b);
+}
+inline __m256i unpack_hi(__m256i a, __m256i b, int bits) {
+    return bits == 16   ? _mm256_unpackhi_epi16(a, b)
+           : bits == 32 ? _mm256_unpackhi_epi32(a, b)
+                        : _mm256_unpackhi_epi64(a, b);
+}
+#endif
+
+// 8 rows of 8 words <-> 8 columns of 8 words (an 8x8 transpose of 16-bit
+// values; in each 128-bit half separately for 256-bit registers).
+template <class V>
+[[gnu::always_inline]] inline void transpose_8x8_16(V* r) {
+    V a[8], b[8];
     for (int i = 0; i < 4; ++i) {
-        a[2 * i] = _mm_unpacklo_epi16(r[2 * i], r[2 * i + 1]);
-        a[2 * i + 1] = _mm_unpackhi_epi16(r[2 * i], r[2 * i + 1]);
+        a[2 * i] = unpack_lo(r[2 * i], r[2 * i + 1], 16);
+        a[2 * i + 1] = unpack_hi(r[2 * i], r[2 * i + 1], 16);
     }
     for (int i = 0; i < 2; ++i)
         for (int k = 0; k < 2; ++k) {
-            b[4 * i + 2 * k] = _mm_unpacklo_epi32(a[4 * i + k], a[4 * i + 2 + k]);
-            b[4 * i + 2 * k + 1] = _mm_unpackhi_epi32(a[4 * i + k], a[4 * i + 2 + k]);
+            b[4 * i + 2 * k] = unpack_lo(a[4 * i + k], a[4 * i + 2 + k], 32);
+            b[4 * i + 2 * k + 1] = unpack_hi(a[4 * i + k], a[4 * i + 2 + k], 32);
         }
     for (int k = 0; k < 4; ++k) {
-        r[2 * k] = _mm_unpacklo_epi64(b[k], b[4 + k]);
-        r[2 * k + 1] = _mm_unpackhi_epi64(b[k], b[4 + k]);
+        r[2 * k] = unpack_lo(b[k], b[4 + k], 64);
+        r[2 * k + 1] = unpack_hi(b[k], b[4 + k], 64);
     }
 }
 

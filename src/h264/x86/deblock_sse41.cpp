@@ -1,8 +1,9 @@
-// SSE4.1 deblocking kernels: 8 lines of 8-bit samples or 4 lines of 16-bit
-// samples per vector.
+// SSE4.1 deblocking kernels: 8 lines of 8-bit samples (16 on bytes), 8 lines
+// of 16-bit luma samples up to 12 bits, else 4 lines of 16-bit samples per vector.
 #include "h264/deblock.h"
 #include "h264/x86/deblock_chroma16_simd.h"
 #include "h264/x86/deblock_edges_simd.h"
+#include "h264/x86/deblock_luma16_simd.h"
 
 namespace vek::h264 {
 
@@ -13,8 +14,8 @@ void init_deblock_table_sse41(DeblockTable& t) {
     t.chroma_hor_8u = chroma_hor_8u_simd<I16x8>;
     t.chroma_ver_c2_8u = chroma_ver_c2_8u_simd<I16x8>;
     t.chroma_hor_c2_8u = chroma_hor_c2_8u_simd<I16x8>;
-    t.luma_ver_16u = luma_ver_16u_simd<I32x4>;
-    t.luma_hor_16u = luma_hor_16u_simd<I32x4>;
+    t.luma_ver_16u = luma_ver_16u_simd<I16x8, I32x4>;
+    t.luma_hor_16u = luma_hor_16u_simd<I16x8, I32x4>;
     t.chroma_ver_16u = chroma_ver_16u_simd<I32x4>;
     t.chroma_hor_16u = chroma_hor_16u_simd<I32x4>;
     t.chroma422_ver_16u = chroma422_ver_16u_simd<I32x4>;
