@@ -171,20 +171,15 @@ TEST(AvsBlockDecode, EndCasesAndScanChoice) {
 
 TEST(AvsBlockDecode, NullPointersWriteNothing) {
     Vek32u word = 0x80000000u;
-    for (const Decoder& d : decoders()) {
+    for (const Decoder& d : decoders())
         for (int which = 0; which < 5; ++which) {
             Vek32u* p = which == 4 ? nullptr : &word;
             Vek32s offset = 31, n = 9;
             Vek16s coef[64] = {5};
             EXPECT_EQ(d.fn(which == 0 ? nullptr : &p, which == 1 ? nullptr : &offset, which == 2 ? nullptr : &n,
-                           which == 3 ? nullptr : coef, 0),
-                      vekStsNullPtrErr);
-            EXPECT_EQ(offset, 31);
-            EXPECT_EQ(n, 9);
-            EXPECT_EQ(coef[0], 5);
-            EXPECT_EQ(p, which == 4 ? nullptr : &word);
+                           which == 3 ? nullptr : coef, 0), vekStsNullPtrErr);
+            EXPECT_TRUE(offset == 31 && n == 9 && coef[0] == 5 && p == (which == 4 ? nullptr : &word)) << which;
         }
-    }
 }
 
 }  // namespace

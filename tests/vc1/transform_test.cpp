@@ -83,10 +83,8 @@ TEST(VC1Transform, KnownAnswersBothForms) {
 TEST(VC1Transform, PartialSizesMatchFullPath) {
     for (const Size& s : kSizes)
         for (int nh = 1; nh <= s.h; ++nh)
-            for (int nw = 1; nw <= s.w; ++nw) {
-                if (nw < 2 && nh < 2) continue;
-                auto zeroed = block(s, ramp);
-                auto junk = zeroed;
+            for (int nw = nh < 2 ? 2 : 1; nw <= s.w; ++nw) {
+                auto zeroed = block(s, ramp), junk = zeroed;
                 for (int y = 0; y < s.h; ++y)
                     for (int x = 0; x < s.w; ++x)
                         if (x >= nw || y >= nh) zeroed[y * kStride + x] = 0, junk[y * kStride + x] = 9999;
@@ -111,8 +109,6 @@ TEST(VC1Transform, DcShortcutIgnoresAc) {
         ASSERT_EQ(s.inv_r(in.data(), kStep, out.data(), kStep, {1, 1}), vekStsOk);
         for (int y = 0; y < s.h; ++y)
             for (int x = 0; x < s.w; ++x) ASSERT_EQ(out[y * kStride + x], c.flat) << s.w << "x" << s.h;
-        ASSERT_EQ(s.inv_r(in.data(), kStep, out.data(), kStep, {s.w, 1}), vekStsOk);
-        if (c.dc != 32767) { EXPECT_NE(out[0], c.flat) << "with the AC of row 0 the result is no longer flat"; }
     }
 }
 

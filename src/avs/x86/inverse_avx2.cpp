@@ -1,11 +1,13 @@
 // AVX2 full route of the AVS inverse transform with add.
 //
-// The rows are loaded in the order 0, 4, 2, 6, 1, 3, 5, 7, so that after the
-// first pass each column holds the pairs (0, 4), (2, 6), (1, 3), (5, 7) of the
-// second pass in its four 32-bit lanes: one 4x4 transpose of those lanes per
-// register half then feeds the multiply-adds of the column butterfly, eight
-// columns to a register. The second pass sums exactly in 32 bits, as the
-// reference does, and saturates to 16 bits before the final shift.
+// Lane 0 carries rows 0, 4, 2, 6 and lane 1 rows 1, 3, 5, 7, each qword one
+// element (or one first-pass output) of four rows. The first pass then works
+// on two of its terms a register with in-lane shuffles only, and each of its
+// outputs comes out as the word pairs (0, 4), (2, 6) | (1, 3), (5, 7) that the
+// column butterfly of the second pass multiplies and adds; one lane exchange
+// per pair set puts eight columns in a register. The second pass sums exactly
+// in 32 bits, as the reference does, and saturates to 16 bits before the
+// final shift.
 #include "avs/transform_inv.h"
 #include "avs/x86/inverse_128.h"
 
@@ -18,7 +20,6 @@ inline __m256i load2(const Vek16s* lo, const Vek16s* hi) {
     return _mm256_inserti128_si256(_mm256_castsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i*>(lo))),
                                    _mm_loadu_si128(reinterpret_cast<const __m128i*>(hi)), 1);
 }
-inline __m256i join(__m128i lo, __m128i hi) { return _mm256_inserti128_si256(_mm256_castsi128_si256(lo), hi, 1); }
 inline __m256i twice(__m256i a) { return _mm256_adds_epi16(a, a); }
 
 // Output j of the first pass, (((b >> 1) + e) doubled) >> 3 with saturation.
@@ -35,22 +36,49 @@ inline __m256i add_pair(__m256i res_r, __m256i res_r1, const Vek8u* dst, Vek32s 
     return _mm256_adds_epi16(v, _mm256_cvtepu8_epi16(_mm_unpacklo_epi32(a, b)));
 }
 
-// Rows r..r + 3 from two add_pair results.
+// Rows r..r + 3 from two add_pair results: the packed dwords put in row
+// order, then each row stored from its half of a lane.
 inline void store4(__m256i s01, __m256i s23, Vek8u* dst, Vek32s step, int r) {
-    const __m256i o = _mm256_packus_epi16(s01, s23);
+    const __m256i o = _mm256_permutevar8x32_epi32(_mm256_packus_epi16(s01, s23), _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7));
     const __m128i lo = _mm256_castsi256_si128(o), hi = _mm256_extracti128_si256(o, 1);
-    const __m128i r01 = _mm_unpacklo_epi32(lo, hi), r23 = _mm_unpackhi_epi32(lo, hi);
-    const auto row = [&](int k) { return reinterpret_cast<__m128i*>(dst + static_cast<std::ptrdiff_t>(r + k) * step); };
-    _mm_storel_epi64(row(0), r01);
-    _mm_storel_epi64(row(1), _mm_unpackhi_epi64(r01, r01));
-    _mm_storel_epi64(row(2), r23);
-    _mm_storel_epi64(row(3), _mm_unpackhi_epi64(r23, r23));
+    const auto row = [&](int k) { return dst + static_cast<std::ptrdiff_t>(r + k) * step; };
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(row(0)), lo);
+    _mm_storeh_pi(reinterpret_cast<__m64*>(row(1)), _mm_castsi128_ps(lo));
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(row(2)), hi);
+    _mm_storeh_pi(reinterpret_cast<__m64*>(row(3)), _mm_castsi128_ps(hi));
+}
+
+// Constant vectors from memory: the compiler would otherwise build each from a
+// general register in three instructions on this short path.
+enum ConstVec { kTwo, kEights, kEightLow };
+alignas(32) constexpr short kConsts[3][16] = {{2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 2},
+                                              {8, 8, 8, 8, 8, 8, 8, 8, 8, 8, 8, 8, 8, 8, 8, 8},
+                                              {8, 0, 8, 0, 8, 0, 8, 0, 8, 0, 8, 0, 8, 0, 8, 0}};
+inline __m256i splats(ConstVec k) {
+    const short(*table)[16] = kConsts;
+    __asm__("" : "+r"(table));
+    return _mm256_load_si256(reinterpret_cast<const __m256i*>(table[k]));
+}
+
+// Qwords of each lane in swapped order.
+inline __m256i swap64(__m256i v) { return _mm256_shuffle_epi32(v, 0x4E); }
+// The low qword of each lane from lo, the high one from hi.
+inline __m256i take_hi(__m256i lo, __m256i hi) { return _mm256_blend_epi32(lo, hi, 0xCC); }
+// Dwords of a and b picked by Imm within each lane (shufps).
+template <int Imm>
+inline __m256i pick(__m256i a, __m256i b) {
+    return _mm256_castps_si256(_mm256_shuffle_ps(_mm256_castsi256_ps(a), _mm256_castsi256_ps(b), Imm));
+}
+// lo in the low qword of each lane, hi in the high one.
+inline __m256i lanes16(short lo, short hi) {
+    return _mm256_setr_epi16(lo, lo, lo, lo, hi, hi, hi, hi, lo, lo, lo, lo, hi, hi, hi, hi);
 }
 
 void inverse_full_avx2(const Vek16s* src, Vek8u* dst, Vek32s step, Vek32s mul_q, Vek32s shift) {
     // Dequantisation as in the 128-bit kernels, two rows a register: rows
-    // (0, 1), (4, 3), (2, 5), (6, 7) become lane pairs (m0, m4) .. (m3, m7) of
-    // the row order m = 0, 4, 2, 6, 1, 3, 5, 7.
+    // (0, 1), (4, 3), (2, 5), (6, 7), so that after two unpacks t[k] holds
+    // elements 2k and 2k + 1 of rows 0, 4, 2, 6 as its two qwords in lane 0
+    // and of rows 1, 3, 5, 7 in lane 1.
     const __m128i count = _mm_cvtsi32_si128(15 - shift);
     const __m256i w = _mm256_set1_epi16(static_cast<short>(mul_q - 32768));
     const auto dequant = [&](__m256i v) {
@@ -63,30 +91,53 @@ void inverse_full_avx2(const Vek16s* src, Vek8u* dst, Vek32s step, Vek32s mul_q,
     const __m256i y3 = dequant(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(src + 48)));
     const __m256i s0 = _mm256_unpacklo_epi16(y0, y1), s1 = _mm256_unpackhi_epi16(y0, y1);
     const __m256i s2 = _mm256_unpacklo_epi16(y2, y3), s3 = _mm256_unpackhi_epi16(y2, y3);
-    // Elements (2k, 2k + 1) of every row: m0..m3 in lane 0, m4..m7 in lane 1.
-    const __m256i t[4] = {_mm256_unpacklo_epi32(s0, s2), _mm256_unpackhi_epi32(s0, s2), _mm256_unpacklo_epi32(s1, s3),
-                          _mm256_unpackhi_epi32(s1, s3)};
-    __m128i c[8];
-    for (int k = 0; k < 4; ++k) {
-        const __m256i u = _mm256_permute4x64_epi64(t[k], 0xD8);
-        c[2 * k] = _mm256_castsi256_si128(u);
-        c[2 * k + 1] = _mm256_extracti128_si256(u, 1);
-    }
-    const RowTerms rt = row_terms(c);
-    const __m128i zero = _mm_setzero_si128();
-    // Outputs (j, j + 4) of the first pass side by side.
-    const __m256i o0 = first_out(join(rt.b4, _mm_subs_epi16(zero, rt.b7)), join(rt.e0, rt.e3));
-    const __m256i o1 = first_out(join(rt.b5, _mm_subs_epi16(zero, rt.b6)), join(rt.e1, rt.e2));
-    const __m256i o2 = first_out(join(rt.b6, _mm_subs_epi16(zero, rt.b5)), join(rt.e2, rt.e1));
-    const __m256i o3 = first_out(join(rt.b7, _mm_subs_epi16(zero, rt.b4)), join(rt.e3, rt.e0));
-    const __m256i v0 = _mm256_unpacklo_epi32(o0, o1), v1 = _mm256_unpackhi_epi32(o0, o1);
-    const __m256i v2 = _mm256_unpacklo_epi32(o2, o3), v3 = _mm256_unpackhi_epi32(o2, o3);
-    // Word pairs of the first-pass rows (0, 4), (2, 6), (1, 3), (5, 7), columns 0..7.
-    const __m256i q04 = _mm256_unpacklo_epi64(v0, v2), q26 = _mm256_unpackhi_epi64(v0, v2);
-    const __m256i q13 = _mm256_unpacklo_epi64(v1, v3), q57 = _mm256_unpackhi_epi64(v1, v3);
+    const __m256i t0 = _mm256_unpacklo_epi32(s0, s2), t1 = _mm256_unpackhi_epi32(s0, s2);
+    const __m256i t2 = _mm256_unpacklo_epi32(s1, s3), t3 = _mm256_unpackhi_epi32(s1, s3);
+
+    // The first pass, two terms a register (one per qword of each lane), every
+    // step with the operation and operand order of the reference. Where the
+    // two terms need different operations both are formed and blended.
+    const __m256i two = splats(kTwo);
+    const __m256i a45 = _mm256_adds_epi16(
+        twice(twice(_mm256_unpacklo_epi64(_mm256_adds_epi16(t0, t2), _mm256_subs_epi16(t0, t2)))), two);
+    const __m256i c26 = _mm256_unpacklo_epi64(t1, t3);
+    const __m256i tt = _mm256_slli_epi16(_mm256_shuffle_epi32(_mm256_adds_epi16(t1, t3), 0x44), 1);
+    const __m256i a67 = _mm256_adds_epi16(_mm256_mullo_epi16(c26, lanes16(3, -7)), tt);
+    const __m256i e01 = _mm256_adds_epi16(a45, a67), e32 = _mm256_subs_epi16(a45, a67);
+    const __m256i x = _mm256_unpackhi_epi64(t1, t0), y = _mm256_unpackhi_epi64(t2, t3);  // (c3, c1), (c5, c7)
+    const __m256i pr = _mm256_adds_epi16(_mm256_mullo_epi16(x, lanes16(3, 2)), _mm256_mullo_epi16(y, lanes16(2, 3)));
+    const __m256i qs = _mm256_subs_epi16(_mm256_mullo_epi16(x, lanes16(2, 3)), _mm256_mullo_epi16(y, lanes16(3, 2)));
+    const __m256i pq = _mm256_unpacklo_epi64(pr, qs), rs = _mm256_unpackhi_epi64(pr, qs);
+    // (p + s + r, q + s - p), then doubled plus (p, s).
+    const __m256i u45 = _mm256_adds_epi16(pq, _mm256_unpackhi_epi64(qs, qs));
+    const __m256i rp = swap64(pr);
+    const __m256i v45 = take_hi(_mm256_adds_epi16(u45, rp), _mm256_subs_epi16(u45, rp));
+    const __m256i b45 = _mm256_adds_epi16(twice(v45), take_hi(pr, qs));
+    // (r - p - q, s - q - r), then doubled plus r and less q.
+    const __m256i qr = take_hi(qs, pr);
+    const __m256i v67 = twice(_mm256_subs_epi16(_mm256_subs_epi16(rs, pq), qr));
+    const __m256i rq = swap64(qr);
+    const __m256i b67 = take_hi(_mm256_adds_epi16(v67, rq), _mm256_subs_epi16(v67, rq));
+    // Outputs (0, 1), (3, 2), (4, 5) and (7, 6).
+    const __m256i zero = _mm256_setzero_si256();
+    const __m256i b76 = swap64(b67);
+    const __m256i o01 = first_out(b45, e01), o32 = first_out(b76, e32);
+    const __m256i o45 = first_out(_mm256_subs_epi16(zero, b76), e32);
+    const __m256i o76 = first_out(_mm256_subs_epi16(zero, b45), e01);
+
+    // Each qword of these holds one output of rows 0, 4, 2, 6 (lane 0) or
+    // 1, 3, 5, 7 (lane 1): the word pairs (0, 4), (2, 6) and (1, 3), (5, 7)
+    // of the second pass for that column. Even dwords gather the first pairs
+    // of four columns in order, odd dwords the second.
+    const __m256i f0 = pick<0x28>(o01, o32), f1 = pick<0x7D>(o01, o32);  // columns 0..3
+    const __m256i g0 = pick<0x28>(o45, o76), g1 = pick<0x7D>(o45, o76);  // columns 4..7
+    const __m256i q04 = _mm256_permute2x128_si256(f0, g0, 0x20), q13 = _mm256_permute2x128_si256(f0, g0, 0x31);
+    const __m256i q26 = _mm256_permute2x128_si256(f1, g1, 0x20), q57 = _mm256_permute2x128_si256(f1, g1, 0x31);
     const auto madd = [](__m256i q, int lo, int hi) { return _mm256_madd_epi16(q, _mm256_set1_epi32(pair(lo, hi))); };
-    const __m256i round = _mm256_set1_epi32(64);
-    const __m256i a0 = _mm256_add_epi32(madd(q04, 8, 8), round), a1 = _mm256_add_epi32(madd(q04, 8, -8), round);
+    // Row 0 of the first pass has weight 8 in every output: 8 more on it is
+    // the rounding 64, and it stays far inside 16 bits.
+    const __m256i q04r = _mm256_add_epi16(q04, splats(kEightLow));
+    const __m256i a0 = _mm256_madd_epi16(q04r, splats(kEights)), a1 = madd(q04r, 8, -8);
     const __m256i b0 = madd(q26, 10, 4), b1 = madd(q26, 4, -10);
     const __m256i e0 = _mm256_add_epi32(a0, b0), e3 = _mm256_sub_epi32(a0, b0);
     const __m256i e1 = _mm256_add_epi32(a1, b1), e2 = _mm256_sub_epi32(a1, b1);

@@ -13,14 +13,14 @@ namespace {
 
 // Four rows of 8 coefficients (one per 128-bit lane set) to the 8 outputs of
 // the 8-point inverse, each with the 4 rows in its 32-bit lanes:
-// (sum + Round) >> Shift, and with Lower also +1 on outputs 4..7.
-template <int Round, int Shift, bool Lower, class V>
+// (sum + Round) >> Shift, and with Lower also +1 on outputs 4..7. Paired rows
+// come as x0, x4, x2, x6, x1, x3, x5, x7 instead of in order.
+template <int Round, int Shift, bool Lower, bool Paired = false, class V>
 inline void pass8(const V (&in)[4], V (&out)[8]) {
     // Per row: pairs (x0, x4), (x2, x6), (x1, x3), (x5, x7) as 32-bit lanes.
     static constexpr std::int8_t kOrder[16] = {0, 1, 8, 9, 4, 5, 12, 13, 2, 3, 6, 7, 10, 11, 14, 15};
-    const V order = shuffle_pattern(in[0], kOrder);
-    const V a = shuffle8(in[0], order), b = shuffle8(in[1], order), c = shuffle8(in[2], order),
-            d = shuffle8(in[3], order);
+    const auto pairs = [&](const V& x) { return Paired ? x : shuffle8(x, shuffle_pattern(in[0], kOrder)); };
+    const V a = pairs(in[0]), b = pairs(in[1]), c = pairs(in[2]), d = pairs(in[3]);
     const V t0 = unpacklo32(a, b), t1 = unpackhi32(a, b), t2 = unpacklo32(c, d), t3 = unpackhi32(c, d);
     const V p04 = unpacklo64(t0, t2), p26 = unpackhi64(t0, t2), p13 = unpacklo64(t1, t3), p57 = unpackhi64(t1, t3);
 
