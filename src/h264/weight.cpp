@@ -148,6 +148,7 @@ struct UnidirC {
 void assert_complete([[maybe_unused]] const WeightTable& t) {
 #ifndef NDEBUG
     for (auto* fn : t.interpolate_block) assert(fn);
+    for (auto* fn : t.average_by_size) assert(fn);
     for (auto* fn : t.bidir_weight_block) assert(fn);
     for (auto* fn : t.bidir_weight_shared) assert(fn);
     for (auto* fn : t.weighted_average) assert(fn);
@@ -182,6 +183,10 @@ WeightTable make_weight_table(CpuFlags flags) {
     t.bidir_weight_16u = &bidir_weight_16u_c;
     t.unidir_weight_16u = &unidir_weight_16u_c;
     if constexpr (kSimdBuilt) apply_simd_levels(t, flags, init_weight_table_sse41, init_weight_table_avx2);
+    for (Vek32u w = 0; w <= 16; ++w)
+        for (Vek32u h = 0; h <= 16; ++h)
+            t.average_by_size[17 * w + h] =
+                ((w | h) & 1) ? t.average_generic : t.interpolate_block[average_block_index(w, h)];
     assert_complete(t);
     return t;
 }
@@ -194,7 +199,9 @@ const WeightTable kWeightKernels = make_weight_table(cpu_flags());
 inline const WeightTable& weight_kernels() { return kWeightKernels; }
 
 // The block sides the weighting functions accept.
-inline bool is_weight_side(Vek32s side) { return side == 2 || side == 4 || side == 8 || side == 16; }
+inline bool is_weight_side(Vek32s side) {
+    return static_cast<Vek32u>(side) <= 16 && ((0x10114u >> side) & 1);  // bits 2, 4, 8 and 16
+}
 
 // Offsets of the explicit form: their sum is rounded and halved once per call.
 inline Vek32s explicit_offset(Vek32s o1, Vek32s o2) { return add_wrap(add_wrap(o1, o2), 1) >> 1; }
@@ -231,19 +238,28 @@ VekStatus vekiInterpolateBlock_H264_8u_P3P1R(const Vek8u* pSrc1, const Vek8u* pS
                                              Vek32u height, Vek32s srcStep1, Vek32s srcStep2, Vek32s dstStep) {
     if (!pSrc1 || !pSrc2 || !pDst) return vekStsNullPtrErr;
     if (width - 2 > 14 || height - 2 > 14) return vekStsSizeErr;  // 2..16, as unsigned numbers
-    const auto& k = weight_kernels();
-    auto* kernel = ((width | height) & 1) ? k.average_generic : k.interpolate_block[average_block_index(width, height)];
-    return kernel(pSrc1, pSrc2, pDst, SourceSteps{srcStep1, srcStep2}, dstStep,
-                  BlockSize{static_cast<Vek32s>(width), static_cast<Vek32s>(height)});
+    return weight_kernels().average_by_size[17 * width + height](pSrc1, pSrc2, pDst,
+                                                                 SourceSteps{srcStep1, srcStep2}, dstStep,
+                                                                 BlockSize{static_cast<Vek32s>(width), static_cast<Vek32s>(height)});
 }
 
 // The 8-bit weightings compare steps with the width as unsigned numbers, before the size.
 VekStatus vekiBiDirWeightBlock_H264_8u_P2P1R(const Vek8u* pSrc1, const Vek8u* pSrc2, Vek8u* pDst, Vek32u srcStep,
                                              Vek32u dstStep, Vek32u logWD, Vek32s w1, Vek32s o1, Vek32s w2, Vek32s o2,
                                              VekRoi roi) {
-    if (!pSrc1 || !pSrc2 || !pDst) return vekStsNullPtrErr;
-    if (srcStep < static_cast<Vek32u>(roi.width) || dstStep < static_cast<Vek32u>(roi.width)) return vekStsStepErr;
-    if (!is_weight_side(roi.width) || !is_weight_side(roi.height)) return vekStsSizeErr;
+    // The weights and offsets stay in their stack slots until the checks have
+    // passed: loaded up front they would need saved registers.
+    asm("" : "+m"(w1), "+m"(o1), "+m"(w2), "+m"(o2));
+    if (!pSrc1) [[unlikely]]
+        return vekStsNullPtrErr;
+    if (!pSrc2) [[unlikely]]
+        return vekStsNullPtrErr;
+    if (!pDst) [[unlikely]]
+        return vekStsNullPtrErr;
+    if (srcStep < static_cast<Vek32u>(roi.width) || dstStep < static_cast<Vek32u>(roi.width)) [[unlikely]]
+        return vekStsStepErr;
+    if (!is_weight_side(roi.width) || !is_weight_side(roi.height)) [[unlikely]]
+        return vekStsSizeErr;
     return weight_kernels().bidir_weight_shared[weight_block_index(roi.width, roi.height)](
         pSrc1, pSrc2, pDst, SharedSteps{static_cast<Vek32s>(srcStep), static_cast<Vek32s>(dstStep)},
         WeightParams{w1, w2, logWD + 1, explicit_offset(o1, o2)});

@@ -14,7 +14,6 @@
 #pragma once
 
 #include <array>
-#include <bit>
 #include <utility>
 
 #include "frame/cpu.h"
@@ -76,10 +75,11 @@ using UniWeight16uFn = void(Vek16u* srcDst, Vek32s srcDstStep, const WeightParam
                             Vek32s bitDepth);
 
 // Slot of a block side in the fixed-size weighting tables: 2 -> 0, 4 -> 1,
-// 8 -> 2, 16 -> 3; only those four sides get here.
+// 8 -> 2, 16 -> 3; only those four sides get here (never 0, so the count
+// needs no zero test).
 inline constexpr int kWeightSides = 4;
 inline constexpr int kWeightSlots = kWeightSides * kWeightSides;
-constexpr int weight_side_slot(Vek32s side) { return std::countr_zero(static_cast<Vek32u>(side)) - 1; }
+constexpr int weight_side_slot(Vek32s side) { return __builtin_ctz(static_cast<Vek32u>(side)) - 1; }
 // Index 4 * slot(width) + slot(height).
 constexpr int weight_block_index(Vek32s width, Vek32s height) {
     return kWeightSides * weight_side_slot(width) + weight_side_slot(height);
@@ -92,6 +92,11 @@ inline constexpr int kAverageSlots = 25;
 constexpr int average_block_index(Vek32u width, Vek32u height) {
     return static_cast<int>(5 * (width >> 2) + (height >> 2));
 }
+
+// The averaging kernel of every size 0..16 x 0..16 at 17 * width + height: the
+// slot of interpolate_block for even sizes, the generic kernel for odd ones,
+// so that a call picks its kernel by one load.
+inline constexpr int kAverageSizes = 17 * 17;
 
 template <class Fn>
 using WeightBlockTable = std::array<Fn*, kWeightSlots>;
@@ -117,6 +122,7 @@ VekStatus with_shared_steps(const Vek8u* src1, const Vek8u* src2, Vek8u* dst, Sh
 struct WeightTable {
     std::array<AverageBlockFn*, kAverageSlots> interpolate_block;  // interpolate_block_h264_function_table
     AverageBlockFn* average_generic;                               // odd sizes and the shared-step form
+    std::array<AverageBlockFn*, kAverageSizes> average_by_size;    // filled from the two above
     WeightBlockTable<BiWeightBlockFn> bidir_weight_block;          // bidir_weight_block_H264_8u_P3P1
     WeightBlockTable<BiWeightSharedFn> bidir_weight_shared;        // the same kernels, one source step
     BiWeightGenericFn* bidir_weight_generic;                       // any size

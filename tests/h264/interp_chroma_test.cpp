@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <random>
+#include <utility>
 #include <vector>
 
 #include "vekvc.h"
@@ -66,30 +67,29 @@ TEST(ChromaInterpolation, ChecksInOrder) {
     EXPECT_EQ(vekiInterpolateChromaBlock_H264_8u_C2P2R(&b), vekStsSizeErr);   // pDst[1] is not tested
 }
 
+// Widths 6 and 12 take the 4- and 8-wide kernels (width & 12) and write only
+// their columns; the plain 16-bit function at the same fractions.
 TEST(ChromaInterpolation, MatchesModelAtEveryFractionAndWidthClass) {
     std::mt19937 rng(7);
     std::vector<Vek8u> plane(32 * 24);
     std::vector<Vek16u> plane16(32 * 24);
     for (std::size_t i = 0; i < plane.size(); ++i) plane[i] = static_cast<Vek8u>(rng()), plane16[i] = Vek16u(rng());
-    for (int width : {2, 4, 6, 8, 12}) {
-        const int written = width == 6 ? 4 : width == 12 ? 8 : width;  // fixed-width kernels by width & 12
-        for (int dx = 0; dx < 8; ++dx)
-            for (int dy = 0; dy < 8; ++dy) {
-                std::vector<Vek8u> dst(16 * 4, 0xEE);
-                ASSERT_EQ(vekiInterpolateChroma_H264_8u_C1R(&plane[32 * 3 + 5], 32, dst.data(), 16, dx, dy, {width, 4}),
-                          vekStsOk);
-                // The plain 16-bit function over the same fractions, 16-bit samples.
-                std::vector<Vek16u> d16(8 * 4);
-                const VekInterpolationLuma_16u p{&plane16[32 * 3 + 5], 32, d16.data(), 8, dx, dy, 4, 4, 16};
-                ASSERT_EQ(vekiInterpolateChroma_H264_16u_C1R(&p), vekStsOk);
-                for (int y = 0; y < 4; ++y)
-                    for (int x = 0; x < 16; ++x) {
-                        const int want = x < written ? model(plane, 32, 24, 5 + x, 3 + y, dx, dy) : 0xEE;
-                        ASSERT_EQ(dst[y * 16 + x], want) << width << " " << dx << "," << dy << " at " << x << "," << y;
-                        ASSERT_TRUE(x >= 4 || d16[y * 8 + x] == model(plane16, 32, 24, 5 + x, 3 + y, dx, dy));
-                    }
-            }
-    }
+    for (const auto& [width, written] : {std::pair{2, 2}, {6, 4}, {12, 8}})
+        for (int f = 0; f < 64; ++f) {
+            const int dx = f & 7, dy = f >> 3;
+            std::vector<Vek8u> dst(16 * 4, 0xEE);
+            std::vector<Vek16u> d16(8 * 4);
+            const VekInterpolationLuma_16u p{&plane16[32 * 3 + 5], 32, d16.data(), 8, dx, dy, 4, 4, 16};
+            ASSERT_EQ(vekiInterpolateChroma_H264_8u_C1R(&plane[32 * 3 + 5], 32, dst.data(), 16, dx, dy, {width, 4}),
+                      vekStsOk);
+            ASSERT_EQ(vekiInterpolateChroma_H264_16u_C1R(&p), vekStsOk);
+            for (int y = 0; y < 4; ++y)
+                for (int x = 0; x < 16; ++x) {
+                    const int want = x < written ? model(plane, 32, 24, 5 + x, 3 + y, dx, dy) : 0xEE;
+                    ASSERT_EQ(dst[y * 16 + x], want) << width << " " << dx << "," << dy << " at " << x << "," << y;
+                    ASSERT_TRUE(x >= 4 || d16[y * 8 + x] == model(plane16, 32, 24, 5 + x, 3 + y, dx, dy));
+                }
+        }
 }
 
 TEST(ChromaInterpolation, TopAndBottomRowRules) {

@@ -112,18 +112,14 @@ TEST(H264Weight, AverageWritesTheSizeOfItsSlot) {
 // meet the model below): {pSrc, pSrcDst, w1, w2, shift, offset, result}.
 TEST(H264Weight, WeightedAverageKnownAnswers) {
     const int cases[][7] = {
-        {4, 9, -1, 0, 1, 10, 8},      // (-4 + 1) >> 1 floors to -2
-        {40, 4, 3, 1, 2, 0, 31},      // pSrc takes w1: (120 + 4 + 2) >> 2
-        {41, 4, 1, 1, 0, 5, 50},      // no rounding term at shift 0
-        {40, 4, 1, 3, 0, -300, 0},    // the table clips below
-        {200, 250, 1, 1, 0, 61, 255}, // and above
+        {4, 9, -1, 0, 1, 10, 8},       {40, 4, 3, 1, 2, 0, 31},   // (-4 + 1) >> 1 floors; pSrc takes w1
+        {41, 4, 1, 1, 0, 5, 50},       {40, 4, 1, 3, 0, -300, 0},  // no rounding at shift 0; the table clips
+        {200, 250, 1, 1, 0, 61, 255},                              // below and above
     };
     for (const auto& c : cases) {
-        const Vek8u a = static_cast<Vek8u>(c[0]), b = static_cast<Vek8u>(c[1]);
-        const std::array<Vek8u, 4> src{a, a, a, a};
-        std::array<Vek8u, 4> sd{b, b, b, b};
-        ASSERT_EQ(vekiWeightedAverage_H264_8u_C1IR(src.data(), sd.data(), 2, c[2], c[3], static_cast<Vek32u>(c[4]), c[5],
-                                                   VekRoi{2, 2}),
+        const std::array<Vek8u, 4> src{Vek8u(c[0]), Vek8u(c[0]), Vek8u(c[0]), Vek8u(c[0])};
+        std::array<Vek8u, 4> sd{Vek8u(c[1]), Vek8u(c[1]), Vek8u(c[1]), Vek8u(c[1])};
+        ASSERT_EQ(vekiWeightedAverage_H264_8u_C1IR(src.data(), sd.data(), 2, c[2], c[3], Vek32u(c[4]), c[5], {2, 2}),
                   vekStsOk);
         EXPECT_EQ(sd[3], c[6]) << c[0] << ", " << c[1];
     }
@@ -136,19 +132,15 @@ TEST(H264Weight, MatchesModelWithDistinctSteps) {
     const auto draw = [&rng](int lo, int hi) { return std::uniform_int_distribution<int>(lo, hi)(rng); };
     for (int trial = 0; trial < 200; ++trial) {
         Planes p(static_cast<std::uint32_t>(trial)), q = p, r = p, u = p;
+        // clang-format off
         const int w = 2 << draw(0, 3), h = 2 << draw(0, 3), s1 = kStep, s2 = 17 + draw(0, 14), sd = 16 + draw(0, 16);
         const int w1 = draw(-128, 128), w2 = draw(-128, 128), o1 = draw(-128, 127), o2 = draw(-128, 127);
         const int logWD = draw(0, 7);
-        ASSERT_EQ(vekiBiDirWeightBlock_H264_8u_P3P1R(p.a.data(), p.b.data(), p.d.data(), s1, s2, sd, logWD, w1, o1, w2,
-                                                     o2, VekRoi{w, h}),
-                  vekStsOk);
-        ASSERT_EQ(vekiBiDirWeightBlockImplicit_H264_8u_P3P1R(q.a.data(), q.b.data(), q.d.data(), s1, s2, sd, w1, w2,
-                                                             VekRoi{w + 1, h}),
-                  vekStsOk);
-        ASSERT_EQ(vekiBiDirWeightBlock_H264_8u_P2P1R(r.a.data(), r.b.data(), r.d.data(), s2, sd, logWD, w1, o1, w2, o2,
-                                                     VekRoi{w, h}),
-                  vekStsOk);
-        ASSERT_EQ(vekiUniDirWeightBlock_H264_8u_C1R(u.a.data(), s1, logWD, w1, o1, VekRoi{w, h}), vekStsOk);
+        ASSERT_EQ(vekiBiDirWeightBlock_H264_8u_P3P1R(p.a.data(), p.b.data(), p.d.data(), s1, s2, sd, logWD, w1, o1, w2, o2, {w, h}), vekStsOk);
+        ASSERT_EQ(vekiBiDirWeightBlockImplicit_H264_8u_P3P1R(q.a.data(), q.b.data(), q.d.data(), s1, s2, sd, w1, w2, {w + 1, h}), vekStsOk);
+        ASSERT_EQ(vekiBiDirWeightBlock_H264_8u_P2P1R(r.a.data(), r.b.data(), r.d.data(), s2, sd, logWD, w1, o1, w2, o2, {w, h}), vekStsOk);
+        ASSERT_EQ(vekiUniDirWeightBlock_H264_8u_C1R(u.a.data(), s1, logWD, w1, o1, {w, h}), vekStsOk);
+        // clang-format on
         VekBidir_16u b = p.rec(w, h, s1, s2, sd);
         ASSERT_EQ(vekiBidirWeight_H264_16u_P2P1R(&b, logWD, w1, o1, w2, o2), vekStsOk);
         const auto expl = [&](int a, int c, int max) {

@@ -1,6 +1,9 @@
 // AVX2 kernels of the 8-bit weightings of 16-wide blocks: two rows per
 // register, one in each lane, so that the byte interleave, the arithmetic and
 // the final pack all stay within lanes and the lanes hold whole output rows.
+// The shared-step form (the one a decoder calls) takes the weights of coded
+// streams through the shortest arithmetic there is for them, and the rest
+// through the three-step kernel.
 // The rarer paths (weights of 128, 32-bit sums), the narrower blocks and the
 // averages (a 16-byte row is one pavgb) use the 128-bit kernels, compiled
 // here in VEX encoding.
@@ -160,17 +163,95 @@ template <int H>
 template <int H>
 [[gnu::noinline]] VekStatus bidir_shared_16xh_other(const Vek8u* src1, const Vek8u* src2, Vek8u* dst,
                                                     SharedSteps steps, WeightParams p) {
-    return bidir_16xh_other<H>(src1, steps.src, src2, steps.src, dst, steps.dst, p);
+    bidir_weight_16xh_avx2<H>(src1, steps.src, src2, steps.src, dst, steps.dst, p);
+    return vekStsOk;
 }
+
+// Weights of 0 to 127 whose sum is at most 2^shift, shift 1 to 7: the
+// implicit weights and the explicit ones of coded streams. Every
+// (S + r) >> shift then lies in 0..255 and S below 2^15, so pmulhrsw rounds
+// and shifts in one instruction, packuswb packs without clipping, and the
+// offset, added to bytes with unsigned saturation, clips as the reference
+// does. Kind: 0 no offset, 1 an offset of 1..255 added, -1 one subtracted.
+template <int Kind>
+struct UnitSum256 {
+    __m256i weights, factor, offset;
+    __m256i bytes(__m256i a, __m256i b) const {
+        const __m256i lo = _mm256_mulhrs_epi16(_mm256_maddubs_epi16(_mm256_unpacklo_epi8(a, b), weights), factor);
+        const __m256i hi = _mm256_mulhrs_epi16(_mm256_maddubs_epi16(_mm256_unpackhi_epi8(a, b), weights), factor);
+        const __m256i v = _mm256_packus_epi16(lo, hi);
+        if constexpr (Kind > 0) return _mm256_adds_epu8(v, offset);
+        if constexpr (Kind < 0) return _mm256_subs_epu8(v, offset);
+        return v;
+    }
+};
+
+// Rows y and y + 1 of a 16-wide block in the two lanes.
+inline __m256i two_rows(const Vek8u* r0, const Vek8u* r1) {
+    return _mm256_inserti128_si256(_mm256_castsi128_si256(load16(r0)), load16(r1), 1);
+}
+
+// Two rows a step. The second source is addressed off the first (the two
+// share a step), so a step costs two adds: the first source's and the
+// destination's. The empty asm keeps the compiler from precomputing every
+// row's address into registers and spilling them.
+template <int H, class Op>
+[[gnu::always_inline]] inline void unit_sum_16xh(const Vek8u* a, const Vek8u* b, Vek8u* d, std::ptrdiff_t s,
+                                                 std::ptrdiff_t sd, Op op) {
+    const std::ptrdiff_t ab = b - a, ab1 = ab + s;
+#pragma GCC unroll 8
+    for (int y = 0; y < H; y += 2) {
+        const __m256i v = op.bytes(two_rows(a, a + s), two_rows(a + ab, a + ab1));
+        store16(d, _mm256_castsi256_si128(v));
+        store16(d + sd, _mm256_extracti128_si256(v, 1));
+        a += 2 * s;
+        d += 2 * sd;
+        asm("" : "+r"(a), "+r"(d));
+    }
+}
+
+// The block's loop on its own, reached by a jump with its constants in two
+// registers: the weights as a byte pair, the pmulhrsw factor in bits 0-15 and
+// the offset's byte in bits 16-23. Neither it nor the test before it then
+// needs saved registers.
+template <int H, int Kind>
+[[gnu::noinline]] VekStatus unit_sum_shared_16xh(const Vek8u* src1, const Vek8u* src2, Vek8u* dst, SharedSteps steps,
+                                                 Vek32u weights, Vek32u factorOffset) {
+    const UnitSum256<Kind> op{_mm256_set1_epi16(static_cast<Vek16s>(weights)),
+                              _mm256_set1_epi16(static_cast<Vek16s>(factorOffset)),
+                              _mm256_set1_epi8(static_cast<char>(factorOffset >> 16))};
+    unit_sum_16xh<H>(src1, src2, dst, steps.src, steps.dst, op);
+    return vekStsOk;
+}
+
+// 2^shift and the pmulhrsw factor 2^(15 - shift) by shift, 1 to 7: loads,
+// where shifts by a count would need the count register the steps occupy.
+struct UnitSumShift {
+    Vek32s limit;
+    Vek32u factor;
+};
+constexpr UnitSumShift kUnitSumShift[8] = {{1, 0},       {2, 1 << 14}, {4, 1 << 13}, {8, 1 << 12},
+                                           {16, 1 << 11}, {32, 1 << 10}, {64, 1 << 9}, {128, 1 << 8}};
 
 template <int H>
 VekStatus bidir_shared_16xh_avx2(const Vek8u* src1, const Vek8u* src2, Vek8u* dst, SharedSteps steps,
                                  WeightParams p) {
-    if (is_average(p)) return average_shared_16xh<H>(src1, src2, dst, steps);
-    Vek32s c;
-    if (!fits_add_shift(p, c)) return bidir_shared_16xh_other<H>(src1, src2, dst, steps, p);
-    weigh_16xh_avx2<H>(src1, steps.src, src2, steps.src, dst, steps.dst, BidirAddShift256(p, c));
-    return vekStsOk;
+    // One compare for both signs and byte ranges; shift - 1 below 7 as an unsigned number.
+    if (static_cast<Vek32u>(p.w1 | p.w2) > 127u || p.shift - 1 > 6u) [[unlikely]]
+        return bidir_shared_16xh_other<H>(src1, src2, dst, steps, p);
+    const UnitSumShift& k = kUnitSumShift[p.shift];
+    const Vek32s slack = k.limit - (p.w1 + p.w2);
+    if (slack < 0) [[unlikely]]
+        return bidir_shared_16xh_other<H>(src1, src2, dst, steps, p);
+    const Vek32s o = p.offset;
+    // Equal weights of sum 2^shift without offset: the rounded average.
+    if (((p.w1 ^ p.w2) | slack | o) == 0) return average_shared_16xh<H>(src1, src2, dst, steps);
+    const auto weights = static_cast<Vek32u>(p.w1 | (p.w2 << 8));
+    if (o == 0) return unit_sum_shared_16xh<H, 0>(src1, src2, dst, steps, weights, k.factor);
+    // Offsets beyond 255 either way saturate every sample, as 255 does.
+    const auto with = [&k](Vek32u v) { return k.factor | (v > 255u ? 255u : v) << 16; };
+    if (o > 0) return unit_sum_shared_16xh<H, 1>(src1, src2, dst, steps, weights, with(static_cast<Vek32u>(o)));
+    return unit_sum_shared_16xh<H, -1>(src1, src2, dst, steps, weights, with(0u - static_cast<Vek32u>(o)));
 }
 
 template <int H>
