@@ -33,7 +33,7 @@ struct Inputs {
 
 // Regime 0: any thresholds, half the time steep lines whose deltas exceed tc
 // with the largest tc0 just below or above 92 and 93 (where the 8-bit kernels
-// change path); 1: tc0 at the top, where tc wraps; 2: small thresholds.
+// change path) or at the top; 1: tc0 at the top, where tc wraps; 2: small thresholds.
 template <class T>
 Inputs<T> draw_inputs(Rng& rng, const Shape& shape, std::uint32_t max) {
     Inputs<T> in{};
@@ -44,7 +44,8 @@ Inputs<T> draw_inputs(Rng& rng, const Shape& shape, std::uint32_t max) {
         in.alpha[i] = static_cast<T>(in.steep ? max - a / 12 : a);
         in.beta[i] = static_cast<T>(in.steep ? max - b / 6 : b);
     }
-    const std::uint32_t top = in.steep ? 86 + static_cast<std::uint32_t>(rng.uniform(0, 9)) : 0;
+    const std::uint32_t top =
+        in.steep ? (rng.uniform(0, 3) ? 86 + static_cast<std::uint32_t>(rng.uniform(0, 9)) : 255) : 0;
     for (auto& t : in.tc0)
         t = static_cast<T>(regime == 1 ? max - rng.uniform(0, 2)
                            : top      ? top - rng.uniform(0, 3)

@@ -3,6 +3,7 @@
 // lines of 16-bit luma samples up to 12 bits, else 8 lines of 16-bit samples.
 #include "h264/deblock.h"
 #include "h264/x86/deblock_chroma16_simd.h"
+#include "h264/x86/deblock_chroma8_bytes.h"
 #include "h264/x86/deblock_edges_simd.h"
 #include "h264/x86/deblock_luma16_simd.h"
 
@@ -11,8 +12,8 @@ namespace vek::h264 {
 void init_deblock_table_avx2(DeblockTable& t) {
     t.luma_ver_8u = luma_ver_8u_simd<I16x16>;
     t.luma_hor_8u = luma_hor_8u_simd<I16x16>;
-    t.chroma_ver_8u = chroma_ver_8u_simd<I16x16>;
-    t.chroma_hor_8u = chroma_hor_8u_simd<I16x16>;
+    t.chroma_ver_8u = chroma_ver_8u_avx2;
+    t.chroma_hor_8u = chroma_hor_8u_bytes;
     t.chroma_ver_c2_8u = chroma_ver_c2_8u_simd<I16x16>;
     t.chroma_hor_c2_8u = chroma_hor_c2_8u_simd<I16x16>;
     t.luma_ver_16u = luma_ver_16u_simd<I16x16, I32x8>;

@@ -1,21 +1,24 @@
-// Normal (bS < 4) edge filters on 16 lines of 8-bit samples per 128 bits of
-// register, with no widening: every sum of the filters is rebuilt from
-// rounding averages (pavgb) and saturating adds and subtracts, each step
-// exact for all byte inputs. Included only by files of src/h264/x86/.
+// Normal (bS < 4) luma filters and all chroma filters on 16 lines of 8-bit
+// samples per 128 bits of register, with no widening: every sum of the
+// filters is rebuilt from rounding averages (pavgb) and saturating adds and
+// subtracts, each step exact for all byte inputs. Included only by files of
+// src/h264/x86/.
 //
-// The one step that is not exact everywhere is the filter delta: it is carried
-// as delta + 161 in a byte with a saturating add, so positive deltas above 94
-// read as 94. The clip to tc hides that as long as tc <= 94; callers take the
-// widening path when some tc0 could make tc larger.
+// The one step of the luma filter that is not exact everywhere is its delta:
+// it is carried as delta + 161 in a byte with a saturating add, so positive
+// deltas above 94 read as 94. The clip to tc hides that as long as tc <= 94;
+// callers take the widening path when some tc0 could make tc larger. The
+// chroma filter splits the same sum in two and is exact for any tc.
 #pragma once
 
 #include <immintrin.h>
 
+#include "vekvc.h"
+
 namespace {
 
-// Largest tc0 the byte filters accept: luma tc = tc0 + 2 at most, chroma tc0 + 1.
+// Largest tc0 the byte luma filter accepts: tc = tc0 + 2 at most.
 constexpr int kByteLumaTc0Max = 92;
-constexpr int kByteChromaTc0Max = 93;
 
 // Byte operations on 128-bit registers, or on 256-bit ones (each byte on its own).
 template <int kSize>
@@ -134,23 +137,72 @@ inline void delta_parts_u8(V p1, V p0, V q0, V q1, V tc, V& pos, V& neg) {
     r[4] = _mm_min_epu8(_mm_max_epu8(mq, _mm_subs_epu8(q1, tq)), _mm_adds_epu8(q1, tq));
 }
 
-// Chroma edge: r[0..3] = p1, p0, q0, q1; p0, q0 are replaced. `strong` marks
-// lines of the bS 4 filter (p0 = (2 * p1 + p0 + q1 + 2) >> 2, which is
-// avg(p1, (p0 + q1) >> 1): the floor of the inner mean loses nothing, since
-// 2 * p1 + p0 + q1 + 1 is then even).
+inline __m128i andnot_u8(__m128i mask, __m128i v) { return _mm_andnot_si128(mask, v); }
+inline __m128i blend_u8(__m128i no, __m128i yes, __m128i mask) { return _mm_blendv_epi8(no, yes, mask); }
+#ifdef __AVX2__
+inline __m256i andnot_u8(__m256i mask, __m256i v) { return _mm256_andnot_si256(mask, v); }
+inline __m256i blend_u8(__m256i no, __m256i yes, __m256i mask) { return _mm256_blendv_epi8(no, yes, mask); }
+#endif
+
+// Byte `kByte` in all 32 bytes, read from memory: left to itself, the compiler
+// builds each such constant from a general register in three instructions.
+template <int kByte>
+struct Splat8 {
+    alignas(32) static constexpr Vek8u bytes[32] = {
+        kByte, kByte, kByte, kByte, kByte, kByte, kByte, kByte, kByte, kByte, kByte, kByte, kByte, kByte, kByte, kByte,
+        kByte, kByte, kByte, kByte, kByte, kByte, kByte, kByte, kByte, kByte, kByte, kByte, kByte, kByte, kByte, kByte};
+};
+template <class V, int kByte>
+inline V splat8() {
+    V v;
+#ifdef __AVX__
+    __asm__("vmovdqa %1, %0" : "=x"(v) : "m"(*reinterpret_cast<const V*>(Splat8<kByte>::bytes)));
+#else
+    __asm__("movdqa %1, %0" : "=x"(v) : "m"(*reinterpret_cast<const V*>(Splat8<kByte>::bytes)));
+#endif
+    return v;
+}
+
+// New p0 and q0 of each line: the normal filter with `tc` (0 on lines whose
+// bS is 0), or on `strong` lines the bS 4 filter; lines failing the filter
+// test keep theirs.
+//
+// d = ((q0 - p0) * 4 + (p1 - q1) + 4) >> 3 comes from rounding averages: with
+// A = q0 - p0 and C = (p1 - q1) >> 2, d = (A >> 1) + k, k = (C + 1 + (A & 1)) >> 1;
+//   avg(p1, ~q1) = 128 + ((p1 - q1) >> 1), avg(that, 3) = 66 + C,
+//   avg(that, A & 1) = c = 33 + k (1 .. 65), avg(~p0, q0) = h = 128 + (A >> 1),
+// so d = h - u with u = 161 - c (96 .. 160): max(d, 0) and max(-d, 0) are
+// the two saturating differences of h and u, both exact.
+template <bool kStrong, class V>
+[[gnu::always_inline]] inline void chroma_bytes(V p1, V& p0, V& q0, V q1, V alpha, V beta, V tc, V strong) {
+    using B = Bytes<V>;
+    const V zero = B::set1(0), ones = B::eq(zero, zero);
+    const V side = B::max(absdiff_u8(p1, p0), absdiff_u8(q1, q0));
+    // A line fails when |p0 - q0| >= alpha or the larger side difference >= beta.
+    const V fail = B::eq(B::min(B::subs(alpha, absdiff_u8(p0, q0)), B::subs(beta, side)), zero);
+    const V tcf = andnot_u8(fail, tc);
+    V c = B::avg(p1, B::xor_(q1, ones));
+    c = B::avg(c, splat8<V, 3>());
+    c = B::avg(c, B::and_(B::xor_(p0, q0), splat8<V, 1>()));
+    const V h = B::avg(B::xor_(p0, ones), q0), u = B::sub(splat8<V, 161>(), c);
+    const V pos = B::min(B::subs(h, u), tcf), neg = B::min(B::subs(u, h), tcf);
+    V np0 = B::subs(B::adds(p0, pos), neg), nq0 = B::subs(B::adds(q0, neg), pos);
+    if constexpr (kStrong) {
+        // (2 * p1 + p0 + q1 + 2) >> 2 is avg(p1, (p0 + q1) >> 1): the inner
+        // floor loses nothing, since 2 * p1 + p0 + q1 + 1 is then even.
+        const V st = andnot_u8(fail, strong);
+        np0 = blend_u8(np0, B::avg(p1, avg_floor_u8(p0, q1)), st);
+        nq0 = blend_u8(nq0, B::avg(q1, avg_floor_u8(q0, p1)), st);
+    }
+    p0 = np0;
+    q0 = nq0;
+}
+
+// Chroma edge: r[0..3] = p1, p0, q0, q1; p0, q0 are replaced. alpha and tc0
+// per line (alpha 0 where bS is 0), beta everywhere, `strong` lines of the bS 4 filter.
 [[gnu::always_inline]] inline void chroma_u8(__m128i* r, __m128i alpha, __m128i beta, __m128i tc0,
                                              __m128i strong) {
-    const __m128i p1 = r[0], p0 = r[1], q0 = r[2], q1 = r[3];
-    const __m128i filter = filter_mask_u8(p1, p0, q0, q1, alpha, beta);
-    if (_mm_testz_si128(filter, filter)) return;
-    const __m128i tc = _mm_and_si128(_mm_sub_epi8(tc0, _mm_set1_epi8(-1)), filter);  // tc0 + 1, wrapping
-    __m128i pos, neg;
-    delta_parts_u8(p1, p0, q0, q1, tc, pos, neg);
-    const __m128i np0 = _mm_subs_epu8(_mm_adds_epu8(p0, pos), neg);
-    const __m128i nq0 = _mm_subs_epu8(_mm_adds_epu8(q0, neg), pos);
-    const __m128i st = _mm_and_si128(strong, filter);
-    r[1] = _mm_blendv_epi8(np0, _mm_avg_epu8(p1, avg_floor_u8(p0, q1)), st);
-    r[2] = _mm_blendv_epi8(nq0, _mm_avg_epu8(q1, avg_floor_u8(q0, p1)), st);
+    chroma_bytes<true>(r[0], r[1], r[2], r[3], alpha, beta, _mm_sub_epi8(tc0, splat8<__m128i, 255>()), strong);
 }
 
 }  // namespace

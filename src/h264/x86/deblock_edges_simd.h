@@ -363,16 +363,14 @@ template <class O>
     O::narrow2_u8(out[0], out[1], line[1], line[2]);
 }
 
-// At 128 bits, the pass on bytes when no tc0 is above what the byte filter takes, else on lanes.
+// At 128 bits, the pass on bytes (exact for every tc0); 256-bit lanes already
+// take all 16 lines per operation.
 template <class O>
 [[gnu::always_inline]] inline void chroma_pass_8u(__m128i* line, const Vek8u* alpha, const Vek8u* beta,
                                                   const Vek8u* tc0, const Vek8u* bs) {
+    if constexpr (O::kLanes == 16) return chroma_pass_lanes_8u<O>(line, alpha, beta, tc0, bs);
     const __m128i pick = _mm_setr_epi8(0, 0, 1, 1, 2, 2, 3, 3, 4, 4, 5, 5, 6, 6, 7, 7);
     const __m128i tcs = _mm_shuffle_epi8(load8(tc0), pick);
-    const __m128i over = _mm_subs_epu8(tcs, _mm_set1_epi8(kByteChromaTc0Max));
-    // 256-bit lanes already take all 16 lines per operation.
-    if (O::kLanes == 16 || !_mm_testz_si128(over, over))
-        return chroma_pass_lanes_8u<O>(line, alpha, beta, tc0, bs);
     const __m128i bs8 = _mm_insert_epi32(load4(bs), static_cast<int>(load_u32(bs + 8)), 1);
     const __m128i zero_bs = _mm_cmpeq_epi8(_mm_shuffle_epi8(bs8, pick), _mm_setzero_si128());
     const __m128i a = outer_inner(alpha), b = outer_inner(beta);
@@ -393,20 +391,6 @@ void chroma_hor_8u_simd(Vek8u* p, Vek32s step, const Vek8u* alpha, const Vek8u* 
         const __m128i low = (outer || k >= 2) ? load8(p + (k - 2) * st) : _mm_setzero_si128();
         line[k] = load8_high(low, p + (k + 2) * st);
     }
-#ifdef __AVX2__
-    if constexpr (O::kLanes == 16) {
-        // One pack leaves each edge's rows in its own 128-bit half: [p0 | q0] of the outer edge, then the inner.
-        typename O::V out[2][1];
-        chroma_lanes_8u<O>(line, alpha, beta, tc0, bs, out);
-        const __m256i rows = _mm256_packus_epi16(out[0][0], out[1][0]);
-        const __m128i outer_rows = _mm256_castsi256_si128(rows), inner_rows = _mm256_extracti128_si256(rows, 1);
-        if (outer) store8(p - st, outer_rows);
-        store8_high(p, outer_rows);
-        store8(p + 3 * st, inner_rows);
-        store8_high(p + 4 * st, inner_rows);
-        return;
-    }
-#endif
     chroma_pass_8u<O>(line, alpha, beta, tc0, bs);
     if (outer) store8(p - st, line[1]);
     store8(p, line[2]);
