@@ -329,14 +329,14 @@ void assert_complete([[maybe_unused]] const DeblockTable& t) {
 
 DeblockTable make_deblock_table(CpuFlags flags) {
     DeblockTable t{};
-    t.luma_ver_8u = luma_ver_8u_c;
-    t.luma_hor_8u = luma_hor_8u_c;
-    t.chroma_ver_8u = chroma_ver_8u_c;
-    t.chroma_hor_8u = chroma_hor_8u_c;
-    t.chroma_ver_c2_8u = chroma_ver_c2_8u_c;
-    t.chroma_hor_c2_8u = chroma_hor_c2_8u_c;
-    t.chroma422_ver_8u = chroma422_ver_8u_c;
-    t.chroma422_hor_8u = chroma422_hor_8u_c;
+    t.luma_ver_8u = returning_ok<luma_ver_8u_c>;
+    t.luma_hor_8u = returning_ok<luma_hor_8u_c>;
+    t.chroma_ver_8u = returning_ok<chroma_ver_8u_c>;
+    t.chroma_hor_8u = returning_ok<chroma_hor_8u_c>;
+    t.chroma_ver_c2_8u = returning_ok<chroma_ver_c2_8u_c>;
+    t.chroma_hor_c2_8u = returning_ok<chroma_hor_c2_8u_c>;
+    t.chroma422_ver_8u = returning_ok<chroma422_ver_8u_c>;
+    t.chroma422_hor_8u = returning_ok<chroma422_hor_8u_c>;
     t.luma_ver_mbaff_8u = luma_ver_mbaff_8u_c;
     t.chroma_ver_mbaff_8u = chroma_ver_mbaff_8u_c;
     t.luma_ver_16u = luma_ver_16u_c;

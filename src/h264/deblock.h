@@ -15,8 +15,19 @@
 namespace vek::h264 {
 
 // 8-bit edges of a macroblock: alpha, beta [0] outer edge, [1] inner edges.
-using Deblock8uFn = void(Vek8u* src_dst, Vek32s step, const Vek8u* alpha, const Vek8u* beta,
-                         const Vek8u* tc0, const Vek8u* bs);
+// They return the status of the call, so that a shell passing its arguments
+// on unchanged ends in a jump to the kernel.
+using Deblock8uFn = VekStatus(Vek8u* src_dst, Vek32s step, const Vek8u* alpha, const Vek8u* beta,
+                              const Vek8u* tc0, const Vek8u* bs);
+using Deblock8uBody = void(Vek8u* src_dst, Vek32s step, const Vek8u* alpha, const Vek8u* beta,
+                           const Vek8u* tc0, const Vek8u* bs);
+// A filter body as a table kernel: the body is inlined and the status follows.
+template <Deblock8uBody* F>
+VekStatus returning_ok(Vek8u* src_dst, Vek32s step, const Vek8u* alpha, const Vek8u* beta, const Vek8u* tc0,
+                       const Vek8u* bs) {
+    F(src_dst, step, alpha, beta, tc0, bs);
+    return vekStsOk;
+}
 // 8-bit MBAFF edge piece with scalar thresholds; nothing happens for alpha 0
 // or four bS 0.
 using DeblockMbaff8uFn = void(Vek8u* src_dst, Vek32s step, Vek32u alpha, Vek32u beta, const Vek8u* tc0,
@@ -53,7 +64,7 @@ DeblockTable make_deblock_table(CpuFlags flags);
 // The table of this CPU, built once while the library loads and never changed
 // afterwards. The shells read it in place: a call to an accessor in another
 // file costs every macroblock call a few cycles for nothing.
-extern const DeblockTable kDeblockKernels;
+[[gnu::visibility("hidden")]] extern const DeblockTable kDeblockKernels;
 inline const DeblockTable& deblock_kernels() { return kDeblockKernels; }
 
 // Clip bound of a 16-bit call: (1 << bitDepth) - 1 with the shift count taken

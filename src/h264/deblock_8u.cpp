@@ -14,8 +14,7 @@ VekStatus plain(Deblock8uFn* kernel, Vek8u* pSrcDst, Vek32s srcDstStep, const Ve
     if (!pBeta) return vekStsNullPtrErr;
     if (!pThresholds) return vekStsNullPtrErr;
     if (!pBs) return vekStsNullPtrErr;
-    kernel(pSrcDst, srcDstStep, pAlpha, pBeta, pThresholds, pBs);
-    return vekStsOk;
+    return kernel(pSrcDst, srcDstStep, pAlpha, pBeta, pThresholds, pBs);
 }
 
 VekStatus record(Deblock8uFn* kernel, const VekDeblockingParams* pParams) {

@@ -58,7 +58,7 @@ struct TransformHighTable {
 TransformHighTable make_transform_high_table(CpuFlags flags);
 // The table of this CPU, built once while the library loads and never
 // changed afterwards: the shells read it directly, without a call or a guard.
-extern const TransformHighTable kTransformHighKernels;
+[[gnu::visibility("hidden")]] extern const TransformHighTable kTransformHighKernels;
 inline const TransformHighTable& transform_high_kernels() { return kTransformHighKernels; }
 
 void init_transform_high_table_sse41(TransformHighTable& table);

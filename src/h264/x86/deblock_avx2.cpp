@@ -10,12 +10,12 @@
 namespace vek::h264 {
 
 void init_deblock_table_avx2(DeblockTable& t) {
-    t.luma_ver_8u = luma_ver_8u_simd<I16x16>;
-    t.luma_hor_8u = luma_hor_8u_simd<I16x16>;
-    t.chroma_ver_8u = chroma_ver_8u_avx2;
-    t.chroma_hor_8u = chroma_hor_8u_bytes;
-    t.chroma_ver_c2_8u = chroma_ver_c2_8u_simd<I16x16>;
-    t.chroma_hor_c2_8u = chroma_hor_c2_8u_simd<I16x16>;
+    t.luma_ver_8u = returning_ok<luma_ver_8u_simd<I16x16>>;
+    t.luma_hor_8u = returning_ok<luma_hor_8u_simd<I16x16>>;
+    t.chroma_ver_8u = returning_ok<chroma_ver_8u_avx2>;
+    t.chroma_hor_8u = returning_ok<chroma_hor_8u_bytes>;
+    t.chroma_ver_c2_8u = returning_ok<chroma_ver_c2_8u_simd<I16x16>>;
+    t.chroma_hor_c2_8u = returning_ok<chroma_hor_c2_8u_simd<I16x16>>;
     t.luma_ver_16u = luma_ver_16u_simd<I16x16, I32x8>;
     t.luma_hor_16u = luma_hor_16u_simd<I16x16, I32x8>;
     t.chroma_ver_16u = chroma_ver_16u_simd<I32x8>;
