@@ -1,11 +1,12 @@
-// Contract and known-answer tests of the deinterlacers: the checks and their
-// order, the rows each mode keeps, computes, copies or leaves alone, the blend
-// table's branches and the deliberate oddities of the row and step rules.
+// Deinterlacers: the checks and their order, the blend table's branches, the
+// deliberate oddities of the row and step rules, and agreement with a plain
+// model of all five on random, nearly still and extreme frames.
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstring>
+#include <cstdlib>
 #include <functional>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -16,7 +17,6 @@
 namespace {
 
 constexpr Vek8u kSentinel = 0xA5;
-constexpr int kWide = 37;  // two 16-sample runs and a tail: every level's bulk and row end
 
 // A plane whose rows -2 .. h + 1 exist (the rows above and below may be read
 // or, by some layouts, written), `step` bytes apart, filled with kSentinel.
@@ -31,25 +31,8 @@ struct Plane {
     void rows(const std::vector<int>& values) {
         for (int y = -2; y < h + 2; ++y) std::fill_n(row(y), w, Vek8u(values[std::size_t(y + 2)]));
     }
+    void copy_row(Plane& from, int y, int bytes = -1) { std::copy_n(from.row(y), bytes < 0 ? w : bytes, row(y)); }
 };
-
-// Each row of dst holds `want[y]` in all w columns (-1: untouched), columns
-// beyond w untouched, and the rows outside 0..h-1 untouched unless `outside`.
-::testing::AssertionResult rows_are(Plane& dst, const std::vector<int>& want, bool outside_rows = false) {
-    for (int y = -2; y < dst.h + 2; ++y)
-        for (int x = 0; x < dst.step; ++x) {
-            const bool inside = y >= 0 && y < dst.h;
-            int expect = kSentinel;
-            if (x < dst.w && (inside || outside_rows)) {
-                const int v = want[std::size_t(y + (outside_rows ? 2 : 0))];
-                expect = v < 0 ? kSentinel : v;
-            }
-            if (dst.row(y)[x] != expect)
-                return ::testing::AssertionFailure()
-                       << "row " << y << " col " << x << ": " << +dst.row(y)[x] << " != " << expect;
-        }
-    return ::testing::AssertionSuccess();
-}
 
 struct BlendState {
     DeinterlaceBlendState* p = nullptr;
@@ -74,13 +57,14 @@ TEST(Deinterlace, ChecksInOrderAndWritesNothingOnError) {
     tableless.pTable = nullptr;
     Vek32s t[2] = {0, 1};
     double c[2] = {0, 1};
+    DeinterlaceBlendState* none = nullptr;
     const struct {
         const char* what;
         std::function<VekStatus()> call;
         VekStatus want;
     } cases[] = {
         {"init: null out, bad size", [&] { return vekiDeinterlaceBlendInitAlloc_8u_C1({2, 2}, t, c, nullptr); }, vekStsNullPtrErr},
-        {"init: height 2", [&] { DeinterlaceBlendState* p = nullptr; return vekiDeinterlaceBlendInitAlloc_8u_C1({3, 2}, t, c, &p); }, vekStsSizeErr},
+        {"init: height 2", [&] { return vekiDeinterlaceBlendInitAlloc_8u_C1({3, 2}, t, c, &none); }, vekStsSizeErr},
         {"free: null", [&] { return vekiDeinterlaceBlendFree_8u_C1(nullptr); }, vekStsNullPtrErr},
         {"blend: null planes, null state", [&] { return vekiDeinterlaceBlend_8u_C1(nullptr, 8, d, 8, {2, 2}, 0, 0, 1, nullptr); }, vekStsNullPtrErr},
         {"blend: null state", [&] { return vekiDeinterlaceBlend_8u_C1(three, 8, d, 8, {8, 8}, 0, 0, 1, nullptr); }, vekStsNullPtrErr},
@@ -99,7 +83,7 @@ TEST(Deinterlace, ChecksInOrderAndWritesNothingOnError) {
     };
     for (const auto& k : cases) {
         EXPECT_EQ(k.call(), k.want) << k.what;
-        EXPECT_TRUE(rows_are(dst, std::vector<int>(8, -1))) << k.what;
+        EXPECT_EQ(dst.mem, Plane(8, 8).mem) << k.what;
     }
 }
 
@@ -153,79 +137,6 @@ TEST(Deinterlace, BlendTableBranches) {
     }
 }
 
-// Constant source rows make every edge-directed value the vertical average,
-// so each output row shows which two rows it came from (inner columns) and
-// which row its border columns copy.
-TEST(Deinterlace, EdgeDetectRowsPerMode) {
-    const struct {
-        Vek32s fieldNum, copyBorder;
-        std::vector<int> inner, border;  // rows 0..2
-    } cases[] = {
-        {0, 0, {10, 30, 50}, {20, 40, 60}},
-        {1, 0, {30, 50, 70}, {20, 40, 60}},
-        {0, 1, {20, 30, 50}, {20, 40, 60}},
-        {1, 1, {30, 50, 60}, {40, 60, 60}},
-    };
-    for (const auto& k : cases) {
-        Plane src(kWide, 3), dst(kWide, 3);
-        src.rows({7, 0, 20, 40, 60, 80, 7});  // rows -2..4
-        ASSERT_EQ(vekiDeinterlaceEdgeDetect_8u_C1R(src.data(), 48, dst.data(), 48, {kWide, 3}, k.fieldNum, k.copyBorder),
-                  vekStsOk);
-        for (int y = 0; y < 3; ++y) {
-            EXPECT_EQ(dst.row(y)[0], k.border[y]) << "mode " << k.fieldNum << k.copyBorder << " row " << y;
-            EXPECT_EQ(dst.row(y)[kWide - 1], k.border[y]);
-            for (int x = 1; x < kWide - 1; ++x) ASSERT_EQ(dst.row(y)[x], k.inner[y]) << "col " << x << " row " << y;
-        }
-        EXPECT_EQ(dst.row(-1)[0], kSentinel);
-        EXPECT_EQ(dst.row(3)[0], kSentinel);
-    }
-}
-
-// Each branch of the edge-directed rule on one 3-wide row pair.
-TEST(Deinterlace, EdgeDirectedBranches) {
-    const struct {
-        Vek8u above[3], below[3];
-        int want;
-    } cases[] = {
-        {{100, 0, 0}, {50, 200, 104}, 102},    // first diagonal
-        {{100, 30, 0}, {50, 30, 104}, 30},     // first diagonal, vertical no worse
-        {{0, 0, 100}, {105, 200, 50}, 103},    // second diagonal
-        {{10, 0, 20}, {20, 255, 10}, 20},      // diagonals tie: the second
-        {{5, 5, 5}, {8, 8, 8}, 7},             // all equal: the vertical, rounded up
-    };
-    for (const auto& k : cases) {
-        Vek8u src[2][3], dst[3] = {};
-        std::memcpy(src[0], k.above, 3), std::memcpy(src[1], k.below, 3);
-        ASSERT_EQ(vekiDeinterlaceEdgeDetect_8u_C1R(src[0], 3, dst, 3, {3, 1}, 1, 0), vekStsOk);
-        EXPECT_EQ(dst[1], k.want);
-        EXPECT_EQ(dst[0], k.above[0]);
-    }
-}
-
-// Rows kept ('K', copied from the source), computed ('M', the median of the
-// row and its neighbours, threshold 0) or left alone ('.'), five rows.
-TEST(Deinterlace, MedianThresholdRowsPerMode) {
-    const std::vector<int> values = {9, 10, 200, 30, 220, 50, 240, 70, 9};  // rows -2..6
-    const struct {
-        Vek32s fieldNum, copyBorder;
-        const char* rows;
-    } cases[] = {{0, 0, "MKMKM"}, {1, 0, "KMKM."}, {0, 1, "KKMKK"}, {1, 1, "KMKMK"}, {2, 0, ".KMKM"}};
-    for (const auto& k : cases) {
-        Plane src(kWide, 5), dst(kWide, 5);
-        src.rows(values);
-        ASSERT_EQ(vekiDeinterlaceMedianThreshold_8u_C1R(src.data(), 48, dst.data(), 48, {kWide, 5}, 0, k.fieldNum,
-                                                        k.copyBorder), vekStsOk);
-        std::vector<int> want;
-        for (int y = 0; y < 5; ++y) {
-            const int a = values[y + 1], b = values[y + 2], c = values[y + 3];
-            want.push_back(k.rows[y] == 'K' ? b : k.rows[y] == 'M' ? std::max(std::min(a, b), std::min(std::max(a, b), c)) : -1);
-        }
-        if (k.copyBorder)  // border rows carry the whole step
-            for (int y : {0, 4}) std::fill_n(dst.row(y) + kWide, 48 - kWide, kSentinel);
-        EXPECT_TRUE(rows_are(dst, want)) << "fieldNum " << k.fieldNum << " copyBorder " << k.copyBorder;
-    }
-}
-
 TEST(Deinterlace, MedianThresholdKeptOddities) {
     // 20 columns: one byte-threshold run of 16, then 4 compared with the full
     // value. |median - centre| is 5 everywhere; 261 has the low byte 5.
@@ -247,136 +158,161 @@ TEST(Deinterlace, MedianThresholdKeptOddities) {
     EXPECT_EQ(narrow.data()[56], 4);
 }
 
-// One middle pixel with |C - O| = 255 under a table whose only spatial weight
-// is at motion 255: a look-up at 254 or 510 gives the median instead.
-TEST(Deinterlace, BlendMotionOf255UsesEntries255And511) {
+// ---- A plain model of the five deinterlacers (equal steps) ----
+
+int up(int a, int b) { return (a + b + 1) >> 1; }
+int med(int a, int b, int c) { return std::max(std::min(a, b), std::min(std::max(a, b), c)); }
+
+// Between rows a and b at column x: the diagonal or vertical pair that differs
+// least; a tie keeps the vertical, a tie of the diagonals takes the second.
+int edge_value(const Vek8u* a, const Vek8u* b, int x) {
+    const int d1 = std::abs(a[x - 1] - b[x + 1]), d2 = std::abs(a[x + 1] - b[x - 1]), d3 = std::abs(a[x] - b[x]);
+    if (d1 < d2 && d1 < d3) return up(a[x - 1], b[x + 1]);
+    if (d1 >= d2 && d2 < d3) return up(a[x + 1], b[x - 1]);
+    return up(a[x], b[x]);
+}
+
+void model_edge(Plane& s, Plane& d, int f, int cb) {
+    for (int y = 0; y < d.h; ++y) {
+        if (cb && y == (f ? d.h - 1 : 0)) {
+            d.copy_row(s, y);
+            continue;
+        }
+        const Vek8u *a = s.row(y - 1 + f), *b = s.row(y + f), *border = s.row(cb && f ? y + 1 : y);
+        for (int x = 0; x < d.w; ++x) d.row(y)[x] = Vek8u(x == 0 || x == d.w - 1 ? border[x] : edge_value(a, b, x));
+    }
+}
+
+void model_median(Plane& s, Plane& d, int th, int f, int cb) {
+    for (int i = 0; i < d.h / 2; ++i) d.copy_row(s, (f != 1) + 2 * i);
+    if (cb) d.copy_row(s, 0, s.step), d.copy_row(s, d.h - 1, s.step);
+    for (int y = cb ? (f == 1 ? 1 : 2) : f; y < d.h - (cb != 0); y += 2)
+        for (int x = 0; x < d.w; ++x) {
+            const int b = s.row(y)[x], m = med(s.row(y - 1)[x], b, s.row(y + 1)[x]);
+            d.row(y)[x] = Vek8u(th > std::abs(m - b) ? b : m);
+        }
+}
+
+void model_triangle(Plane& s, Plane& d, Vek32u weight, int layout) {
+    const int c = int(std::min<Vek32u>(weight, 256)), side = (256 - c) >> 1;
+    const bool stripe = layout == 4 || layout == 16;
+    for (int y = stripe ? -1 : 0; y < d.h; ++y) {
+        if (y == d.h - 1 ? layout != 1 && layout != 4 : y == 0 && !stripe) d.copy_row(s, y);
+        if (y == d.h - 1 || (y == 0 && !stripe)) continue;
+        for (int x = 0; x < d.w; ++x)
+            d.row(y)[x] = Vek8u(((s.row(y - 1)[x] + s.row(y + 1)[x]) * side + s.row(y)[x] * c) >> 8);
+    }
+}
+
+void model_motion(std::vector<Plane>& p, Plane& d, int t, int ff, int tf, int cf, int protect) {
+    const int k = ff == tf ? 0 : 1;  // C from P(k), E, U, D from P(k + 1)
+    if (cf)
+        for (int i = 0; i < d.h / 2; ++i) d.copy_row(p[k + 1], tf + 2 * i);
+    if (tf == 1) d.copy_row(p[k + 1], 0);
+    if ((d.h & 1) == tf) d.copy_row(p[k + 1], d.h - 1);
+    for (int y = 1 + tf; y < d.h - 1; y += 2)
+        for (int x = 0; x < d.w; ++x) {
+            const auto at = [&](int i, int r) { return int(p[std::size_t(i)].row(r)[x]); };
+            const int c = at(k, y), u = at(k + 1, y - 1), dn = at(k + 1, y + 1);
+            bool still = std::abs(at(k + 1, y) - c) < t;
+            for (const auto& [i, j] : {std::pair{0, 1}, {1, 2}, {1, 3}, {0, 2}, {2, 3}})
+                for (const int r : {y - 1, y + 1}) still = still && std::abs(at(i, r) - at(j, r)) < t;
+            const int margin = still ? 30 : 6, lo = std::max(c - margin, 0), hi = std::min(c + margin, 235);
+            const bool outside = (lo > u && lo > dn) || (hi < u && hi < dn);
+            d.row(y)[x] = Vek8u(outside && (protect || !still) ? up(u, dn) : c);
+        }
+}
+
+void model_blend(std::vector<Plane>& f, Plane& d, int ff, int tf, int cf, const DeinterlaceBlendState& st) {
+    Plane &cur = f[1], &other = f[ff == tf ? 0 : 2];
+    for (int y = 0; y < d.h; ++y) {
+        const bool kept = (y & 1) == (tf != 0);
+        if (kept ? cf : y == 0 || y == d.h - 1) d.copy_row(cur, y);
+        if (kept || y == 0 || y == d.h - 1) continue;
+        for (int x = 0; x < d.w; ++x) {
+            const auto at = [&](Plane& p, int r) { return int(p.row(y + r)[x]); };
+            const int a = at(cur, -1), b = at(cur, 1), median = med(a, at(cur, 0), b);
+            const int spatial = x == 0 || x == d.w - 1 ? (tf ? b : a) : edge_value(cur.row(y - 1), cur.row(y + 1), x);
+            const int u = up(std::abs(a - at(f[0], -1)), std::abs(a - at(f[2], -1)));
+            const int v = up(std::abs(b - at(f[0], 1)), std::abs(b - at(f[2], 1)));
+            const int m = std::max(up(u, v), std::abs(at(cur, 0) - at(other, 0)));
+            d.row(y)[x] = Vek8u(st.upperLimit < 0 ? spatial : st.lowerLimit >= 256 ? median
+                                : (spatial * st.pTable[m] + median * st.pTable[256 + m]) >> 8);
+        }
+    }
+}
+
+// Four frames, all rows and padding filled: one picture with each frame off it
+// by a little and some samples anywhere (kind 0), independent random frames
+// (1), samples of 0 and 255 only (2), where motions of 255 arise, or samples
+// around the top of the video range (3).
+std::vector<Plane> frames(int w, int h, int kind, std::mt19937& rng) {
+    std::vector<Plane> f(4, Plane(w, h));
+    std::vector<int> base(f[0].mem.size());
+    for (int& b : base) b = int(rng() % 256);
+    for (Plane& p : f)
+        for (std::size_t i = 0; i < base.size(); ++i)
+            p.mem[i] = Vek8u(kind == 3   ? 220 + rng() % 36
+                             : kind == 2 ? (rng() & 1) * 255
+                             : kind == 1 || rng() % 8 == 0 ? rng() % 256
+                                                           : std::clamp(base[i] + int(rng() % 7) - 3, 0, 255));
+    return f;
+}
+
+// Every mode of every deinterlacer, widths around the scalar blend's limit of
+// 17 and the 16-column runs, odd and even heights: the whole destination,
+// rows above and below and padding included, as the model writes it.
+TEST(Deinterlace, MatchesModel) {
+    std::mt19937 rng(1311);
+    // Blend states: a ramp, the two single routes, the routes forced by the
+    // limits whatever the table (lowerLimit 256 wins over upperLimit 255), and
+    // random complementary weights.
+    BlendState ramp(0, 40, 0, 1), edge_only(0, 0, 0, 1), median_only(256, 256, 0, 1);
     std::vector<Vek16u> table(512);
-    for (int m = 0; m < 256; ++m) table[std::size_t(256 + m)] = 256;
-    table[255] = 256;
-    table[511] = 0;
-    DeinterlaceBlendState state{table.data(), 0, 0, 255, 0};
-    for (const int width : {3, kWide}) {
-        Plane prev(width, 3), cur(width, 3), next(width, 3), dst(width, 3);
-        for (Plane* p : {&prev, &cur, &next}) p->rows(std::vector<int>(7, 0));
-        for (int x = 0; x + 2 < width; x += 3) {
-            const Vek8u above[3] = {0, 200, 100}, below[3] = {100, 100, 0};
-            std::memcpy(cur.row(0) + x, above, 3);
-            std::memcpy(cur.row(2) + x, below, 3);
-            cur.row(1)[x + 1] = 255;
-        }
-        const Vek8u* planes[3] = {prev.data(), cur.data(), next.data()};
-        ASSERT_EQ(vekiDeinterlaceBlend_8u_C1(planes, 48, dst.data(), 48, {width, 3}, 0, 0, 1, &state), vekStsOk);
-        for (int x = 1; x + 1 < width; x += 3) EXPECT_EQ(dst.row(1)[x], 100) << "width " << width << " col " << x;
-        EXPECT_EQ(dst.row(0)[1], 200);  // kept
-    }
-}
-
-// Weights of 256 everywhere through the motion route equal the edge-detection
-// route, weights of 0 the median route, for both parities and odd and even
-// heights. The limits choose the route whatever the table holds: lowerLimit
-// 256 wins over upperLimit 255, a negative upperLimit over everything. The
-// kept rows and the last-row copy are shared.
-TEST(Deinterlace, BlendRoutesAgreeAtFullAndNoWeight) {
-    std::vector<Vek16u> spatial_only(512, 0), median_only(512, 256);
-    std::fill_n(spatial_only.begin(), 256, Vek16u(256));
-    std::fill_n(median_only.begin(), 256, Vek16u(0));
-    DeinterlaceBlendState forced_median{spatial_only.data(), 0, 0, 255, 256};
-    DeinterlaceBlendState forced_edge{median_only.data(), 0, 0, -1, 256};
-    for (const Vek32s topField : {0, 1})
-        for (const int h : {6, 7}) {
-            SCOPED_TRACE(::testing::Message() << "topField " << topField << " height " << h);
-            Plane prev(kWide, h), cur(kWide, h), next(kWide, h);
-            unsigned seed = 7u + unsigned(h) + unsigned(topField);
-            for (Plane* p : {&prev, &cur, &next})
-                for (auto& b : p->mem) b = Vek8u((seed = seed * 1103515245u + 12345u) >> 16);
-            const Vek8u* planes[3] = {prev.data(), cur.data(), next.data()};
-            const auto with = [&](DeinterlaceBlendState* state) {
-                Plane dst(kWide, h);
-                EXPECT_EQ(vekiDeinterlaceBlend_8u_C1(planes, 48, dst.data(), 48, {kWide, h}, 1, topField, 1, state),
-                          vekStsOk);
-                return dst;
-            };
-            const auto run = [&](Vek32s t0, Vek32s t1, double c0, double c1) {
-                return with(BlendState(t0, t1, c0, c1).p).mem;
-            };
-            Plane edge = with(BlendState(0, 0, 0, 1).p);
-            const auto median = run(256, 256, 0, 1);
-            EXPECT_EQ(edge.mem, run(0, 1, 1, 1));  // all 256 through the motion route
-            EXPECT_EQ(median, run(0, 1, 0, 0));    // all 0 through the motion route
-            EXPECT_EQ(median, with(&forced_median).mem);
-            EXPECT_EQ(edge.mem, with(&forced_edge).mem);
-            EXPECT_TRUE(std::equal(edge.row(topField), edge.row(topField) + kWide, cur.row(topField)));
-            EXPECT_TRUE(std::equal(edge.row(h - 1), edge.row(h - 1) + kWide, cur.row(h - 1)));  // kept or copied
-            EXPECT_EQ(edge.row(-1)[0], kSentinel);
-            EXPECT_EQ(edge.row(h)[0], kSentinel);
-        }
-}
-
-TEST(Deinterlace, MotionAdaptivePixelRules) {
-    const struct {
-        Vek32s threshold, protection, firstField;
-        int c, e, u, d, disturb;  // disturb: added to row 0 of the last frame
-        int want;
-    } cases[] = {
-        {10, 0, 0, 100, 100, 50, 60, 0, 100},   // still: C
-        {10, 1, 0, 100, 100, 50, 60, 0, 55},    // still, protected, far above both
-        {10, 1, 0, 80, 80, 50, 60, 0, 80},      // still, protected, within 30
-        {10, 0, 0, 70, 70, 50, 60, 20, 55},     // moving, more than 6 above both
-        {10, 0, 0, 64, 64, 50, 60, 20, 64},     // moving, within 6
-        {10, 0, 0, 232, 232, 237, 237, 20, 237},  // the top stops at 235
-        {10, 0, 0, 100, 90, 50, 60, 0, 55},     // |E - C| = 10 is not below 10
-        {11, 0, 0, 100, 90, 50, 60, 0, 100},    // ... but below 11
-        {256, 0, 0, 100, 0, 0, 255, 0, 100},    // 256: every difference is below
-        {0, 0, 0, 100, 100, 50, 60, 0, 55},     // 0: nothing is
-        {10, 0, 1, 100, 100, 50, 60, 0, 100},   // the other field order reads P1 and P2
-    };
-    for (const auto& k : cases) {
-        SCOPED_TRACE(::testing::Message() << "case want " << k.want << " threshold " << k.threshold);
-        Plane p[4] = {Plane(kWide, 3), Plane(kWide, 3), Plane(kWide, 3), Plane(kWide, 3)};
-        const int c_plane = k.firstField == 0 ? 0 : 1;  // topField is 0
-        for (int i = 0; i < 4; ++i) p[i].rows({0, 0, k.u, 13, k.d, 0, 0});
-        std::fill_n(p[c_plane].row(1), kWide, Vek8u(k.c));
-        std::fill_n(p[c_plane + 1].row(1), kWide, Vek8u(k.e));
-        std::fill_n(p[3].row(0), kWide, Vek8u(std::min(k.u + k.disturb, 255)));
-        const Vek8u* planes[4] = {p[0].data(), p[1].data(), p[2].data(), p[3].data()};
-        Plane dst(kWide, 3);
-        ASSERT_EQ(vekiDeinterlaceMotionAdaptive_8u_C1(planes, 48, dst.data(), 48, {kWide, 3}, k.threshold, k.firstField,
-                                                      0, 1, k.protection), vekStsOk);
-        // Odd height, even rows kept: one row is copied (height / 2), the last is left alone.
-        EXPECT_TRUE(rows_are(dst, {k.u, k.want, -1}));
-    }
-}
-
-TEST(Deinterlace, MotionAdaptiveTopFieldCopiesFirstAndOddLastRow) {
-    Plane p(kWide, 5), dst(kWide, 5);
-    p.rows({0, 0, 10, 20, 30, 40, 50, 0, 0});
-    const Vek8u* planes[4] = {p.data(), p.data(), p.data(), p.data()};
-    ASSERT_EQ(vekiDeinterlaceMotionAdaptive_8u_C1(planes, 48, dst.data(), 48, {kWide, 5}, 1000, 1, 1, 0, 0), vekStsOk);
-    EXPECT_TRUE(rows_are(dst, {10, -1, 30, -1, 50}));
-}
-
-// Rows -2..3 hold 0, 100, 20, 200, 40, 250; centre 128 and sides 64 give
-// 55, 85, 115, 132 for rows -1..2 ('.' untouched).
-TEST(Deinterlace, TriangleLayouts) {
-    const struct {
-        Vek32s layout;
-        Vek32u weight;
-        std::vector<int> rows;  // rows -2..5
-    } cases[] = {
-        {1, 128, {-1, -1, 20, 115, 132, -1, -1, -1}},
-        {4, 128, {-1, 55, 85, 115, 132, -1, -1, -1}},
-        {16, 128, {-1, 55, 85, 115, 132, 250, -1, -1}},
-        {0, 128, {-1, -1, 20, 115, 132, 250, -1, -1}},
-        {2, 300, {-1, -1, 20, 200, 40, 250, -1, -1}},  // above 256 acts as 256: a copy
-        {0, 0, {-1, -1, 20, 30, 225, 250, -1, -1}},    // sides only
-    };
-    for (const auto& k : cases) {
-        Plane src(kWide, 4), dst(kWide, 4);
-        src.rows({0, 100, 20, 200, 40, 250, 0, 0});
-        ASSERT_EQ(vekiDeinterlaceFilterTriangle_8u_C1R(src.data(), 48, dst.data(), 48, {kWide, 4}, k.weight, k.layout),
-                  vekStsOk);
-        EXPECT_TRUE(rows_are(dst, k.rows, true)) << "layout " << k.layout << " weight " << k.weight;
-    }
+    for (int m = 0; m < 256; ++m) table[std::size_t(m)] = Vek16u(rng() % 257), table[std::size_t(256 + m)] = Vek16u(256 - table[std::size_t(m)]);
+    DeinterlaceBlendState forced_median{table.data(), 0, 0, 255, 256}, forced_edge{table.data(), 0, 0, -1, 0};
+    DeinterlaceBlendState random_weights{table.data(), 0, 0, 255, 0};
+    DeinterlaceBlendState* states[] = {ramp.p, edge_only.p, median_only.p, &forced_median, &forced_edge, &random_weights};
+    for (int kind = 0; kind < 4; ++kind)
+        for (const int w : {2, 3, 17, 18, 37})
+            for (const int h : {5, 6}) {
+                std::vector<Plane> f = frames(w, h, kind, rng);
+                const Vek8u* p[4] = {f[0].data(), f[1].data(), f[2].data(), f[3].data()};
+                const auto check = [&](const std::string& what, const std::function<VekStatus(Vek8u*)>& run,
+                                       const std::function<void(Plane&)>& model) {
+                    Plane got(w, h), want(w, h);
+                    ASSERT_EQ(run(got.data()), vekStsOk) << what;
+                    model(want);
+                    EXPECT_EQ(got.mem, want.mem) << what << ", " << w << "x" << h << ", kind " << kind;
+                };
+                for (int fn = 0; fn < 3; ++fn)
+                    for (int cb = 0; cb < 2; ++cb) {
+                        check("edge " + std::to_string(fn) + std::to_string(cb),
+                              [&](Vek8u* d) { return vekiDeinterlaceEdgeDetect_8u_C1R(p[1], 48, d, 48, {w, h}, fn % 2, cb); },
+                              [&](Plane& d) { model_edge(f[1], d, fn % 2, cb); });
+                        for (const int th : {0, 40, 255})
+                            check("median " + std::to_string(th) + " " + std::to_string(fn) + std::to_string(cb),
+                                  [&](Vek8u* d) { return vekiDeinterlaceMedianThreshold_8u_C1R(p[1], 48, d, 48, {w, h}, th, fn, cb); },
+                                  [&](Plane& d) { model_median(f[1], d, th, fn, cb); });
+                    }
+                for (const int layout : {0, 1, 4, 16})
+                    for (const Vek32u weight : {0u, 128u, 255u, 300u})
+                        check("triangle " + std::to_string(layout) + " " + std::to_string(weight),
+                              [&](Vek8u* d) { return vekiDeinterlaceFilterTriangle_8u_C1R(p[1], 48, d, 48, {w, h}, weight, layout); },
+                              [&](Plane& d) { model_triangle(f[1], d, weight, layout); });
+                for (int bits = 0; bits < 16; ++bits) {
+                    const int ff = bits & 1, tf = bits >> 1 & 1, cf = bits >> 2 & 1, pr = bits >> 3;
+                    const std::string mode = std::to_string(ff) + std::to_string(tf) + std::to_string(cf);
+                    for (const int t : {0, 10, 256})
+                        check("motion " + mode + std::to_string(pr) + " " + std::to_string(t),
+                              [&](Vek8u* d) { return vekiDeinterlaceMotionAdaptive_8u_C1(p, 48, d, 48, {w, h}, t, ff, tf, cf, pr); },
+                              [&](Plane& d) { model_motion(f, d, t, ff, tf, cf, pr); });
+                    for (std::size_t s = 0; w >= 3 && pr == 0 && s < std::size(states); ++s)
+                        check("blend " + mode + " state " + std::to_string(s),
+                              [&](Vek8u* d) { return vekiDeinterlaceBlend_8u_C1(p, 48, d, 48, {w, h}, ff, tf, cf, states[s]); },
+                              [&](Plane& d) { model_blend(f, d, ff, tf, cf, *states[s]); });
+                }
+            }
 }
 
 }  // namespace

@@ -64,12 +64,15 @@ constexpr PredictFn kChroma = vekiPredictIntraChroma8x8_H264_8u_C1IR;
 constexpr VekStatus kOk = vekStsOk, kWarn = vekStsNeighbourFallbackWrn, kNull = vekStsNullPtrErr,
                     kStepErr = vekStsStepErr, kRange = vekStsOutOfRangeErr, kMissing = vekStsNeighbourUnavailableErr;
 
+// A block predicted in place; no rows: the call must fail and write nothing.
 struct KnownAnswer {
     const char* name; PredictFn fn; int n, mode; Vek32s availability;
     std::vector<int> top, left;
     int corner;
     Rows rows;
     VekStatus status = kOk;
+    Vek32s step = kStep;
+    bool null_block = false;
 };
 
 // 4x4 neighbours: t = 10..80 (t4..t7 above right), l = 15..45, corner 5.
@@ -127,52 +130,36 @@ const KnownAnswer kKnownAnswers[] = {
     {"chroma plane", kChroma, 8, 3, kTop | kLeft | kCorner, ramp(20, 2, 8), ramp(21, 3, 8), 18, plane_ramp(8)},
     {"chroma plane clips both ways", kChroma, 8, 3, kTop | kLeft | kCorner, {255, 255, 255, 255, 0, 0, 0, 0},
      std::vector<int>(8, 255), 255, {{255, 212, 170, 128, 85, 43, 0, 0}}},
+    // The checks, in their mode-dependent order.
+    {"4x4: null before step and mode", k4x4, 0, 9, kAll, {}, {}, 0, {}, kNull, 3, true},
+    {"4x4: step 3 before mode 9", k4x4, 0, 9, kAll, {}, {}, 0, {}, kStepErr, 3},
+    {"4x4: mode 9", k4x4, 0, 9, kAll, {}, {}, 0, {}, kRange, 4},
+    {"4x4: mode -1 is above 8 as unsigned", k4x4, 0, -1, kAll, {}, {}, 0, {}, kRange, kStep},
+    {"16x16: null before neighbour", k16, 0, 0, 0, {}, {}, 0, {}, kNull, kStep, true},
+    {"16x16: vertical without top", k16, 0, 0, kAll & ~kTop, {}, {}, 0, {}, kMissing, kStep},
+    {"16x16: horizontal without left", k16, 0, 1, kAll & ~kLeft, {}, {}, 0, {}, kMissing, kStep},
+    {"16x16: plane without corner", k16, 0, 3, kTop | kLeft | kTopRight, {}, {}, 0, {}, kMissing, kStep},
+    {"16x16: mode 4", k16, 0, 4, kAll, {}, {}, 0, {}, kRange, kStep},
+    {"16x16: mode -1", k16, 0, -1, 0, {}, {}, 0, {}, kRange, kStep},
+    {"16x16: the step isn't checked", k16, 0, 4, kAll, {}, {}, 0, {}, kRange, 3},
+    {"16x16: nor before the neighbour", k16, 0, 0, 0, {}, {}, 0, {}, kMissing, -kStep},
+    {"chroma: null before step", kChroma, 0, 9, 0, {}, {}, 0, {}, kNull, 7, true},
+    {"chroma: step 7 before neighbour", kChroma, 0, 2, 0, {}, {}, 0, {}, kStepErr, 7},
+    {"chroma: step 7 before mode", kChroma, 0, 9, kAll, {}, {}, 0, {}, kStepErr, 7},
+    {"chroma: vertical without top", kChroma, 0, 2, kAll & ~kTop, {}, {}, 0, {}, kMissing, 8},
+    {"chroma: horizontal without left", kChroma, 0, 1, kAll & ~kLeft, {}, {}, 0, {}, kMissing, 8},
+    {"chroma: mode 4", kChroma, 0, 4, 0, {}, {}, 0, {}, kRange, 8},
+    {"chroma: mode -1", kChroma, 0, -1, kAll, {}, {}, 0, {}, kRange, 8},
+    {"chroma: plane without corner", kChroma, 0, 3, kTop | kLeft | kTopRight, {}, {}, 0, {}, kMissing, 8},
 };
 
-TEST(PredictIntra, KnownAnswers) {
+TEST(PredictIntra, KnownAnswersAndChecks) {
     for (const auto& c : kKnownAnswers) {
         SCOPED_TRACE(c.name);
-        Picture p(c.top, c.left, c.corner);
-        Picture want = p.with_block(c.rows, c.n);
-        EXPECT_EQ(c.fn(p.block(), kStep, c.mode, c.availability), c.status);
-        EXPECT_EQ(p.px, want.px);
-    }
-}
-
-struct CheckCase {
-    const char* name; PredictFn fn; bool null_block; Vek32s step, mode, availability; VekStatus status;
-};
-
-const CheckCase kCheckCases[] = {
-    {"4x4: null before step and mode", k4x4, true, 3, 9, kAll, kNull},
-    {"4x4: step 3 before mode 9", k4x4, false, 3, 9, kAll, kStepErr},
-    {"4x4: mode 9", k4x4, false, 4, 9, kAll, kRange},
-    {"4x4: mode -1 is above 8 as unsigned", k4x4, false, kStep, -1, kAll, kRange},
-    {"16x16: null before neighbour", k16, true, kStep, 0, 0, kNull},
-    {"16x16: vertical without top", k16, false, kStep, 0, kAll & ~kTop, kMissing},
-    {"16x16: horizontal without left", k16, false, kStep, 1, kAll & ~kLeft, kMissing},
-    {"16x16: plane without corner", k16, false, kStep, 3, kTop | kLeft | kTopRight, kMissing},
-    {"16x16: mode 4", k16, false, kStep, 4, kAll, kRange},
-    {"16x16: mode -1", k16, false, kStep, -1, 0, kRange},
-    {"16x16: the step isn't checked", k16, false, 3, 4, kAll, kRange},
-    {"16x16: nor before the neighbour", k16, false, -kStep, 0, 0, kMissing},
-    {"chroma: null before step", kChroma, true, 7, 9, 0, kNull},
-    {"chroma: step 7 before neighbour", kChroma, false, 7, 2, 0, kStepErr},
-    {"chroma: step 7 before mode", kChroma, false, 7, 9, kAll, kStepErr},
-    {"chroma: vertical without top", kChroma, false, 8, 2, kAll & ~kTop, kMissing},
-    {"chroma: horizontal without left", kChroma, false, 8, 1, kAll & ~kLeft, kMissing},
-    {"chroma: mode 4", kChroma, false, 8, 4, 0, kRange},
-    {"chroma: mode -1", kChroma, false, 8, -1, kAll, kRange},
-    {"chroma: plane without corner", kChroma, false, 8, 3, kTop | kLeft | kTopRight, kMissing},
-};
-
-TEST(PredictIntra, ChecksInOrderWriteNothing) {
-    for (const auto& c : kCheckCases) {
-        SCOPED_TRACE(c.name);
-        Picture p(ramp(1, 1, 16), ramp(2, 1, 16), 3);
-        const std::vector<Vek8u> before = p.px;
+        Picture p(c.rows.empty() ? ramp(1, 1, 16) : c.top, c.rows.empty() ? ramp(2, 1, 16) : c.left, c.corner);
+        const Picture want = c.rows.empty() ? p : p.with_block(c.rows, c.n);
         EXPECT_EQ(c.fn(c.null_block ? nullptr : p.block(), c.step, c.mode, c.availability), c.status);
-        EXPECT_EQ(p.px, before);
+        EXPECT_EQ(p.px, want.px);
     }
 }
 

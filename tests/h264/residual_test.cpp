@@ -66,53 +66,38 @@ const Block kOneAc = {0, 4};
 // A DC of 32767 beside 3276 * 10 at (0, 2): 65527 wraps to -9 in 16 bits and saturates to 32767.
 const Block kWide = {0, 0, 3276};
 
-// The plain form wraps, in place with rows 14 bytes apart (the gaps stay).
-TEST(Residual, PlainFormKnownAnswers) {
+// Both forms on the same levels: the plain one wraps, in place with rows 14
+// bytes apart (the gaps stay); the one that adds the prediction saturates, and
+// with AC writes the residual back over the levels, without it leaves them.
+TEST(Residual, DequantTransformKnownAnswers) {
     const struct {
-        const char* name; Block in; bool has_dc; Vek16s dc; Vek32s ac, qp; Block want;
+        const char* name; bool has_levels; Block levels; bool has_dc; Vek16s dc; Vek32s ac, qp; Block plain;
+        Vek8u pred; std::array<Vek8u, 4> row; Block after;  // row: every output row alike
     } cases[] = {
-        {"no AC, DC -33 rounds down", flat(9), true, -33, 0, 51, flat(-1)},
-        {"given DC unscaled", flat(9), true, 640, 0, 51, flat(10)},
-        {"DC scaled at QP 36", Block{1}, false, 0, 0, 36, flat(10)},
-        {"DC + 32 wraps", flat(0), true, 32767, 0, 0, flat(-512)},
-        {"one AC level", kOneAc, false, 0, 1, 2, rows_of({1, 1, 0, -1})},
-        {"transform wraps", kWide, true, 32767, 1, 0, flat(0)},
+        {"no AC, DC -33 rounds down", true, flat(9), true, -33, 0, 51, flat(-1), 50, {49, 49, 49, 49}, flat(9)},
+        {"given DC unscaled", true, flat(9), true, 640, 0, 51, flat(10), 50, {60, 60, 60, 60}, flat(9)},
+        {"DC scaled at QP 36", true, Block{1}, false, 0, 0, 36, flat(10), 7, {17, 17, 17, 17}, Block{1}},
+        {"DC + 32 wraps, saturates", true, flat(3), true, 32767, 0, 0, flat(-512), 0, {255, 255, 255, 255}, flat(3)},
+        {"one AC level", true, kOneAc, false, 0, 1, 2, rows_of({1, 1, 0, -1}), 10, {11, 11, 10, 9}, rows_of({1, 1, 0, -1})},
+        {"transform wraps, saturates", true, kWide, true, 32767, 1, 0, flat(0), 100, {255, 100, 100, 255},
+         rows_of({511, 0, 0, 511})},
+        {"DC alone, no levels", false, {}, true, -32768, 0, 0, {}, 255, {0, 0, 0, 0}, {}},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
+        const Vek16s* dc = c.has_dc ? &c.dc : nullptr;
         std::array<Vek16s, 28> plane;
         plane.fill(-7);
-        for (int k = 0; k < 16; ++k) plane[7 * (k / 4) + k % 4] = c.in[k];
-        ASSERT_EQ(vekiDequantTransformResidual_H264_16s_C1I(plane.data(), 14, c.has_dc ? &c.dc : nullptr, c.ac, c.qp),
-                  vekStsOk);
-        for (int i = 0; i < 28; ++i) EXPECT_EQ(plane[i], i % 7 < 4 ? c.want[4 * (i / 7) + i % 7] : -7) << i;
-    }
-}
-
-// The form that adds the prediction saturates where the plain form wraps; with
-// AC it writes the residual back, without it the levels stay.
-TEST(Residual, AddFormKnownAnswers) {
-    const struct {
-        const char* name; bool has_levels; Block levels; bool has_dc; Vek16s dc; Vek32s ac, qp; Vek8u pred;
-        std::array<Vek8u, 4> row;  // every row alike
-        Block after;
-    } cases[] = {
-        {"DC + 32 saturates", true, flat(3), true, 32767, 0, 0, 0, {255, 255, 255, 255}, flat(3)},
-        {"DC alone, no levels", false, {}, true, -32768, 0, 0, 255, {0, 0, 0, 0}, {}},
-        {"DC from level 0", true, Block{1}, false, 0, 0, 36, 7, {17, 17, 17, 17}, Block{1}},
-        {"transform saturates", true, kWide, true, 32767, 1, 0, 100, {255, 100, 100, 255}, rows_of({511, 0, 0, 511})},
-        {"residual written back", true, kOneAc, false, 0, 1, 2, 10, {11, 11, 10, 9}, rows_of({1, 1, 0, -1})},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.name);
+        for (int k = 0; k < 16; ++k) plane[7 * (k / 4) + k % 4] = c.levels[k];
+        ASSERT_EQ(c.has_levels ? vekiDequantTransformResidual_H264_16s_C1I(plane.data(), 14, dc, c.ac, c.qp) : vekStsOk, vekStsOk);
+        for (int i = 0; i < 28 && c.has_levels; ++i) EXPECT_EQ(plane[i], i % 7 < 4 ? c.plain[4 * (i / 7) + i % 7] : -7) << i;
         std::array<Vek8u, 40> pred;
         pred.fill(c.pred);
         std::array<Vek8u, 24> dst;
         dst.fill(0xEE);
         Block levels = c.levels;
-        ASSERT_EQ(vekiDequantTransformResidualAndAdd_H264_16s_C1I(pred.data(), c.has_levels ? levels.data() : nullptr,
-                                                                  c.has_dc ? &c.dc : nullptr, dst.data(), 10, 6, c.qp,
-                                                                  c.ac),
+        ASSERT_EQ(vekiDequantTransformResidualAndAdd_H264_16s_C1I(pred.data(), c.has_levels ? levels.data() : nullptr, dc,
+                                                                  dst.data(), 10, 6, c.qp, c.ac),
                   vekStsOk);
         for (int i = 0; i < 24; ++i) EXPECT_EQ(dst[i], i % 6 < 4 ? c.row[i % 6] : 0xEE) << i;
         EXPECT_EQ(levels, c.after);

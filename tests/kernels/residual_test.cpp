@@ -78,9 +78,7 @@ std::pair<std::vector<Vek8u>, std::vector<Vek16s>> run(const ResidualTable& t, i
     if (!pred.guard_intact() || !dst.guard_intact() || !coeffs.guard_intact() ||
         !(in.in_place || pred.unchanged_since(pred_before)))
         return {};
-    std::vector<Vek16s> after;
-    for (int k = 0; k < 4 * width; ++k) after.push_back(coeffs.get(k, 0));
-    return {samples(dst), after};
+    return {samples(dst), samples(coeffs)};
 }
 
 class ResidualKernels : public ::testing::TestWithParam<Level> {};

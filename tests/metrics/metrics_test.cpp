@@ -232,7 +232,7 @@ TEST(MetricsValues, MatchModelOnRandomBlocks) {
     }
 }
 
-// Worked out by hand, so the model is checked as well as the library.
+// The deliberate quirks, worked out by hand, so the model is checked as well as the library.
 TEST(MetricsValues, KnownAnswers) {
     const struct {
         const char* what;
@@ -244,14 +244,10 @@ TEST(MetricsValues, KnownAnswers) {
     } cases[] = {
         {"the 16x16 total is not cut to 16 signed bits", "vekiSAD16x16_8u32s", 0, 255, 0, {}, {}, {65280}},
         {"HF ties round up: 0, 1 give 1", "vekiSAD8x8_8u32s_C1R", 8, 0, 0, {}, {{1, 0, 1}}, {2}},
-        {"FH ties round up", "vekiSSD4x4_8u32s_C1R", 4, 0, 0, {}, {{0, 1, 1}}, {2}},
         // r at (0, 0) is (255 + 255 + 255 + 254 + 2) >> 2 = 255, and so are the other three around (1, 1).
         {"HH 255, 255, 255, 254 gives 255", "vekiSAD8x8_8u32s_C1R", 12, 255, 255, {}, {{1, 1, 254}}, {0}},
         // One rounding: (0 + 1 + 0 + 0 + 2) >> 2 = 0, where chained byte averages give 1.
         {"HH is not an average of averages", "vekiSAD16x16_8u32s", 12, 0, 0, {}, {{1, 0, 1}}, {0}},
-        {"interleaved planes: even bytes first", "vekiSAD8x8_8u32s_C2R", 0, 0, 0, {{0, 0, 10}, {2, 0, 10}, {5, 7, 3}},
-         {}, {20, 3}},
-        {"interleaved HF takes the next pair", "vekiSAD8x8_8u32s_C2R", 8, 0, 0, {}, {{2, 0, 1}}, {2, 0}},
         {"16-bit: |C - r| of 40000 adds -25536", "vekiSAD8x8_16u32s_C1R", 0, 0, 0, {{7, 7, 40000}}, {}, {-25536}},
         {"16-bit: HF clips its sum at 65535", "vekiSAD4x4_16u32s_C1R", 8, 32767, 65535, {}, {}, {0}},
         {"16-bit: HH clips its sum at 65535", "vekiSAD16x16_16u32s_C1R", 12, 16383, 65535, {}, {}, {0}},
@@ -259,8 +255,6 @@ TEST(MetricsValues, KnownAnswers) {
          {}, {0, 0, 0, 0, 0, 25536, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}},
         {"16-bit per-block: a difference of -32768 adds 32768", "vekiSAD16x16Blocks8x8_16u32u_C1R", 0, 0, 0, {},
          {{15, 15, 32768}}, {0, 0, 0, 32768}},
-        {"16-bit per-block: 65535 against 0 wraps to -1", "vekiSAD16x16Blocks8x8_16u32u_C1R", 0, 65535, 0, {}, {},
-         {64, 64, 64, 64}},
     };
     for (const auto& c : cases) {
         const auto& f = metric(c.function);
