@@ -80,7 +80,8 @@ void forward_core32(const Vek16s* src, Vek32s* t) {
                                                 bool intra, const Vek16s* pScanMatrix, Vek32s* pLastCoeff,
                                                 const Vek16s* pScaleLevels) {
     const int div = vekH264QpDevide[QP].div;
-    const Quant4x4Args q{{pScaleLevels, vekH264QuantResid_RoundValDef_32s[div + intra], div + 11}, nullptr, nullptr};
+    Quant4x4Args q{};
+    q.plain = {pScaleLevels, vekH264QuantResid_RoundValDef_32s[div + intra], div + 11};
     return encode_transform_kernels().fwd_quant4x4_scaled(pSrc, pDst, &q, pNumLevels, pScanMatrix, pLastCoeff);
 }
 
@@ -91,9 +92,12 @@ VekStatus transform_quant_4x4(const Vek16s* pSrc, Out* pDst, Vek32s QP, Vek32s* 
     if (static_cast<Vek32u>(QP) > static_cast<Vek32u>(maxQp)) return vekStsOutOfRangeErr;
     if constexpr (std::is_same_v<Out, Vek16s>) {
         // Everything fits 32 bits here: the kernel of this CPU does it all.
-        if (pScaleLevels)
+        // The built-in factors fall through, with no taken branch on their way,
+        // and Intra picks its arguments by a conditional move.
+        if (pScaleLevels) [[unlikely]]
             return fwd_quant4x4_scaled(pSrc, pDst, QP, pNumLevels, Intra != 0, pScanMatrix, pLastCoeff, pScaleLevels);
-        const Quant4x4Args* q = kFwdQuant4x4Args[static_cast<Vek32u>(QP)].data() + (Intra != 0);
+        const Quant4x4Args* q = kFwdQuant4x4Args[static_cast<Vek32u>(QP)].data();
+        if (Intra) ++q;
         return encode_transform_kernels().fwd_quant4x4(pSrc, pDst, q, pNumLevels, pScanMatrix, pLastCoeff);
     }
     std::int64_t t[16];

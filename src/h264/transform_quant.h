@@ -66,40 +66,27 @@ struct QuantArgs {
 
 // The 4x4 quantiser's arguments: the plain ones, which the reference and
 // the kernels for a caller's scale table read, and for the built-in factors
-// the same laid out as the vector kernels use them, so that they come
-// straight from memory.
+// the same prepared for the vector kernels. Those work with the factor and
+// the rounding term doubled and the shift one higher (the same levels: the
+// built-in factors stay below 2^14), so that the shift is at least 16 and
+// a level can land in either half of a 32-bit lane by one arithmetic shift.
 struct alignas(32) Quant4x4Lanes {
-    Vek16s factors[2][16];  // columns 0 and 2, then 1 and 3, each in the high half of a 32-bit lane
+    Vek16s factors[2][16];  // doubled, columns 0 and 2, then 1 and 3, each in the high half of a 32-bit lane
 };
-struct alignas(32) Quant4x4Rounds {
-    Vek32s up[8];    // round, for c >= 0
-    Vek32s down[8];  // 2^shift - 1 - round, for c < 0
-    std::int64_t shift[2];  // the count of the arithmetic shifts
-};
-struct Quant4x4Args {
+struct alignas(64) Quant4x4Args {
     QuantArgs plain;
     const Quant4x4Lanes* lanes;
-    const Quant4x4Rounds* rounds;
+    Vek32s up;                  // 2 * round, for c >= 0
+    Vek32s down;                // 2^(shift + 1) - 1 - 2 * round, for c < 0
+    std::int64_t shift_lo[2];   // shift + 1 in the first: the count of the levels bound for the low halves
+    std::int64_t shift_hi[2];   // shift - 15 in the first: those bound for the high halves
 };
 
 inline constexpr std::array<Quant4x4Lanes, 6> kQuant4x4Lanes = [] {
     std::array<Quant4x4Lanes, 6> t{};
     for (int rem = 0; rem < 6; ++rem)
-        for (int k = 0; k < 16; ++k) t[rem].factors[k % 2][k / 2 * 2 + 1] = vekH264FwdQuant_16s[rem][k];
-    return t;
-}();
-// By QP / 6 + Intra: shift QP / 6 + 15 and the rounding term of QP / 6 (plus one for intra).
-inline constexpr std::array<std::array<Quant4x4Rounds, 2>, 9> kQuant4x4Rounds = [] {
-    std::array<std::array<Quant4x4Rounds, 2>, 9> t{};
-    for (int div = 0; div < 9; ++div)
-        for (int intra = 0; intra < 2; ++intra) {
-            const Vek32s round = vekH264QuantResid_RoundValGiven_32s[div + intra], shift = div + 15;
-            for (int k = 0; k < 8; ++k) {
-                t[div][intra].up[k] = round;
-                t[div][intra].down[k] = (Vek32s{1} << shift) - 1 - round;
-            }
-            t[div][intra].shift[0] = shift;
-        }
+        for (int k = 0; k < 16; ++k)
+            t[rem].factors[k % 2][k / 2 * 2 + 1] = static_cast<Vek16s>(2 * vekH264FwdQuant_16s[rem][k]);
     return t;
 }();
 
@@ -107,11 +94,15 @@ inline constexpr std::array<std::array<Quant4x4Rounds, 2>, 9> kQuant4x4Rounds = 
 inline constexpr std::array<std::array<Quant4x4Args, 2>, 52> kFwdQuant4x4Args = [] {
     std::array<std::array<Quant4x4Args, 2>, 52> t{};
     for (int intra = 0; intra < 2; ++intra)
-        for (int qp = 0; qp < 52; ++qp)
-            t[qp][intra] = {{vekH264FwdQuant_16s[qp % 6].data(), vekH264QuantResid_RoundValGiven_32s[qp / 6 + intra],
-                             qp / 6 + 15},
-                            &kQuant4x4Lanes[qp % 6],
-                            &kQuant4x4Rounds[qp / 6][intra]};
+        for (int qp = 0; qp < 52; ++qp) {
+            const Vek32s round = vekH264QuantResid_RoundValGiven_32s[qp / 6 + intra], shift = qp / 6 + 15;
+            Quant4x4Args& a = t[qp][intra];
+            a.plain = {vekH264FwdQuant_16s[qp % 6].data(), round, shift};
+            a.lanes = &kQuant4x4Lanes[qp % 6];
+            a.up = 2 * round;
+            a.down = (Vek32s{2} << shift) - 1 - 2 * round;
+            a.shift_lo[0] = shift + 1, a.shift_hi[0] = shift - 15;
+        }
     return t;
 }();
 
@@ -123,8 +114,9 @@ inline constexpr std::array<std::array<Quant4x4Args, 2>, 52> kFwdQuant4x4Args = 
 // count, negated when dst[0] is non-zero, to *num; returns vekStsOk, so that
 // a shell can end in a jump to it (the pointers come in the order of the
 // exported function's, which leaves the shell little to move). The shift
-// must be 0..30 and the round below 2^shift. The built-in form reads the
-// laid-out operands, the scaled one only q->plain.
+// must be 0..30 and the round below 2^shift. The built-in form takes q from
+// kFwdQuant4x4Args and may read the prepared operands, the scaled one reads
+// only q->plain.
 using FwdQuant4x4Fn = VekStatus(const Vek16s* src, Vek16s* dst, const Quant4x4Args* q, Vek32s* num,
                                 const Vek16s* scan, Vek32s* last);
 // The same quantisation on 64 transformed values, with the plain count.

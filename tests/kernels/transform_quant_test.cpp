@@ -138,7 +138,8 @@ TEST_P(TransformQuantKernels, MatchReference) {
             const Vek32s round = eight ? (intra ? 682 : 342) << (div + 1)
                                        : (fk ? vekH264QuantResid_RoundValDef_32s
                                              : vekH264QuantResid_RoundValGiven_32s)[div + intra];
-            const Quant4x4Args q{{f.data(), round, eight ? div + 12 : div + (fk ? 11 : 15)}, {}, {}};
+            Quant4x4Args q{};
+            q.plain = {f.data(), round, eight ? div + 12 : div + (fk ? 11 : 15)};
             std::array<Vek16s, 64> scan{};
             for (int k = 0; k < 64; ++k)
                 scan[k] = static_cast<Vek16s>(vk % 2 ? rng.uniform(-32768, 32767) : (k * 5) % 64);

@@ -46,31 +46,47 @@ inline Vek32s max_lane_256(__m256i v) {
 
 // ---- 4x4 transform and quantisation ------------------------------------------
 //
-// The columns go through the 128-bit core on the two halves (rows 0-1, 2-3),
-// which needs no lane crossing; the rows and the quantiser then work on the
-// whole block in one 256-bit register.
+// The columns come first, on the block loaded as (rows 0-1 | rows 0-1) and
+// (rows 3-2 | rows 3-2), which leaves each half with the sums and differences
+// of its outputs: no lane crossing after the loads. The rows and the
+// quantiser then work on the whole block in one 256-bit register.
 struct alignas(32) Fwd4x4Consts {
-    Vek8s rev_rows[32];   // bytes reversing each row's four lanes
-    Vek16s row_even[16];  // (1 1 -1 1) by lane
-    Vek16s row_odd[16];   // (2 1 2 -1) by lane
+    Vek16s col_lo[16];     // (1 2 | 1 1) by row of a half: the factors of (s0 d0 | s0 d0)
+    Vek16s col_hi[16];     // (1 1 | -1 -2): those of (s1 d1 | s1 d1)
+    Vek8s rev_rows[32];    // bytes reversing each row's four lanes
+    Vek16s row_even[16];   // (1 1 -1 1) by lane
+    Vek16s row_odd[16];    // (2 1 2 -1) by lane
+    Vek16s max_place[16];  // 32767
+    Vek16s low_place[8];   // 32767 where minpos leaves the minimum, 0 where it leaves the index
 };
 constexpr Fwd4x4Consts kFwd4x4 = [] {
     Fwd4x4Consts c{};
     constexpr int kEven[4] = {1, 1, -1, 1}, kOdd[4] = {2, 1, 2, -1};
+    constexpr int kColLo[4] = {1, 2, 1, 1}, kColHi[4] = {1, 1, -1, -2};
     for (int k = 0; k < 16; ++k) {
         const int row = k / 4, lane = k % 4, from = (4 * row + 3 - lane) % 8;  // within the 128-bit half
+        c.col_lo[k] = static_cast<Vek16s>(kColLo[row]), c.col_hi[k] = static_cast<Vek16s>(kColHi[row]);
         c.rev_rows[2 * k] = static_cast<Vek8s>(2 * from), c.rev_rows[2 * k + 1] = static_cast<Vek8s>(2 * from + 1);
         c.row_even[k] = static_cast<Vek16s>(kEven[lane]), c.row_odd[k] = static_cast<Vek16s>(kOdd[lane]);
+        c.max_place[k] = 0x7FFF;
     }
+    c.low_place[0] = 0x7FFF;
     return c;
 }();
+// Through a pointer the compiler can't see through, so that the constants
+// are read as operands instead of rebuilt from immediates.
+inline const Fwd4x4Consts* fwd4x4_consts() {
+    const Fwd4x4Consts* c = &kFwd4x4;
+    asm("" : "+r"(c));
+    return c;
+}
 
 // Forward core and quantiser of the 4x4 block; the built-in form reads its
-// quantiser operands laid out, the scaled one forms them from q->plain.
+// quantiser operands prepared, the scaled one forms them from q->plain.
 //
 // The rows come last, each in two 32-bit madd sums: with u = x + rev(x) =
-// (s0 s1 s1 s0) and d = x - rev(x) = (d0 d1 -d1 -d0), (s0 + s1, s0 - s1) are
-// u's pairs against (1 1) and (-1 1), (2 d0 + d1, d0 - 2 d1) d's pairs
+// (s0 s1 s1 s0) and v = x - rev(x) = (d0 d1 -d1 -d0), (s0 + s1, s0 - s1) are
+// u's pairs against (1 1) and (-1 1), (2 d0 + d1, d0 - 2 d1) v's pairs
 // against (2 1) and (2 -1). The core is linear, so the low halves of these
 // sums are the results cut to 16 bits; shifted into the high halves, they
 // are what the quantiser's madd multiplies by the factors there.
@@ -82,48 +98,57 @@ constexpr Fwd4x4Consts kFwd4x4 = [] {
 template <bool kBuiltIn>
 VekStatus fwd_quant4x4_avx2(const Vek16s* src, Vek16s* dst, const Quant4x4Args* args, Vek32s* num,
                             const Vek16s* scan, Vek32s* last) {
+    const Fwd4x4Consts* k = fwd4x4_consts();
     __m256i f02, f13;
     __m256 up, down;
-    __m128i count;
+    __m128i count_lo, count_hi;
     if constexpr (kBuiltIn) {
         f02 = const256(args->lanes->factors[0]), f13 = const256(args->lanes->factors[1]);
-        up = _mm256_load_ps(reinterpret_cast<const float*>(args->rounds->up));
-        down = _mm256_load_ps(reinterpret_cast<const float*>(args->rounds->down));
-        count = _mm_load_si128(reinterpret_cast<const __m128i*>(args->rounds->shift));
+        up = _mm256_broadcast_ss(reinterpret_cast<const float*>(&args->up));
+        down = _mm256_broadcast_ss(reinterpret_cast<const float*>(&args->down));
+        count_lo = _mm_load_si128(reinterpret_cast<const __m128i*>(args->shift_lo));
+        count_hi = _mm_load_si128(reinterpret_cast<const __m128i*>(args->shift_hi));
     } else {
         const __m256i f = load256(args->plain.factors);
         f02 = _mm256_slli_epi32(f, 16), f13 = _mm256_andnot_si256(const256(simd_consts()->even_mask), f);
         const Vek32u shift = static_cast<Vek32u>(args->plain.shift), round = static_cast<Vek32u>(args->plain.round);
         up = _mm256_castsi256_ps(_mm256_set1_epi32(static_cast<Vek32s>(round)));
         down = _mm256_castsi256_ps(_mm256_set1_epi32(static_cast<Vek32s>((1u << shift) - 1u - round)));
-        count = _mm_cvtsi32_si128(static_cast<int>(shift));
+        count_lo = count_hi = _mm_cvtsi32_si128(static_cast<int>(shift));
     }
-    // The scan places floored at 0, as the reference's search starts there.
-    const __m256i places = _mm256_max_epi16(load256(scan), _mm256_setzero_si256());
-    // Columns on the 128-bit halves, rows 0-1 and 2-3, without crossing lanes.
-    __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(src));
-    __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(src + 8));
-    fwd4_pass(a, b);
-    const __m256i x = _mm256_inserti128_si256(_mm256_castsi128_si256(a), b, 1);
-    const __m256i r = _mm256_shuffle_epi8(x, const256(kFwd4x4.rev_rows));
-    const __m256i u = _mm256_add_epi16(x, r), d = _mm256_sub_epi16(x, r);
+    // 32767 - place, saturated: a negative place counts as 0, where the
+    // reference's search starts, and the largest place is the smallest lane.
+    const __m256i zero = _mm256_setzero_si256();
+    const __m256i places = _mm256_subs_epi16(const256(k->max_place), load256(scan));
+    // Columns: a = (r0 r1 | r0 r1), b = (r3 r2 | r3 r2) give s = (s0 s1 | s0 s1)
+    // and d = (d0 d1 | d0 d1); the outputs are (s0 + s1, 2 d0 + d1 | s0 - s1, d0 - 2 d1).
+    const __m256i a = _mm256_broadcastsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i*>(src)));
+    const __m256i b = _mm256_permute4x64_epi64(load256(src), 0xBB);
+    const __m256i s = _mm256_add_epi16(a, b), d = _mm256_sub_epi16(a, b);
+    const __m256i x = _mm256_add_epi16(_mm256_mullo_epi16(_mm256_unpacklo_epi64(s, d), const256(k->col_lo)),
+                                       _mm256_mullo_epi16(_mm256_unpackhi_epi64(s, d), const256(k->col_hi)));
+    const __m256i r = _mm256_shuffle_epi8(x, const256(k->rev_rows));
+    const __m256i u = _mm256_add_epi16(x, r), v = _mm256_sub_epi16(x, r);
     // c of columns 0 and 2, and of 1 and 3, in the high halves of 32-bit lanes.
-    const __m256i c02 = _mm256_slli_epi32(_mm256_madd_epi16(u, const256(kFwd4x4.row_even)), 16);
-    const __m256i c13 = _mm256_slli_epi32(_mm256_madd_epi16(d, const256(kFwd4x4.row_odd)), 16);
+    const __m256i c02 = _mm256_slli_epi32(_mm256_madd_epi16(u, const256(k->row_even)), 16);
+    const __m256i c13 = _mm256_slli_epi32(_mm256_madd_epi16(v, const256(k->row_odd)), 16);
     const __m256i r02 = _mm256_castps_si256(_mm256_blendv_ps(up, down, _mm256_castsi256_ps(c02)));
     const __m256i r13 = _mm256_castps_si256(_mm256_blendv_ps(up, down, _mm256_castsi256_ps(c13)));
-    const __m256i q02 = _mm256_sra_epi32(_mm256_add_epi32(_mm256_madd_epi16(c02, f02), r02), count);
-    const __m256i q13 = _mm256_sra_epi32(_mm256_add_epi32(_mm256_madd_epi16(c13, f13), r13), count);
-    // Levels cut to 16 bits, in order: columns 1 and 3 into the high halves.
-    const __m256i levels = _mm256_blend_epi16(q02, _mm256_slli_epi32(q13, 16), 0xAA);
+    const __m256i q02 = _mm256_sra_epi32(_mm256_add_epi32(_mm256_madd_epi16(c02, f02), r02), count_lo);
+    __m256i q13 = _mm256_sra_epi32(_mm256_add_epi32(_mm256_madd_epi16(c13, f13), r13), count_hi);
+    // Levels cut to 16 bits, in order: columns 1 and 3 in the high halves,
+    // where the built-in form's shift 16 short already leaves them.
+    if constexpr (!kBuiltIn) q13 = _mm256_slli_epi32(q13, 16);
+    const __m256i levels = _mm256_blend_epi16(q02, q13, 0xAA);
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(dst), levels);
-    const __m256i zero_level = _mm256_cmpeq_epi16(levels, _mm256_setzero_si256());
-    // The largest place among the non-zero levels: the places are 0..32767,
-    // so 32767 - place orders them the other way round, and minpos finds it.
-    const __m256i best = _mm256_andnot_si256(zero_level, places);
-    const __m128i top = _mm_max_epi16(_mm256_castsi256_si128(best), _mm256_extracti128_si256(best, 1));
-    const __m128i flip = _mm_set1_epi16(0x7FFF);
-    *last = _mm_extract_epi16(_mm_minpos_epu16(_mm_xor_si128(top, flip)), 0) ^ 0x7FFF;
+    // A zero level's lane all ones, above every place; with none non-zero,
+    // the smallest lane is all ones, which the final mask turns into 0.
+    const __m256i zero_level = _mm256_cmpeq_epi16(levels, zero);
+    const __m256i best = _mm256_or_si256(zero_level, places);
+    const __m128i top = _mm_min_epu16(_mm256_castsi256_si128(best), _mm256_extracti128_si256(best, 1));
+    // 32767 - min in the first 32-bit lane, stored straight from the register.
+    const __m128i place = _mm_andnot_si128(_mm_minpos_epu16(top), const128(k->low_place));
+    _mm_storeu_si32(last, place);
     // Two mask bits per zero level.
     const unsigned zeros = static_cast<unsigned>(_mm256_movemask_epi8(zero_level));
     const Vek32s n = 16 - (__builtin_popcount(zeros) >> 1);
@@ -201,6 +226,8 @@ void fwd8x8_32bit(const Vek16s* src, __m256i (&r)[8]) {
 inline __m256i swap_pair(__m256i v) { return _mm256_shuffle_epi32(v, 0x4E); }
 // (a0-3 b0-3 | a4-7 b4-7) -> (a | b), and back again.
 inline __m256i split_to_halves(__m256i v) { return _mm256_permute4x64_epi64(v, 0xD8); }
+// The same for (b0-3 a0-3 | b4-7 a4-7): the swap folded into the permute.
+inline __m256i split_swapped_to_halves(__m256i v) { return _mm256_permute4x64_epi64(v, 0x8D); }
 
 inline void transpose8x8_pairs(__m256i (&v)[4]) {
     const __m256i t0 = _mm256_unpacklo_epi16(v[0], v[1]), t1 = _mm256_unpackhi_epi16(v[0], v[1]);
@@ -213,7 +240,8 @@ inline void transpose8x8_pairs(__m256i (&v)[4]) {
 }
 
 // The 8-point butterfly on (x0 x1), (x2 x3), (x5 x4), (x7 x6); the results
-// come back as (y0 y4), (y1 y5), (y2 y6), (y3 y7).
+// come back as (y0 y4), (y1 y5), (y2 y6), (y7 y3), the last pair swapped
+// for the permute that follows.
 inline void fwd8_pass_pairs(__m256i (&v)[4]) {
     const SimdConsts* c = simd_consts();
     const __m256i plus_minus = const256(c->plus_minus), minus_plus = const256(c->minus_plus);
@@ -231,7 +259,7 @@ inline void fwd8_pass_pairs(__m256i (&v)[4]) {
     const __m256i a75 = _mm256_sub_epi16(_mm256_add_epi16(_mm256_sign_epi16(swap_pair(h23), plus_minus), d10), d23);
     const __m256i y15 = _mm256_add_epi16(a46, _mm256_sign_epi16(_mm256_srai_epi16(a75, 2), plus_minus));
     const __m256i y73 = _mm256_add_epi16(_mm256_srai_epi16(a46, 2), _mm256_sign_epi16(a75, minus_plus));
-    v[0] = y04, v[1] = y15, v[2] = y26, v[3] = swap_pair(y73);
+    v[0] = y04, v[1] = y15, v[2] = y26, v[3] = y73;
 }
 
 // Blocks with wider values, out of the way of the usual path.
@@ -269,12 +297,13 @@ void fwd8x8_pairs(const Vek16s* src, Out* dst) {
         return fwd8x8_wide(src, dst16, dst32);
     transpose8x8_pairs(v);
     fwd8_pass_pairs(v);
-    for (auto& x : v) x = split_to_halves(x);
+    for (int k = 0; k < 3; ++k) v[k] = split_to_halves(v[k]);
+    v[3] = split_swapped_to_halves(v[3]);
     transpose8x8_pairs(v);
     fwd8_pass_pairs(v);
     // v[k] holds output rows k and k + 4.
     for (int k = 0; k < 4; ++k) {
-        const __m256i rows = split_to_halves(v[k]);
+        const __m256i rows = k < 3 ? split_to_halves(v[k]) : split_swapped_to_halves(v[k]);
         const __m128i lo = _mm256_castsi256_si128(rows), hi = _mm256_extracti128_si256(rows, 1);
         if constexpr (sizeof(Out) == 4) {
             _mm256_storeu_si256(reinterpret_cast<__m256i*>(dst32 + 8 * k), _mm256_cvtepi16_epi32(lo));
