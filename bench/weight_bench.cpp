@@ -120,7 +120,7 @@ const bool kKernelCases = [] {
             add("BM_weight/average_" + size + level.name, [fn = t.interpolate_block[avg], side](benchmark::State& st) {
                 Planes& p = planes();
                 for (auto _ : st) {
-                    fn(p.a.data(), p.b.data(), p.d.data(), SourceSteps{kStride, kStride}, kStride, BlockSize{side, side});
+                    fn(p.a.data(), p.b.data(), p.d.data(), side, side, kStride, kStride, kStride);
                     benchmark::ClobberMemory();
                 }
             });

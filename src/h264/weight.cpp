@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cassert>
 #include <cstddef>
+#include <cstdint>
 
 #include "frame/dispatch.h"
 #include "frame/tables.h"
@@ -47,22 +48,22 @@ inline T* row_at(T* p, Vek32s step, Vek32s y) {
     return p + static_cast<std::ptrdiff_t>(step) * y;
 }
 
-VekStatus average_rows_c(const Vek8u* src1, const Vek8u* src2, Vek8u* dst, SourceSteps steps, Vek32s dstStep,
-                         BlockSize size) {
-    for (Vek32s y = 0; y < size.height; ++y) {
-        const Vek8u* a = row_at(src1, steps.src1, y);
-        const Vek8u* b = row_at(src2, steps.src2, y);
+VekStatus average_rows_c(const Vek8u* src1, const Vek8u* src2, Vek8u* dst, Vek32u width, Vek32u height,
+                         Vek32s srcStep1, Vek32s srcStep2, Vek32s dstStep) {
+    for (Vek32s y = 0; y < static_cast<Vek32s>(height); ++y) {
+        const Vek8u* a = row_at(src1, srcStep1, y);
+        const Vek8u* b = row_at(src2, srcStep2, y);
         Vek8u* d = row_at(dst, dstStep, y);
-        for (Vek32s x = 0; x < size.width; ++x) d[x] = static_cast<Vek8u>((a[x] + b[x] + 1) >> 1);
+        for (Vek32s x = 0; x < static_cast<Vek32s>(width); ++x) d[x] = static_cast<Vek8u>((a[x] + b[x] + 1) >> 1);
     }
     return vekStsOk;
 }
 
 // A special averaging kernel: its size is built in, the size of the call is not used.
 template <int W, int H>
-VekStatus average_block_c(const Vek8u* src1, const Vek8u* src2, Vek8u* dst, SourceSteps steps, Vek32s dstStep,
-                          BlockSize) {
-    return average_rows_c(src1, src2, dst, steps, dstStep, BlockSize{W, H});
+VekStatus average_block_c(const Vek8u* src1, const Vek8u* src2, Vek8u* dst, Vek32u, Vek32u, Vek32s srcStep1,
+                          Vek32s srcStep2, Vek32s dstStep) {
+    return average_rows_c(src1, src2, dst, W, H, srcStep1, srcStep2, dstStep);
 }
 
 template <Vek8u (*Clip)(Vek32s)>
@@ -203,6 +204,13 @@ inline bool is_weight_side(Vek32s side) {
     return static_cast<Vek32u>(side) <= 16 && ((0x10114u >> side) & 1);  // bits 2, 4, 8 and 16
 }
 
+// True when one of the pointers is null, as one test of their smallest
+// address (separate tests cost a flag register each).
+template <class... P>
+inline bool any_null(const P*... p) {
+    return std::min({reinterpret_cast<std::uintptr_t>(p)...}) == 0;
+}
+
 // Offsets of the explicit form: their sum is rounded and halved once per call.
 inline Vek32s explicit_offset(Vek32s o1, Vek32s o2) { return add_wrap(add_wrap(o1, o2), 1) >> 1; }
 
@@ -213,9 +221,8 @@ constexpr Vek32u kImplicitShift = 6;
 
 }  // namespace vek::h264
 
-using vek::h264::SourceSteps;
+using vek::h264::any_null;
 using vek::h264::average_block_index;
-using vek::h264::BlockSize;
 using vek::h264::explicit_offset;
 using vek::h264::is_weight_side;
 using vek::h264::kImplicitShift;
@@ -228,41 +235,34 @@ VekStatus vekiInterpolateBlock_H264_8u_P2P1R(const Vek8u* pSrc1, const Vek8u* pS
                                              Vek32u height, Vek32s step) {
     if (!pSrc1 || !pSrc2 || !pDst) return vekStsNullPtrErr;
     if (width < 2 || width > 16 || height < 2 || height > 16) return vekStsSizeErr;
-    return weight_kernels().average_generic(pSrc1, pSrc2, pDst, SourceSteps{step, step}, step,
-                                            BlockSize{static_cast<Vek32s>(width), static_cast<Vek32s>(height)});
+    return weight_kernels().average_generic(pSrc1, pSrc2, pDst, width, height, step, step, step);
 }
 
 // Odd sizes take the generic kernel; even sizes take their table slot, whose
 // special kernel writes its own size: 6x4 writes 4x4, 2x6 writes 2x4.
 VekStatus vekiInterpolateBlock_H264_8u_P3P1R(const Vek8u* pSrc1, const Vek8u* pSrc2, Vek8u* pDst, Vek32u width,
                                              Vek32u height, Vek32s srcStep1, Vek32s srcStep2, Vek32s dstStep) {
-    if (!pSrc1 || !pSrc2 || !pDst) return vekStsNullPtrErr;
+    if (any_null(pSrc1, pSrc2, pDst)) return vekStsNullPtrErr;
     if (width - 2 > 14 || height - 2 > 14) return vekStsSizeErr;  // 2..16, as unsigned numbers
-    return weight_kernels().average_by_size[17 * width + height](pSrc1, pSrc2, pDst,
-                                                                 SourceSteps{srcStep1, srcStep2}, dstStep,
-                                                                 BlockSize{static_cast<Vek32s>(width), static_cast<Vek32s>(height)});
+    return weight_kernels().average_by_size[17 * width + height](pSrc1, pSrc2, pDst, width, height, srcStep1,
+                                                                 srcStep2, dstStep);
 }
 
 // The 8-bit weightings compare steps with the width as unsigned numbers, before the size.
 VekStatus vekiBiDirWeightBlock_H264_8u_P2P1R(const Vek8u* pSrc1, const Vek8u* pSrc2, Vek8u* pDst, Vek32u srcStep,
                                              Vek32u dstStep, Vek32u logWD, Vek32s w1, Vek32s o1, Vek32s w2, Vek32s o2,
                                              VekRoi roi) {
-    // The weights and offsets stay in their stack slots until the checks have
-    // passed: loaded up front they would need saved registers.
-    asm("" : "+m"(w1), "+m"(o1), "+m"(w2), "+m"(o2));
-    if (!pSrc1) [[unlikely]]
-        return vekStsNullPtrErr;
-    if (!pSrc2) [[unlikely]]
-        return vekStsNullPtrErr;
-    if (!pDst) [[unlikely]]
+    // The kernel's weights first: the stack arguments are loaded once anyway,
+    // and packed at once they hold two registers through the checks, not four.
+    const WeightParams p{w1, w2, logWD + 1, explicit_offset(o1, o2)};
+    if (any_null(pSrc1, pSrc2, pDst)) [[unlikely]]
         return vekStsNullPtrErr;
     if (srcStep < static_cast<Vek32u>(roi.width) || dstStep < static_cast<Vek32u>(roi.width)) [[unlikely]]
         return vekStsStepErr;
     if (!is_weight_side(roi.width) || !is_weight_side(roi.height)) [[unlikely]]
         return vekStsSizeErr;
     return weight_kernels().bidir_weight_shared[weight_block_index(roi.width, roi.height)](
-        pSrc1, pSrc2, pDst, SharedSteps{static_cast<Vek32s>(srcStep), static_cast<Vek32s>(dstStep)},
-        WeightParams{w1, w2, logWD + 1, explicit_offset(o1, o2)});
+        pSrc1, pSrc2, pDst, SharedSteps{static_cast<Vek32s>(srcStep), static_cast<Vek32s>(dstStep)}, p);
 }
 
 VekStatus vekiBiDirWeightBlock_H264_8u_P3P1R(const Vek8u* pSrc1, const Vek8u* pSrc2, Vek8u* pDst, Vek32u srcStep1,

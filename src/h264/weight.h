@@ -29,30 +29,23 @@ struct WeightParams {
     Vek32s offset;  // added after the shift, in sample units
 };
 
-// Kernels an exported function calls last take at most six register
-// arguments (small records by value travel in registers) and return the
-// status, so that the function ends in a jump to the kernel.
+// Kernels an exported function calls last return the status and take either
+// at most six register arguments (small records by value travel in
+// registers) or the function's own arguments in its order, so that the
+// function ends in a jump to the kernel.
 //
 // Steps of a call whose two sources share one step: one register.
 struct SharedSteps {
     Vek32s src;
     Vek32s dst;
 };
-// The two source steps in one register. (A record of all three steps would
-// take two registers, but compilers assemble its first half through memory,
-// and the reload then waits for two stores to drain.)
-struct SourceSteps {
-    Vek32s src1, src2;
-};
-// Width and height in one register.
-struct BlockSize {
-    Vek32s width, height;
-};
 
-// (a + b + 1) >> 1 over a block. Special kernels have their size built in and
-// ignore `size`; the generic kernel loops over it.
-using AverageBlockFn = VekStatus(const Vek8u* src1, const Vek8u* src2, Vek8u* dst, SourceSteps steps,
-                                 Vek32s dstStep, BlockSize size);
+// (a + b + 1) >> 1 over a block, with the arguments of the three-step
+// exported function, whose stack arguments then stay where they are. Special
+// kernels have their size built in and ignore width and height; the generic
+// kernel loops over them.
+using AverageBlockFn = VekStatus(const Vek8u* src1, const Vek8u* src2, Vek8u* dst, Vek32u width, Vek32u height,
+                                 Vek32s srcStep1, Vek32s srcStep2, Vek32s dstStep);
 // Two-source weighting of a fixed-size block, clipped to 0..255. The destination
 // may be the second source with the same step (rows are read before written).
 using BiWeightBlockFn = void(const Vek8u* src1, Vek32s srcStep1, const Vek8u* src2, Vek32s srcStep2, Vek8u* dst,

@@ -97,7 +97,7 @@ protected:
 // writing more or less than its slot's reference shows; the generic kernel at any size.
 TEST_P(WeightKernels, AverageMatchesReference) {
     const auto call = [](int w, int h) {
-        return [w, h](auto fn, auto a, int sa, auto b, int sb, auto d, int sd) { fn(a, b, d, {sa, sb}, sd, {w, h}); };
+        return [w, h](auto fn, auto a, int sa, auto b, int sb, auto d, int sd) { fn(a, b, d, w, h, sa, sb, sd); };
     };
     const int largest[] = {2, 6, 10, 14, 16};
     for (int i = 0; i < kAverageSlots; ++i) {

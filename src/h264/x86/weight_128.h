@@ -122,9 +122,8 @@ inline void average_16xh_128(const Vek8u* src1, std::ptrdiff_t s1, const Vek8u* 
 }
 
 template <int W, int H>
-VekStatus average_block_128(const Vek8u* src1, const Vek8u* src2, Vek8u* dst, vek::h264::SourceSteps steps,
-                            Vek32s dstStep, vek::h264::BlockSize) {
-    const Vek32s step1 = steps.src1, step2 = steps.src2;
+VekStatus average_block_128(const Vek8u* src1, const Vek8u* src2, Vek8u* dst, Vek32u, Vek32u, Vek32s step1,
+                            Vek32s step2, Vek32s dstStep) {
     if constexpr (W == 16) {
         average_16xh_128<H>(src1, step1, src2, step2, dst, dstStep);
     } else {
@@ -140,18 +139,18 @@ VekStatus average_block_128(const Vek8u* src1, const Vek8u* src2, Vek8u* dst, ve
 }
 
 // Any size: each row in pieces of 16, 8 and 4 samples, the last 1 to 3 one by one.
-inline VekStatus average_generic_128(const Vek8u* src1, const Vek8u* src2, Vek8u* dst, vek::h264::SourceSteps steps,
-                                     Vek32s dstStep, vek::h264::BlockSize size) {
-    const Vek32s step1 = steps.src1, step2 = steps.src2, width = size.width;
-    for (int y = 0; y < size.height; ++y) {
+inline VekStatus average_generic_128(const Vek8u* src1, const Vek8u* src2, Vek8u* dst, Vek32u width, Vek32u height,
+                                     Vek32s step1, Vek32s step2, Vek32s dstStep) {
+    for (int y = 0; y < static_cast<int>(height); ++y) {
         const Vek8u* a = row_ptr(src1, step1, y);
         const Vek8u* b = row_ptr(src2, step2, y);
         Vek8u* d = row_ptr(dst, dstStep, y);
+        const int w = static_cast<int>(width);
         int x = 0;
-        for (; x + 16 <= width; x += 16) store16(d + x, _mm_avg_epu8(load16(a + x), load16(b + x)));
-        if (x + 8 <= width) store8(d + x, _mm_avg_epu8(load8(a + x), load8(b + x))), x += 8;
-        if (x + 4 <= width) store4(d + x, _mm_avg_epu8(load4(a + x), load4(b + x))), x += 4;
-        for (; x < width; ++x) d[x] = static_cast<Vek8u>((a[x] + b[x] + 1) >> 1);
+        for (; x + 16 <= w; x += 16) store16(d + x, _mm_avg_epu8(load16(a + x), load16(b + x)));
+        if (x + 8 <= w) store8(d + x, _mm_avg_epu8(load8(a + x), load8(b + x))), x += 8;
+        if (x + 4 <= w) store4(d + x, _mm_avg_epu8(load4(a + x), load4(b + x))), x += 4;
+        for (; x < w; ++x) d[x] = static_cast<Vek8u>((a[x] + b[x] + 1) >> 1);
     }
     return vekStsOk;
 }

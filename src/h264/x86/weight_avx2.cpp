@@ -81,17 +81,16 @@ struct UnidirPair256 {
 };
 
 // Rows y and y + 1 in the two lanes: lo and hi are samples 0-7 and 8-15 of
-// each row, and packuswb puts each row back together in its own lane. A lane
-// is loaded by a broadcast and the two merged by a blend, which keeps the
-// shuffle pipes (the busiest here) free for the interleave and the pack.
-inline __m256i load_two_rows(const Vek8u* r0, const Vek8u* r1) {
-    return _mm256_blend_epi32(_mm256_broadcastsi128_si256(load16(r0)), _mm256_broadcastsi128_si256(load16(r1)), 0xF0);
+// each row, and packuswb puts each row back together in its own lane. The
+// high lane comes by an insert from memory.
+inline __m256i two_rows(const Vek8u* r0, const Vek8u* r1) {
+    return _mm256_inserti128_si256(_mm256_castsi128_si256(load16(r0)), load16(r1), 1);
 }
 
 template <class Op>
 [[gnu::always_inline]] inline void weigh_two_rows(const Vek8u* a0, const Vek8u* a1, const Vek8u* b0, const Vek8u* b1,
                                                   Vek8u* d0, Vek8u* d1, Op op) {
-    const __m256i a = load_two_rows(a0, a1), b = load_two_rows(b0, b1);
+    const __m256i a = two_rows(a0, a1), b = two_rows(b0, b1);
     const __m256i v = _mm256_packus_epi16(op.lo(a, b), op.hi(a, b));
     store16(d0, _mm256_castsi256_si128(v));
     store16(d1, _mm256_extracti128_si256(v, 1));
@@ -167,8 +166,8 @@ template <int H>
     return vekStsOk;
 }
 
-// Weights of 0 to 127 whose sum is at most 2^shift, shift 1 to 7: the
-// implicit weights and the explicit ones of coded streams. Every
+// Weights of 0 to 127 whose sum is at most 2^shift (at most 128 for shift
+// 8): the implicit weights and the explicit ones of coded streams. Every
 // (S + r) >> shift then lies in 0..255 and S below 2^15, so pmulhrsw rounds
 // and shifts in one instruction, packuswb packs without clipping, and the
 // offset, added to bytes with unsigned saturation, clips as the reference
@@ -186,15 +185,9 @@ struct UnitSum256 {
     }
 };
 
-// Rows y and y + 1 of a 16-wide block in the two lanes.
-inline __m256i two_rows(const Vek8u* r0, const Vek8u* r1) {
-    return _mm256_inserti128_si256(_mm256_castsi128_si256(load16(r0)), load16(r1), 1);
-}
-
 // Two rows a step. The second source is addressed off the first (the two
 // share a step), so a step costs two adds: the first source's and the
-// destination's. The empty asm keeps the compiler from precomputing every
-// row's address into registers and spilling them.
+// destination's.
 template <int H, class Op>
 [[gnu::always_inline]] inline void unit_sum_16xh(const Vek8u* a, const Vek8u* b, Vek8u* d, std::ptrdiff_t s,
                                                  std::ptrdiff_t sd, Op op) {
@@ -206,52 +199,51 @@ template <int H, class Op>
         store16(d + sd, _mm256_extracti128_si256(v, 1));
         a += 2 * s;
         d += 2 * sd;
-        asm("" : "+r"(a), "+r"(d));
     }
 }
 
-// The block's loop on its own, reached by a jump with its constants in two
-// registers: the weights as a byte pair, the pmulhrsw factor in bits 0-15 and
-// the offset's byte in bits 16-23. Neither it nor the test before it then
-// needs saved registers.
+// By shift & 7: the largest weight sum of the unit-sum path, the pmulhrsw
+// factor 2^(15 - shift), and 2^shift, the sum of the plain average's weights.
+// Slot 0 is shift 8, whose sum stays at 128 to keep S below 2^15.
+struct UnitSumShift {
+    Vek16s limit, factor;
+    Vek32s unit;
+};
+constexpr UnitSumShift kUnitSumShift[8] = {{128, 1 << 7, 256},  {2, 1 << 14, 2},   {4, 1 << 13, 4},
+                                           {8, 1 << 12, 8},     {16, 1 << 11, 16}, {32, 1 << 10, 32},
+                                           {64, 1 << 9, 64},    {128, 1 << 8, 128}};
+
+// The block's loop, reached by a jump with the call's own arguments, so that
+// the test before it moves nothing. An offset beyond a byte either way
+// saturates every sample, as 255 does. Without an offset, equal weights of
+// sum 2^shift are the rounded average.
 template <int H, int Kind>
 [[gnu::noinline]] VekStatus unit_sum_shared_16xh(const Vek8u* src1, const Vek8u* src2, Vek8u* dst, SharedSteps steps,
-                                                 Vek32u weights, Vek32u factorOffset) {
-    const UnitSum256<Kind> op{_mm256_set1_epi16(static_cast<Vek16s>(weights)),
-                              _mm256_set1_epi16(static_cast<Vek16s>(factorOffset)),
-                              _mm256_set1_epi8(static_cast<char>(factorOffset >> 16))};
+                                                 WeightParams p) {
+    const UnitSumShift& k = kUnitSumShift[p.shift & 7];
+    if (Kind == 0 && ((p.w1 ^ p.w2) | (p.w1 + p.w2 - k.unit)) == 0)
+        return average_shared_16xh<H>(src1, src2, dst, steps);
+    const auto o = static_cast<Vek32u>(p.offset);
+    const UnitSum256<Kind> op{_mm256_set1_epi16(static_cast<Vek16s>(p.w1 | (p.w2 << 8))),
+                              _mm256_set1_epi16(k.factor),
+                              _mm256_set1_epi8(static_cast<char>(std::min(Kind < 0 ? 0u - o : o, 255u)))};
     unit_sum_16xh<H>(src1, src2, dst, steps.src, steps.dst, op);
     return vekStsOk;
 }
 
-// 2^shift and the pmulhrsw factor 2^(15 - shift) by shift, 1 to 7: loads,
-// where shifts by a count would need the count register the steps occupy.
-struct UnitSumShift {
-    Vek32s limit;
-    Vek32u factor;
-};
-constexpr UnitSumShift kUnitSumShift[8] = {{1, 0},       {2, 1 << 14}, {4, 1 << 13}, {8, 1 << 12},
-                                           {16, 1 << 11}, {32, 1 << 10}, {64, 1 << 9}, {128, 1 << 8}};
-
+// The unit-sum tests as bits OR-ed into one branch: weights within 0..127,
+// shift 1 to 8, the sum within the limit. The offset's sign picks the loop.
 template <int H>
 VekStatus bidir_shared_16xh_avx2(const Vek8u* src1, const Vek8u* src2, Vek8u* dst, SharedSteps steps,
                                  WeightParams p) {
-    // One compare for both signs and byte ranges; shift - 1 below 7 as an unsigned number.
-    if (static_cast<Vek32u>(p.w1 | p.w2) > 127u || p.shift - 1 > 6u) [[unlikely]]
+    const Vek32u sum = static_cast<Vek32u>(p.w1) + static_cast<Vek32u>(p.w2);
+    const auto limit = static_cast<Vek32u>(kUnitSumShift[p.shift & 7].limit);
+    const Vek32u outside = (static_cast<Vek32u>(p.w1 | p.w2) >> 7) | ((p.shift - 1) >> 3) | ((limit - sum) >> 31);
+    if (outside) [[unlikely]]
         return bidir_shared_16xh_other<H>(src1, src2, dst, steps, p);
-    const UnitSumShift& k = kUnitSumShift[p.shift];
-    const Vek32s slack = k.limit - (p.w1 + p.w2);
-    if (slack < 0) [[unlikely]]
-        return bidir_shared_16xh_other<H>(src1, src2, dst, steps, p);
-    const Vek32s o = p.offset;
-    // Equal weights of sum 2^shift without offset: the rounded average.
-    if (((p.w1 ^ p.w2) | slack | o) == 0) return average_shared_16xh<H>(src1, src2, dst, steps);
-    const auto weights = static_cast<Vek32u>(p.w1 | (p.w2 << 8));
-    if (o == 0) return unit_sum_shared_16xh<H, 0>(src1, src2, dst, steps, weights, k.factor);
-    // Offsets beyond 255 either way saturate every sample, as 255 does.
-    const auto with = [&k](Vek32u v) { return k.factor | (v > 255u ? 255u : v) << 16; };
-    if (o > 0) return unit_sum_shared_16xh<H, 1>(src1, src2, dst, steps, weights, with(static_cast<Vek32u>(o)));
-    return unit_sum_shared_16xh<H, -1>(src1, src2, dst, steps, weights, with(0u - static_cast<Vek32u>(o)));
+    if (p.offset > 0) return unit_sum_shared_16xh<H, 1>(src1, src2, dst, steps, p);
+    if (p.offset < 0) return unit_sum_shared_16xh<H, -1>(src1, src2, dst, steps, p);
+    return unit_sum_shared_16xh<H, 0>(src1, src2, dst, steps, p);
 }
 
 template <int H>
