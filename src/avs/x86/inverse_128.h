@@ -92,18 +92,13 @@ inline void row_pass(const __m128i c[8], __m128i out[8]) {
     out[7] = g(_mm_subs_epi16(zero, b4), e0);
 }
 
-// Basis pairs (M[r][2p], M[r][2p + 1]) as one 32-bit lane for the multiply-adds.
+// A basis pair (lo, hi) as one 32-bit lane for the multiply-adds.
 constexpr int pair(int lo, int hi) {
     return static_cast<int>((static_cast<unsigned>(hi) << 16) | (static_cast<unsigned>(lo) & 0xFFFFu));
 }
-inline constexpr int kPairs[8][4] = {{pair(8, 10), pair(10, 9), pair(8, 6), pair(4, 2)},
-                                     {pair(8, 9), pair(4, -2), pair(-8, -10), pair(-10, -6)},
-                                     {pair(8, 6), pair(-4, -10), pair(-8, 2), pair(10, 9)},
-                                     {pair(8, 2), pair(-10, -6), pair(8, 9), pair(-4, -10)},
-                                     {pair(8, -2), pair(-10, 6), pair(8, -9), pair(-4, 10)},
-                                     {pair(8, -6), pair(-4, 10), pair(-8, -2), pair(10, -9)},
-                                     {pair(8, -9), pair(4, 2), pair(-8, 10), pair(-10, 6)},
-                                     {pair(8, -10), pair(10, -9), pair(8, -6), pair(4, -2)}};
+
+// The odd basis entries (1, 3, 5, 7) of output rows 0..3.
+inline constexpr short kBasisRowOdd[4][4] = {{10, 9, 6, 2}, {9, -2, -10, -6}, {6, -10, 2, 9}, {2, -6, 9, -10}};
 
 // The first four basis entries of each output row.
 inline constexpr short kBasisRow[8][4] = {{8, 10, 10, 9},  {8, 9, 4, -2},   {8, 6, -4, -10},
