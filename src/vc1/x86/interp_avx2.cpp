@@ -62,37 +62,78 @@ void bicubic_256(const Vek8u* src, Vek32s srcStep, Vek8u* dst, Vek32s dstStep, i
         with_rounding(rc, [&](auto neg) {
             constexpr bool Neg = decltype(neg)::value;
             if constexpr (W == 16) {
-                // Two rows a register: u(r) = [row r | row r + 1] with columns
-                // -1..14, and t(r) the same with columns 15..17. The first pass
-                // then covers each column once, and the two output halves of a
-                // row land in one lane, already in order.
-                const auto tail = [&](int r) { return _mm_srli_si128(load16(row(r) + 2), 13); };
-                __m128i a1 = unit_wide_a(row(0)), a2 = unit_wide_a(row(1));
-                __m128i t1 = tail(0), t2 = tail(1);
-                RowPair256 first = row_pair(join(unit_wide_a(row(-1)), a1), join(a1, a2));
-                V first_t = unpacklo8(join(tail(-1), t1), join(t1, t2));
+                // Two rows a register: (r, r + 1) by lane, each row read once
+                // by a broadcast load and placed by a blend, which leaves the
+                // shuffle units to the passes. Columns -1..14 come from one
+                // read, 10..17 from the high bytes of a read at column 2. The
+                // first pass runs one row pair ahead of the second, so each
+                // step has independent work for both.
+                const auto cols = [&](int r) { return _mm256_broadcastsi128_si256(load16(row(r) - 1)); };
+                const auto ends = [&](int r) { return _mm256_broadcastsi128_si256(load16(row(r) + 2)); };
+                const auto two = [](V upper, V lower) { return _mm256_blend_epi32(upper, lower, 0xF0); };
+                V c2 = cols(1), e2 = ends(1);
+                RowPair256 first = row_pair(two(cols(-1), cols(0)), two(cols(0), c2));
+                V first_e = unpackhi8(two(ends(-1), ends(0)), two(ends(0), e2));
+                struct Pass {
+                    V lo, hi, tail;  // columns -1..6, 7..14 and 10..17
+                };
+                // The first pass of output rows r - 2 and r - 1, reading rows r and r + 1.
+                const auto vertical = [&](int r) {
+                    const V c3 = cols(r), c4 = cols(r + 1), e3 = ends(r), e4 = ends(r + 1);
+                    const RowPair256 second = row_pair(two(c2, c3), two(c3, c4));
+                    const V second_e = unpackhi8(two(e2, e3), two(e3, e4));
+                    const Pass p{bicubic_vert<DY, Neg>(first.lo, second.lo, vscale),
+                                 bicubic_vert<DY, Neg>(first.hi, second.hi, vscale),
+                                 bicubic_vert<DY, Neg>(first_e, second_e, vscale)};
+                    first = second, first_e = second_e, c2 = c4, e2 = e4;
+                    return p;
+                };
+                Pass cur = vertical(2);
                 for (int y = 0; y < H; y += 2) {
-                    const __m128i a3 = unit_wide_a(row(y + 2)), a4 = unit_wide_a(row(y + 3));
-                    const __m128i t3 = tail(y + 2), t4 = tail(y + 3);
-                    const RowPair256 second = row_pair(join(a2, a3), join(a3, a4));
-                    const V second_t = unpacklo8(join(t2, t3), join(t3, t4));
-                    const V lo = bicubic_vert<DY, Neg>(first.lo, second.lo, vscale);
-                    const V hi = bicubic_vert<DY, Neg>(first.hi, second.hi, vscale);
-                    const V end = bicubic_vert<DY, Neg>(first_t, second_t, vscale);
-                    const V out = packus16(bicubic_horz<DX, Neg>(lo, hi, hround), bicubic_horz<DX, Neg>(hi, end, hround));
+                    const Pass next = y + 2 < H ? vertical(y + 4) : cur;
+                    // Columns 15..17 at the start of the lane, after 7..14;
+                    // the last tap's window of the right half is the tail.
+                    const V end = _mm256_srli_si256(cur.tail, 10);
+                    const V right = bicubic_taps<DX, Neg>(cur.hi, alignr<2>(end, cur.hi), alignr<4>(end, cur.hi),
+                                                          cur.tail, hround);
+                    const V out = packus16(bicubic_horz<DX, Neg>(cur.lo, cur.hi, hround), right);
                     store16(dst_row(dst, dstStep, y), lane0(out));
                     store16(dst_row(dst, dstStep, y + 1), lane1(out));
-                    first = second, first_t = second_t;
-                    a2 = a4, t2 = t4;
+                    cur = next;
                 }
             } else {
-                __m128i p0 = unit_narrow(row(-1)), p1 = unit_narrow(row(0)), p2 = unit_narrow(row(1));
+                // Rows (r, r + 1) by lane, columns -1..6 then 2..9 in each,
+                // built from broadcast reads and blends; the first pass runs
+                // one row pair ahead, as above. The high half of the first pass
+                // is then the last tap's window, and moved down by five columns
+                // it completes the other two.
+                const auto unit = [&](int r) {
+                    return _mm256_blend_epi32(_mm256_broadcastq_epi64(load8(row(r) - 1)),
+                                              _mm256_broadcastq_epi64(load8(row(r) + 2)), 0xCC);
+                };
+                const auto two = [](V upper, V lower) { return _mm256_blend_epi32(upper, lower, 0xF0); };
+                V u2 = unit(1);
+                const V u0 = unit(-1), u1 = unit(0);
+                RowPair256 first = row_pair(two(u0, u1), two(u1, u2));
+                struct Pass {
+                    V lo, hi;
+                };
+                const auto vertical = [&](int r) {
+                    const V u3 = unit(r), u4 = unit(r + 1);
+                    const RowPair256 second = row_pair(two(u2, u3), two(u3, u4));
+                    const Pass p{bicubic_vert<DY, Neg>(first.lo, second.lo, vscale),
+                                 bicubic_vert<DY, Neg>(first.hi, second.hi, vscale)};
+                    first = second, u2 = u4;
+                    return p;
+                };
+                Pass cur = vertical(2);
                 for (int y = 0; y < H; y += 2) {
-                    const __m128i p3 = unit_narrow(row(y + 2)), p4 = unit_narrow(row(y + 3));
-                    const V v = bicubic_2d<DX, DY, Neg>(join(p0, p1), join(p1, p2), join(p2, p3), join(p3, p4), vscale,
-                                                        hround);
+                    const Pass next = y + 2 < H ? vertical(y + 4) : cur;
+                    const V next5 = _mm256_srli_si256(cur.hi, 10);
+                    const V v = bicubic_taps<DX, Neg>(cur.lo, alignr<2>(next5, cur.lo), alignr<4>(next5, cur.lo), cur.hi,
+                                                      hround);
                     store_rows8(dst, dstStep, y, packus16(v, v));
-                    p0 = p2, p1 = p3, p2 = p4;
+                    cur = next;
                 }
             }
         });

@@ -62,19 +62,38 @@ inline V bicubic_vert(V first, V second, V vscale) {
     const V c01 = splat_pair8<V>(sign * fy[0], sign * fy[1]), c23 = splat_pair8<V>(sign * fy[2], sign * fy[3]);
     return mulhrs16(add16(maddubs(first, c01), maddubs(second, c23)), vscale);
 }
-// The horizontal pass over the first-pass values of columns lo[0]..hi[7].
+// The horizontal pass over the first-pass values t0..t3 of columns x - 1 ..
+// x + 2 of each output x (bicubic_taps), or over columns lo[0]..hi[7]
+// (bicubic_horz). Only the two large taps are multiplies: the outer ones are
+// -4, -3 (or -1 for the half position, whose inner taps are equal), so they
+// become one shift of the outer pair's sum and one add, which run beside the
+// multiplies instead of queueing for the same units. After the logical shift the value
+// is the result plus 128, in -75 + 128 .. 327 + 128, so a plain subtraction
+// leaves it for the saturating pack.
+template <int DX, bool Neg, class V>
+inline V bicubic_taps(V t0, V t1, V t2, V t3, V hround) {
+    const V outer = add16(t0, t3);
+    V sum;
+    if constexpr (DX == 2) {
+        // -1, 9, 9, -1.
+        V f = splat16<V>(Neg ? -9 : 9);
+        __asm__("" : "+x"(f));  // kept a multiply, not expanded into shifts
+        const V inner = mullo16(add16(t1, t2), f);
+        sum = Neg ? add16(inner, outer) : sub16(inner, outer);
+    } else {
+        // -4, 53, 18, -3 or its mirror: the -3 tap is -4 plus one.
+        constexpr int a = DX == 1 ? 53 : 18, b = DX == 1 ? 18 : 53;
+        V fa = splat16<V>(Neg ? -a : a), fb = splat16<V>(Neg ? -b : b);
+        __asm__("" : "+x"(fa), "+x"(fb));
+        const V one = DX == 1 ? t3 : t0;
+        const V inner = add16(mullo16(t1, fa), mullo16(t2, fb));
+        sum = Neg ? add16(sub16(inner, one), slli16<2>(outer)) : sub16(add16(inner, one), slli16<2>(outer));
+    }
+    return sub16(srli16<7>(add16(sum, hround)), splat16<V>(128));
+}
 template <int DX, bool Neg, class V>
 inline V bicubic_horz(V lo, V hi, V hround) {
-    constexpr int sign = Neg ? -1 : 1;
-    constexpr const int* fx = kBicubicTaps[DX];
-    // The taps stay opaque to the compiler, which would otherwise expand the
-    // multiplications into longer shift-and-add sequences.
-    V f0 = splat16<V>(sign * fx[0]), f1 = splat16<V>(sign * fx[1]), f2 = splat16<V>(sign * fx[2]),
-      f3 = splat16<V>(sign * fx[3]);
-    __asm__("" : "+x"(f0), "+x"(f1), "+x"(f2), "+x"(f3));
-    const V sum = add16(add16(mullo16(lo, f0), mullo16(alignr<2>(hi, lo), f1)),
-                        add16(mullo16(alignr<4>(hi, lo), f2), mullo16(alignr<6>(hi, lo), f3)));
-    return less128_sat0(srli16<7>(add16(sum, hround)));
+    return bicubic_taps<DX, Neg>(lo, alignr<2>(hi, lo), alignr<4>(hi, lo), alignr<6>(hi, lo), hround);
 }
 template <int DX, int DY, bool Neg, class Pair, class V>
 inline V bicubic_2d(const Pair& first, const Pair& second, V vscale, V hround) {

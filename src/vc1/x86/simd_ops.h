@@ -93,13 +93,6 @@ inline V shuffle_pattern(V, const std::int8_t (&b)[16]) {
     if constexpr (kWide<V>) return _mm256_broadcastsi128_si256(load16(b));
     else return load16(b);
 }
-// Unsigned 16-bit lanes less 128, stopping at 0.
-template <class V>
-inline V less128_sat0(V a) {
-    if constexpr (kWide<V>) return _mm256_subs_epu16(a, _mm256_set1_epi16(128));
-    else return _mm_subs_epu16(a, _mm_set1_epi16(128));
-}
-
 // 16-bit lanes.
 VEK_VC1_OP2(add16, _mm_add_epi16, _mm256_add_epi16)
 VEK_VC1_OP2(sub16, _mm_sub_epi16, _mm256_sub_epi16)
