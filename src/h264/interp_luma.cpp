@@ -230,18 +230,27 @@ const T* plane_at(const void* origin, std::int64_t step, std::int64_t x, std::in
     return static_cast<const T*>(origin) + y * step + x;
 }
 
+// Kernel `type` of the Block tables (8-bit: by luma_index_8u; 16-bit: 4 * dy + dx).
+// Returns vekStsOk, from the 8-bit kernel itself so that a caller can end in a jump to it.
+template <class T>
+VekStatus run_kernel(int type, const T* src, std::int64_t srcStep, T* dst, std::int64_t dstStep, int width,
+                     int height, [[maybe_unused]] int bitDepth) {
+    if constexpr (sizeof(T) == 1) {
+        return luma_interp_kernels().luma_8u[type](src, static_cast<Vek32s>(srcStep), dst,
+                                                   static_cast<Vek32s>(dstStep), height);
+    } else {
+        luma_interp_kernels().luma_16u_block[type](src, static_cast<Vek32s>(srcStep), dst,
+                                                   static_cast<Vek32s>(dstStep), width, height, bitDepth);
+        return vekStsOk;
+    }
+}
+
 // Runs the work record's kernel from `src` into the record's destination,
 // rows [first, first + rows).
 template <class T>
 void run_work_kernel(const VekInterpolationParams& w, const T* src, std::int64_t srcStep, int first, int rows) {
-    T* dst = static_cast<T*>(w.pDst) + first * w.dstStep;
-    if constexpr (sizeof(T) == 1)
-        luma_interp_kernels().luma_8u[w.interpolationType](src, static_cast<Vek32s>(srcStep), dst,
-                                                           static_cast<Vek32s>(w.dstStep), rows);
-    else
-        luma_interp_kernels().luma_16u_block[w.interpolationType](src, static_cast<Vek32s>(srcStep), dst,
-                                                                  static_cast<Vek32s>(w.dstStep), w.width, rows,
-                                                                  w.bitDepth);
+    run_kernel<T>(w.interpolationType, src, srcStep, static_cast<T*>(w.pDst) + first * w.dstStep, w.dstStep, w.width,
+                  rows, w.bitDepth);
 }
 
 template <class T>
@@ -295,10 +304,27 @@ VekStatus check_block(const Block* p) {
     return vekStsOk;
 }
 
+// Position, fraction and read width of a Block function's vector. Arithmetic
+// shifts: a negative vector takes the next lower integer position and a
+// positive fraction (-1 is one sample left at 3/4). An 8-bit kernel writes at
+// least its class's width (4 for a width of 0), so it reads that much.
+struct BlockMotion {
+    int x, y, dx, dy, read_width;
+};
 template <class T, class Block>
-VekStatus interpolate_block(const Block* p) {
-    if (const VekStatus st = check_block(p); st != vekStsOk) return st;
-    constexpr bool k8u = sizeof(T) == 1;
+BlockMotion block_motion(const Block* p) {
+    const int mvx = p->motionVector.x, mvy = p->motionVector.y, width = p->blockSize.width;
+    return {(mvx >> 2) + p->blockPos.x, (mvy >> 2) + p->blockPos.y, mvx & 3, mvy & 3,
+            sizeof(T) == 1 ? std::max(width, luma_class_width(width)) : width};
+}
+
+// A block whose rectangle crosses an edge: the work record for the boundary
+// path. Kept out of line, so that the path inside the picture saves no
+// registers and builds no record.
+template <class T, class Block>
+[[gnu::noinline]] VekStatus interpolate_crossing(const Block* p, int mask) {
+    const BlockMotion m = block_motion<T>(p);
+    const int fx = m.dx != 0, fy = m.dy != 0;
     VekInterpolationParams w{};
     w.pDst = p->pDst[0];
     w.dstStep = p->dstStep;
@@ -306,40 +332,47 @@ VekStatus interpolate_block(const Block* p) {
     w.srcStep = p->srcStep;
     w.width = p->blockSize.width;
     w.height = p->blockSize.height;
-    if constexpr (!k8u) w.bitDepth = p->bitDepth;
-    const int mvx = p->motionVector.x, mvy = p->motionVector.y;
-    // A zero vector copies from blockPos as it stands, without an edge check,
-    // even for a block placed outside the picture.
-    if (mvx == 0 && mvy == 0) {
-        w.interpolationType = k8u ? luma_index_8u(w.width, 0, 0) : 0;
-        run_work_kernel<T>(w, plane_at<T>(w.pSrc, w.srcStep, p->blockPos.x, p->blockPos.y), w.srcStep, 0, w.height);
-        return vekStsOk;
-    }
-    // Arithmetic shifts: a negative vector takes the next lower integer
-    // position and a positive fraction (-1 is one sample left at 3/4).
-    const int dx = mvx & 3, dy = mvy & 3, ix = mvx >> 2, iy = mvy >> 2;
-    const int fx = dx != 0, fy = dy != 0;
-    w.hFraction = dx;
-    w.vFraction = dy;
-    // An 8-bit kernel writes at least its class's width (4 for a width of 0).
-    const int read_width = k8u ? std::max(w.width, luma_class_width(w.width)) : w.width;
-    w.xPos = ix + p->blockPos.x - 2 * fx;
-    w.yPos = iy + p->blockPos.y - 2 * fy;
-    w.dataWidth = read_width + 5 * fx;
+    if constexpr (sizeof(T) == 2) w.bitDepth = p->bitDepth;
+    w.hFraction = m.dx;
+    w.vFraction = m.dy;
+    w.xPos = m.x - 2 * fx;
+    w.yPos = m.y - 2 * fy;
+    w.dataWidth = m.read_width + 5 * fx;
     w.dataHeight = w.height + 5 * fy;
-    w.interpolationType = k8u ? luma_index_8u(w.width, dx, dy) : 4 * dy + dx;
-    // The test uses the whole filter margin even where the position needs less
-    // of it; the reader's replicated samples are what the filter would see.
-    const int mask = side_mask(w.xPos, w.yPos, w.dataWidth, w.dataHeight, p->frameSize.width, p->frameSize.height);
-    if (mask == 0) {
-        run_work_kernel<T>(w, plane_at<T>(w.pSrc, w.srcStep, ix + p->blockPos.x, iy + p->blockPos.y), w.srcStep, 0,
-                           w.height);
-        return vekStsOk;
-    }
+    w.interpolationType = sizeof(T) == 1 ? luma_index_8u(w.width, m.dx, m.dy) : 4 * m.dy + m.dx;
     w.frameWidth = p->frameSize.width;
     w.frameHeight = p->frameSize.height;
     interpolate_boundary<T>(mask, &w);
     return vekStsOk;
+}
+
+// The path inside the picture is the kernel and a few integer steps: the work
+// record is filled only for a block that crosses an edge.
+template <class T, class Block>
+VekStatus interpolate_block(const Block* p) {
+    if (const VekStatus st = check_block(p); st != vekStsOk) return st;
+    constexpr bool k8u = sizeof(T) == 1;
+    const int width = p->blockSize.width, height = p->blockSize.height;
+    int bitDepth = 0;
+    if constexpr (!k8u) bitDepth = p->bitDepth;
+    const std::int64_t srcStep = p->srcStep;
+    const int mvx = p->motionVector.x, mvy = p->motionVector.y;
+    // A zero vector copies from blockPos as it stands, without an edge check,
+    // even for a block placed outside the picture.
+    if (mvx == 0 && mvy == 0)
+        return run_kernel<T>(k8u ? luma_index_8u(width, 0, 0) : 0,
+                             plane_at<T>(p->pSrc[0], srcStep, p->blockPos.x, p->blockPos.y), srcStep, p->pDst[0],
+                             p->dstStep, width, height, bitDepth);
+    const BlockMotion m = block_motion<T>(p);
+    const int fx = m.dx != 0, fy = m.dy != 0;
+    // The test uses the whole filter margin even where the position needs less
+    // of it; the reader's replicated samples are what the filter would see.
+    const int mask = side_mask(m.x - 2 * fx, m.y - 2 * fy, m.read_width + 5 * fx, height + 5 * fy,
+                               p->frameSize.width, p->frameSize.height);
+    if (mask != 0) return interpolate_crossing<T>(p, mask);
+    return run_kernel<T>(k8u ? luma_index_8u(width, m.dx, m.dy) : 4 * m.dy + m.dx,
+                         plane_at<T>(p->pSrc[0], srcStep, m.x, m.y), srcStep, p->pDst[0], p->dstStep, width, height,
+                         bitDepth);
 }
 
 }  // namespace

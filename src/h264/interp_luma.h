@@ -12,6 +12,7 @@
 // when dx != 0, 2 rows above and 3 below when dy != 0, and nothing more.
 #pragma once
 
+#include <algorithm>
 #include <array>
 
 #include "frame/cpu.h"
@@ -33,10 +34,7 @@ using LumaInterp16uFn = void(const Vek16u* src, Vek32s srcStep, Vek16u* dst, Vek
 // not 4, 8 or 16 runs the kernel of the class its bits select.
 constexpr int luma_index_8u(int width, int dx, int dy) { return ((width * 2) & 48) | (4 * dy) | dx; }
 // Columns an 8-bit kernel of a width's class writes.
-constexpr int luma_class_width(int width) {
-    constexpr int kWidths[kLumaWidthClasses] = {4, 8, 16, 16};
-    return kWidths[((width * 2) & 48) >> 4];
-}
+constexpr int luma_class_width(int width) { return std::min(4 << (((width * 2) & 48) >> 4), 16); }
 
 struct LumaInterpTable {
     // h264_interpolate_luma_type_table_8u: 64 kernels, by luma_index_8u.

@@ -14,68 +14,79 @@ namespace {
 enum HorizontalRule { kHNone, kHLeft, kHRight };
 enum VerticalRule { kVNone, kVTop, kVBottom };
 
-// `count` columns of C samples each, all equal to the column at `col`.
-// Small copies and fills in whole 8-byte words, the last one overlapping the
-// one before: no byte loops and no library calls on the rows of a block.
-inline void copy_bytes(void* dst, const void* src, int n) {
-    auto* d = static_cast<unsigned char*>(dst);
-    const auto* s = static_cast<const unsigned char*>(src);
-    if (n < 8 || n > 64) {
-        if (n > 0) std::memcpy(d, s, static_cast<std::size_t>(n));
-        return;
-    }
-    std::uint64_t w;
-    for (int i = 0; i + 8 < n; i += 8) {
-        std::memcpy(&w, s + i, 8);
-        std::memcpy(d + i, &w, 8);
-    }
-    std::memcpy(&w, s + n - 8, 8);
-    std::memcpy(d + n - 8, &w, 8);
+// Spans of a row in whole words: 16-byte chunks, or two 8-, 4- or 2-byte
+// pieces, the last one overlapping the one before, so that a row of a block
+// is a handful of stores with no byte loops and no library calls. A span
+// writes only its own bytes.
+template <int N>
+inline void move_word(unsigned char* d, const unsigned char* s) {
+    unsigned char w[N];
+    std::memcpy(w, s, N);
+    std::memcpy(d, w, N);
 }
 
-inline void fill_bytes(unsigned char* d, unsigned char v, int n) {
-    if (n < 8 || n > 64) {
-        if (n > 0) std::memset(d, v, static_cast<std::size_t>(n));
-        return;
-    }
-    const std::uint64_t w = v * 0x0101010101010101ull;
-    for (int i = 0; i + 8 < n; i += 8) std::memcpy(d + i, &w, 8);
-    std::memcpy(d + n - 8, &w, 8);
-}
-
-template <class T, int C>
-void repeat_column(T* out, const T* col, int count) {
-    if constexpr (sizeof(T) == 1 && C == 1) {
-        fill_bytes(out, col[0], count);
-    } else {
-        for (int i = 0; i < count; ++i)
-            for (int c = 0; c < C; ++c) out[i * C + c] = col[c];
+inline void copy_span(unsigned char* d, const unsigned char* s, int n) {
+    if (n >= 16) {
+        for (int i = 0; i + 16 < n; i += 16) move_word<16>(d + i, s + i);
+        move_word<16>(d + n - 16, s + n - 16);
+    } else if (n >= 8) {
+        move_word<8>(d, s), move_word<8>(d + n - 8, s + n - 8);
+    } else if (n >= 4) {
+        move_word<4>(d, s), move_word<4>(d + n - 4, s + n - 4);
+    } else if (n >= 2) {
+        move_word<2>(d, s), move_word<2>(d + n - 2, s + n - 2);
+    } else if (n == 1) {
+        d[0] = s[0];
     }
 }
 
-// One destination row from one plane row, by the horizontal rule. The left
-// rule copies from the row's start whatever follows, so a plane narrower than
-// the rectangle is read past its right edge (into the next row's memory): a
-// rectangle wider than the plane is treated on one side only, on purpose.
-template <class T, int C, HorizontalRule H>
-void build_row(const T* row, T* out, int xPos, int width, int frameWidth) {
+// A span of n bytes of a repeated sample whose size divides 2, given as a
+// word of it (so any window of the word is the same pattern).
+inline void fill_span(unsigned char* d, std::uint64_t word, int n) {
+    const auto put = [word](unsigned char* at, int size) { std::memcpy(at, &word, static_cast<std::size_t>(size)); };
+    if (n >= 8) {
+        for (int i = 0; i + 8 < n; i += 8) put(d + i, 8);
+        put(d + n - 8, 8);
+    } else if (n >= 4) {
+        put(d, 4), put(d + n - 4, 4);
+    } else if (n >= 2) {
+        put(d, 2), put(d + n - 2, 2);
+    } else if (n == 1) {
+        put(d, 1);
+    }
+}
+
+// A row is up to three spans: samples repeated from one plane column, a copy
+// from the plane row, samples repeated from another column. Their sizes are
+// the same for every row of a rectangle, so they are found once.
+struct RowSpans {
+    int lead, lead_col;    // columns before the copy, and the plane column they repeat
+    int copy_col, copy;    // plane column where the copy starts, and its length
+    int trail, trail_col;  // columns after the copy, and the plane column they repeat
+};
+
+// The spans of each horizontal rule. The left rule copies from the row's start
+// whatever follows, so a plane narrower than the rectangle is read past its
+// right edge (into the next row's memory): a rectangle wider than the plane is
+// treated on one side only, on purpose.
+template <HorizontalRule H>
+RowSpans row_spans(int xPos, int width, int frameWidth) {
     if constexpr (H == kHNone) {
-        copy_bytes(out, row + static_cast<std::ptrdiff_t>(xPos) * C, static_cast<int>(sizeof(T)) * C * width);
+        return {0, 0, xPos, width, 0, 0};
     } else if constexpr (H == kHLeft) {
         const int outside = std::clamp(-xPos, 0, width);
-        repeat_column<T, C>(out, row, outside);
-        copy_bytes(out + outside * C, row, static_cast<int>(sizeof(T)) * C * (width - outside));
+        return {outside, 0, 0, width - outside, 0, 0};
     } else {
         const int inside = std::clamp(frameWidth - xPos, 0, width);
-        copy_bytes(out, row + static_cast<std::ptrdiff_t>(xPos) * C, static_cast<int>(sizeof(T)) * C * inside);
-        repeat_column<T, C>(out + inside * C, row + static_cast<std::ptrdiff_t>(frameWidth - 1) * C,
-                            width - inside);
+        return {0, 0, xPos, inside, width - inside, frameWidth - 1};
     }
 }
 
 // One of the nine real readers: pulls the start back so that at least one
 // plane sample stays in the rectangle (the caller sees the new position), then
-// builds each row; rows outside the plane repeat the nearest plane row.
+// builds each row; rows outside the plane repeat the nearest plane row. The
+// record is read into locals first: the rows written are bytes, which the
+// compiler would otherwise take to alias the record.
 template <class T, int C, HorizontalRule H, VerticalRule V>
 void read_rect(VekInterpolationParams* p) {
     if constexpr (H == kHLeft)
@@ -87,13 +98,29 @@ void read_rect(VekInterpolationParams* p) {
     if constexpr (V == kVBottom)
         if (p->yPos >= p->frameHeight) p->yPos = p->frameHeight - 1;
 
-    const T* plane = static_cast<const T*>(p->pSrc);
-    T* dst = static_cast<T*>(p->pDst);
-    for (int i = 0; i < p->dataHeight; ++i) {
-        int row = p->yPos + i;
+    constexpr int kSample = static_cast<int>(sizeof(T)) * C;  // bytes per column
+    static_assert(kSample == 1 || kSample == 2);
+    const auto* plane = static_cast<const unsigned char*>(p->pSrc);
+    auto* dst = static_cast<unsigned char*>(p->pDst);
+    const std::ptrdiff_t src_pitch = static_cast<std::ptrdiff_t>(p->srcStep) * static_cast<int>(sizeof(T));
+    const std::ptrdiff_t dst_pitch = static_cast<std::ptrdiff_t>(p->dstStep) * static_cast<int>(sizeof(T));
+    const int y0 = p->yPos, height = p->dataHeight, last_row = p->frameHeight - 1;
+    const RowSpans s = row_spans<H>(p->xPos, p->dataWidth, p->frameWidth);
+    for (int i = 0; i < height; ++i, dst += dst_pitch) {
+        int row = y0 + i;
         if constexpr (V == kVTop) row = std::max(row, 0);
-        if constexpr (V == kVBottom) row = std::min(row, p->frameHeight - 1);
-        build_row<T, C, H>(plane + row * p->srcStep, dst + i * p->dstStep, p->xPos, p->dataWidth, p->frameWidth);
+        if constexpr (V == kVBottom) row = std::min(row, last_row);
+        const unsigned char* src = plane + row * src_pitch;
+        std::uint64_t word = 0;
+        if constexpr (H == kHLeft || H == kHRight) {
+            const unsigned char* col = src + (H == kHLeft ? s.lead_col : s.trail_col) * kSample;
+            unsigned char unit[8];
+            for (int k = 0; k < 8; k += kSample) std::memcpy(unit + k, col, kSample);
+            std::memcpy(&word, unit, 8);
+        }
+        if constexpr (H == kHLeft) fill_span(dst, word, s.lead * kSample);
+        copy_span(dst + s.lead * kSample, src + s.copy_col * kSample, s.copy * kSample);
+        if constexpr (H == kHRight) fill_span(dst + (s.lead + s.copy) * kSample, word, s.trail * kSample);
     }
 }
 
