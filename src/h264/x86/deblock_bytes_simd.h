@@ -1,8 +1,8 @@
-// Normal (bS < 4) luma filters and all chroma filters on 16 lines of 8-bit
-// samples per 128 bits of register, with no widening: every sum of the
-// filters is rebuilt from rounding averages (pavgb) and saturating adds and
-// subtracts, each step exact for all byte inputs. Included only by files of
-// src/h264/x86/.
+// Luma and chroma filters on 16 lines of 8-bit samples per 128 bits of
+// register, with no widening: every sum of the filters is rebuilt from
+// rounding averages (pavgb) and saturating adds and subtracts, each step exact
+// for all byte inputs, or settled from the low bits of the sum taken modulo
+// 256. Included only by files of src/h264/x86/.
 //
 // The one step of the luma filter that is not exact everywhere is its delta:
 // it is carried as delta + 161 in a byte with a saturating add, so positive
@@ -31,8 +31,13 @@ struct ByteOps<16> {
     static V set1(int v) { return _mm_set1_epi8(static_cast<char>(v)); }
     static V subs(V a, V b) { return _mm_subs_epu8(a, b); }
     static V adds(V a, V b) { return _mm_adds_epu8(a, b); }
+    static V add(V a, V b) { return _mm_add_epi8(a, b); }
     static V sub(V a, V b) { return _mm_sub_epi8(a, b); }
     static V avg(V a, V b) { return _mm_avg_epu8(a, b); }
+    // Shifts 16-bit units: each byte's top bits take its neighbour's low ones.
+    template <int kBits>
+    static V srl16(V a) { return _mm_srli_epi16(a, kBits); }
+    static V blend(V no, V yes, V mask) { return _mm_blendv_epi8(no, yes, mask); }
     static V min(V a, V b) { return _mm_min_epu8(a, b); }
     static V max(V a, V b) { return _mm_max_epu8(a, b); }
     static V eq(V a, V b) { return _mm_cmpeq_epi8(a, b); }
@@ -47,8 +52,12 @@ struct ByteOps<32> {
     static V set1(int v) { return _mm256_set1_epi8(static_cast<char>(v)); }
     static V subs(V a, V b) { return _mm256_subs_epu8(a, b); }
     static V adds(V a, V b) { return _mm256_adds_epu8(a, b); }
+    static V add(V a, V b) { return _mm256_add_epi8(a, b); }
     static V sub(V a, V b) { return _mm256_sub_epi8(a, b); }
     static V avg(V a, V b) { return _mm256_avg_epu8(a, b); }
+    template <int kBits>
+    static V srl16(V a) { return _mm256_srli_epi16(a, kBits); }
+    static V blend(V no, V yes, V mask) { return _mm256_blendv_epi8(no, yes, mask); }
     static V min(V a, V b) { return _mm256_min_epu8(a, b); }
     static V max(V a, V b) { return _mm256_max_epu8(a, b); }
     static V eq(V a, V b) { return _mm256_cmpeq_epi8(a, b); }
@@ -135,6 +144,57 @@ inline void delta_parts_u8(V p1, V p0, V q0, V q1, V tc, V& pos, V& neg) {
     const __m128i mp = avg_floor_u8(p2, avg), mq = avg_floor_u8(q2, avg);
     r[1] = _mm_min_epu8(_mm_max_epu8(mp, _mm_subs_epu8(p1, tp)), _mm_adds_epu8(p1, tp));
     r[4] = _mm_min_epu8(_mm_max_epu8(mq, _mm_subs_epu8(q1, tq)), _mm_adds_epu8(q1, tq));
+}
+
+// t is (s + 2^(k-1)) >> k or one more, for a sum s known modulo 256 as `s`:
+// the exact value's low bit is bit k of s + 2^(k-1), that is bit 0 of
+// avg(s >> (k - 1), 0), which needs only bits k - 1 and k of s (the 16-bit
+// shift's stray top bits never reach it). Where the low bits differ, t is one over.
+template <int kShift, class V>
+inline V round_down_to(V t, V s) {
+    using B = Bytes<V>;
+    const V low = B::avg(B::template srl16<kShift - 1>(s), B::set1(0));
+    return B::sub(t, B::and_(B::xor_(t, low), B::set1(1)));
+}
+
+// The bS 4 luma filter on bytes for one side x of an edge: x3 .. x0 counted
+// towards the edge, y0 and y1 the nearest two samples across it. x2 .. x0
+// change on `strong` lines passing the filter test. Each output is a chain of
+// rounding averages that is exact or one over, and round_down_to settles it
+// from the sum taken modulo 256:
+//   x1' = (x2 + x1 + x0 + y0 + 2) >> 2  ~ avg(avg(x2, x1), avg(x0, y0))
+//   x0' = (x2 + 2 x1 + 2 x0 + 2 y0 + y1 + 4) >> 3: the odd half of x2 + y1
+//         never changes the result, so it is the four-term mean of
+//         (x2 + y1) >> 1, x1, x0, y0  ~ avg(avg((x2 + y1) >> 1, x1), avg(x0, y0))
+//   x2' = (2 x3 + 3 x2 + x1 + x0 + y0 + 4) >> 3  ~ avg(avg(x3, x2), x1' before
+//         its rounding is settled): still exact or one over
+// and where x2 or the gap |x0 - y0| fails its bound, x0' = (2 x1 + x0 + y1 + 2) >> 2,
+// which is avg(x1, (x0 + y1) >> 1) exactly. With x = p3 .. p0 | q3 .. q0 in the
+// two halves of a register (and y the other way round), one call filters both sides.
+template <class V>
+[[gnu::always_inline]] inline void luma_strong_side_u8(V x3, V& x2, V& x1, V& x0, V y0, V y1, V alpha, V beta,
+                                                       V gap, V strong) {
+    using B = Bytes<V>;
+    const V ad = absdiff_u8(x0, y0);
+    const V fail = B::or_(not_below_u8(ad, alpha),
+                          not_below_u8(B::max(absdiff_u8(x1, x0), absdiff_u8(y1, y0)), beta));
+    const V st = B::and_(B::xor_(fail, B::set1(-1)), strong);
+    // ... and of those, the lines with |x2 - x0| < beta and |x0 - y0| < (alpha >> 2) + 2
+    const V full = B::and_(B::xor_(B::or_(not_below_u8(absdiff_u8(x2, x0), beta), not_below_u8(ad, gap)),
+                                   B::set1(-1)),
+                           st);
+    const V mean0 = B::avg(x0, y0);
+    const V sum = B::add(B::add(x2, x1), B::add(x0, y0));  // x2 + x1 + x0 + y0
+    const V t1 = B::avg(B::avg(x2, x1), mean0), n1 = round_down_to<2>(t1, sum);
+    const V d = B::sub(x2, y1);  // its low bit is that of x2 + y1
+    const V half = B::sub(B::avg(x2, y1), B::and_(d, B::set1(1)));
+    const V n0 = round_down_to<3>(B::avg(B::avg(half, x1), mean0), B::sub(B::add(sum, sum), d));
+    const V s32 = B::add(x3, x2);
+    const V n2 = round_down_to<3>(B::avg(B::avg(x3, x2), t1), B::add(B::add(s32, s32), sum));
+    const V c0 = B::avg(x1, avg_floor_u8(x0, y1));
+    x0 = B::blend(B::blend(x0, c0, st), n0, full);
+    x1 = B::blend(x1, n1, full);
+    x2 = B::blend(x2, n2, full);
 }
 
 inline __m128i andnot_u8(__m128i mask, __m128i v) { return _mm_andnot_si128(mask, v); }

@@ -1,6 +1,7 @@
 // Whole-macroblock deblocking kernels over the lane filters of
-// deblock_simd.h, one template per plane and direction, instantiated by the
-// SSE4.1 file with 128-bit lanes and by the AVX2 file with 256-bit ones.
+// deblock_simd.h and the byte filters of deblock_bytes_simd.h, one template
+// per plane and direction, instantiated by the SSE4.1 file with 128-bit lanes
+// and by the AVX2 file with 256-bit ones.
 // Edges go in order and each sees what the earlier ones changed; vertical
 // edges are transposed so that one lane is one row. Samples of an edge whose
 // bS are all 0 are not read when they lie outside the macroblock.
@@ -111,31 +112,8 @@ void luma_hor_8u_edges(Vek8u* p, Vek32s step, const LumaParams<O>& b, const Vek8
     store_rows(5, 13);
 }
 
-// A strong edge of 16 rows (p3 .. q3 around q0): widened, through the lane filter, and back.
-template <class O>
-void luma_strong_rows_8u(Vek8u* q0, ptrdiff_t st, __m128i alpha, int beta) {
-    constexpr int kParts = 16 / O::kLanes;
-    Edge<O> edge;
-    edge.beta = O::set1(beta);
-    edge.tc0 = O::set1(0);
-    edge.strong = O::set1(-1);
-    edge.any_strong = edge.all_strong = true;
-    __m128i r[8];
-    for (int k = 0; k < 8; ++k) r[k] = load16(q0 + (k - 4) * st);
-    typename O::V w[8][kParts];
-    for (int part = 0; part < kParts; ++part) {
-        edge.alpha = O::widen_u8(alpha, part);
-        typename O::V s[8];
-        for (int k = 0; k < 8; ++k) s[k] = O::widen_u8(r[k], part);
-        luma_lanes<O>(s, edge, -1, -1);
-        for (int k = 1; k < 7; ++k) w[k][part] = s[k];
-    }
-    for (int k = 1; k < 7; ++k) store16(q0 + (k - 4) * st, O::narrow_u8(w[k]));
-}
-
 // The same edges on bytes (128-bit level): a row of the macroblock is one
-// register, so the normal filter needs neither widening nor transposing. Only a strong outer
-// edge widens its eight rows and takes the lane filter.
+// register, so the filters need neither widening nor transposing.
 template <class O>
 void luma_hor_8u_bytes(Vek8u* p, Vek32s step, const Vek8u* alpha, const Vek8u* beta, const Vek8u* tc0,
                        const Vek8u* bs) {
@@ -158,7 +136,14 @@ void luma_hor_8u_bytes(Vek8u* p, Vek32s step, const Vek8u* alpha, const Vek8u* b
         const __m128i sel = _mm_add_epi8(pick, _mm_set1_epi8(static_cast<char>(4 * e)));
         const __m128i edge_alpha = _mm_shuffle_epi8(alphas, sel);
         if (e == 0 && strong0) {
-            luma_strong_rows_8u<O>(q0, st, edge_alpha, beta[0]);
+            __m128i r[8];
+            for (int k = 0; k < 8; ++k) r[k] = load16(q0 + (k - 4) * st);
+            const __m128i a0 = _mm_set1_epi8(static_cast<char>(alpha[0]));
+            const __m128i gap = _mm_set1_epi8(static_cast<char>((alpha[0] >> 2) + 2));
+            const __m128i p0 = r[3], p1 = r[2], all = _mm_set1_epi8(-1);
+            luma_strong_side_u8(r[0], r[1], r[2], r[3], r[4], r[5], a0, beta0, gap, all);
+            luma_strong_side_u8(r[7], r[6], r[5], r[4], p0, p1, a0, beta0, gap, all);
+            for (int k = 1; k < 7; ++k) store16(q0 + (k - 4) * st, r[k]);
             continue;
         }
         __m128i r[6];
@@ -178,67 +163,224 @@ inline void store_rows2(Vek8u* p, ptrdiff_t st, int r0, int r1, __m256i v) {
     store16(p + r1 * st, _mm256_extracti128_si256(v, 1));
 }
 
-// The four edges on bytes, two per 256-bit register: [0] holds edges 0 and 2,
-// [1] edges 1 and 3. The normal filter changes p1 .. q1, so the one input an
-// edge takes from the edge before is its p2, that edge's new q1; and a new q1
-// needs nothing an earlier edge writes. So every edge's q1 comes first, then
-// the rest of all four edges with the p2 they imply. Normal filters only.
-inline void luma_hor_8u_pairs(Vek8u* p, ptrdiff_t st, const Vek8u* alpha, const Vek8u* beta, const Vek8u* tc0,
-                              const Vek8u* bs, bool outer) {
-    using B = ByteOps<32>;
-    const __m128i zero_bs = _mm_cmpeq_epi8(load16(bs), _mm_setzero_si128());
+// ---- 8-bit luma on bytes, two edges per 256-bit register --------------------------
+//
+// Register m (0 .. 11) holds line m - 4 in its low slot and line m + 4 in its
+// high slot (lines are rows, or columns once transposed), so registers 0 .. 7
+// are p3 .. q3 of edges 0 and 2, and registers 4 .. 11 those of edges 1 and
+// 3. A slot is a 128-bit half for rows; transposed columns come out with a
+// slot in the alternate 8-byte quarters (lines 0 .. 7 and 8 .. 15).
+struct HalfSlots {
+    static constexpr int kLowDwords = 0x0F;
+    static __m256i lows(__m256i a, __m256i b) { return _mm256_permute2x128_si256(a, b, 0x20); }
+    static __m256i highs(__m256i a, __m256i b) { return _mm256_permute2x128_si256(a, b, 0x31); }
+    // Threshold entry (4 * edge + group) of each byte for edges 0 and 2.
+    static __m256i entries() {
+        return _mm256_setr_epi8(0, 0, 0, 0, 1, 1, 1, 1, 2, 2, 2, 2, 3, 3, 3, 3, 8, 8, 8, 8, 9, 9, 9, 9, 10, 10, 10,
+                                10, 11, 11, 11, 11);
+    }
+};
+struct QuarterSlots {
+    static constexpr int kLowDwords = 0x33;
+    static __m256i lows(__m256i a, __m256i b) { return _mm256_unpacklo_epi64(a, b); }
+    static __m256i highs(__m256i a, __m256i b) { return _mm256_unpackhi_epi64(a, b); }
+    static __m256i entries() {
+        return _mm256_setr_epi8(0, 0, 0, 0, 1, 1, 1, 1, 8, 8, 8, 8, 9, 9, 9, 9, 2, 2, 2, 2, 3, 3, 3, 3, 10, 10, 10,
+                                10, 11, 11, 11, 11);
+    }
+};
+
+// Per-byte thresholds of the two register pairs: [0] edges 0 and 2, [1] edges 1 and 3.
+struct PairThresholds {
+    __m256i alpha[2], tc0[2], tc2[2], beta[2];  // tc2: tc0 + 2
+};
+
+// `skip`: bytes 0 .. 3 all ones for the outer edge's groups left to the
+// strong filter (their alpha is 0 here, so the normal filter leaves them be).
+template <class L>
+[[gnu::always_inline]] inline PairThresholds pair_thresholds(const Vek8u* alpha, const Vek8u* beta,
+                                                             const Vek8u* tc0, const Vek8u* bs, __m128i skip) {
+    const __m128i off = _mm_or_si128(_mm_cmpeq_epi8(load16(bs), _mm_setzero_si128()), skip);
     const __m128i a = _mm_insert_epi32(_mm_set1_epi8(static_cast<char>(alpha[1])),
                                        static_cast<int>(alpha[0] * 0x01010101u), 0);
-    const __m256i alphas = _mm256_broadcastsi128_si256(_mm_andnot_si128(zero_bs, a));
+    const __m256i alphas = _mm256_broadcastsi128_si256(_mm_andnot_si128(off, a));
     const __m256i tcs = _mm256_broadcastsi128_si256(load16(tc0));
-    const __m256i pick0 = _mm256_setr_epi8(0, 0, 0, 0, 1, 1, 1, 1, 2, 2, 2, 2, 3, 3, 3, 3, 8, 8, 8, 8, 9, 9, 9, 9, 10,
-                                           10, 10, 10, 11, 11, 11, 11);
-    const __m256i pick[2] = {pick0, _mm256_add_epi8(pick0, B::set1(4))};
-    const __m256i beta1 = B::set1(beta[1]);
-    const __m256i betas[2] = {
-        _mm256_inserti128_si256(_mm256_castsi128_si256(_mm_set1_epi8(static_cast<char>(beta[0]))),
-                                _mm256_castsi256_si128(beta1), 1),
-        beta1};
-    const __m256i ones = B::set1(-1);
-    // r[j][k]: p1, p0, q0, q1, q2 (k = 0 .. 4) of edges j and j + 2.
-    __m256i r[2][5], tc[2], filter[2], aq[2], avg[2], tf[2];
-    for (int k = 0; k < 5; ++k) {
-        r[0][k] = outer || k >= 2 ? load_rows2(p, st, k - 2, k + 6)
-                                  : _mm256_inserti128_si256(_mm256_setzero_si256(), load16(p + (k + 6) * st), 1);
-        r[1][k] = load_rows2(p, st, k + 2, k + 10);
+    const __m256i beta1 = _mm256_set1_epi8(static_cast<char>(beta[1]));
+    PairThresholds t;
+    for (int j = 0; j < 2; ++j) {
+        const __m256i pick = _mm256_add_epi8(L::entries(), _mm256_set1_epi8(static_cast<char>(4 * j)));
+        t.alpha[j] = _mm256_shuffle_epi8(alphas, pick);
+        t.tc0[j] = _mm256_shuffle_epi8(tcs, pick);
+        t.tc2[j] = _mm256_add_epi8(t.tc0[j], _mm256_set1_epi8(2));
+    }
+    t.beta[0] = _mm256_blend_epi32(beta1, _mm256_set1_epi8(static_cast<char>(beta[0])), L::kLowDwords);
+    t.beta[1] = beta1;
+    return t;
+}
+
+// The bS 4 filter of the outer edge on r[0 .. 7], both sides at once: the q
+// side in the low slots of x (rows or columns 0 .. 2 as they end), the p
+// side in the high ones, which also go to the low slots of r[3], r[2], r[1].
+template <class L>
+[[gnu::always_inline]] inline void luma_strong_pairs(__m256i* r, int alpha, int beta, __m256i strong, __m256i* x) {
+    x[2] = L::lows(r[6], r[1]);
+    x[1] = L::lows(r[5], r[2]);
+    x[0] = L::lows(r[4], r[3]);
+    luma_strong_side_u8(L::lows(r[7], r[0]), x[2], x[1], x[0], L::lows(r[3], r[4]), L::lows(r[2], r[5]),
+                        _mm256_set1_epi8(static_cast<char>(alpha)), _mm256_set1_epi8(static_cast<char>(beta)),
+                        _mm256_set1_epi8(static_cast<char>((alpha >> 2) + 2)), strong);
+    for (int k = 0; k < 3; ++k) r[3 - k] = L::highs(x[k], r[3 - k]);
+}
+
+// The normal filter of the four edges on r[1 .. 10]. It changes p1 .. q1, so
+// the one input an edge takes from the edge before is its p2, that edge's
+// new q1; and a new q1 needs nothing an earlier edge writes. So every edge's
+// q1 comes first, then the rest of all four edges with the p2 they imply.
+//
+// `x`, when given, holds in its low slots the outer edge's lines 0 .. 2 as a
+// strong filter left them, which count on the bytes of `strong` (the edge is
+// skipped here there): edges 0 and 2 go on without them, so that only edge 1
+// waits for that filter.
+template <class L>
+[[gnu::always_inline]] inline void luma_normal_pairs(__m256i* r, const PairThresholds& t,
+                                                     const __m256i* x = nullptr, __m256i strong = __m256i{}) {
+    using B = ByteOps<32>;
+    // Masks of the failed tests (all ones), so that each is used through andnot.
+    __m256i fail[2], aq_fail[2], avg[2], tf[2], nq1[2];
+    const __m256i r6 = r[6];
+    if (x) {
+        strong = _mm256_blend_epi32(_mm256_setzero_si256(), strong, L::kLowDwords);
+        r[6] = _mm256_blendv_epi8(r[6], x[2], strong);
     }
     for (int j = 0; j < 2; ++j) {
-        const __m256i p1 = r[j][0], p0 = r[j][1], q0 = r[j][2], q1 = r[j][3], q2 = r[j][4];
-        const __m256i al = _mm256_shuffle_epi8(alphas, pick[j]);
-        tc[j] = _mm256_shuffle_epi8(tcs, pick[j]);
-        filter[j] = filter_mask_u8(p1, p0, q0, q1, al, betas[j]);
-        aq[j] = B::xor_(not_below_u8(absdiff_u8(q2, q0), betas[j]), ones);
-        avg[j] = B::avg(p0, q0);
-        tf[j] = B::and_(tc[j], filter[j]);
-        const __m256i tq = B::and_(tf[j], aq[j]), mq = avg_floor_u8(q2, avg[j]);
-        r[j][4] = B::min(B::max(mq, B::subs(q1, tq)), B::adds(q1, tq));  // the new q1
+        const __m256i s[5] = {j ? r[6] : r[2], r[4 * j + 3], r[4 * j + 4], r[4 * j + 5], j ? r[10] : r6};
+        fail[j] = B::or_(not_below_u8(absdiff_u8(s[1], s[2]), t.alpha[j]),
+                         not_below_u8(B::max(absdiff_u8(s[0], s[1]), absdiff_u8(s[3], s[2])), t.beta[j]));
+        aq_fail[j] = not_below_u8(absdiff_u8(s[4], s[2]), t.beta[j]);
+        avg[j] = B::avg(s[1], s[2]);
+        tf[j] = _mm256_andnot_si256(fail[j], t.tc0[j]);
+        const __m256i tq = _mm256_andnot_si256(aq_fail[j], tf[j]), mq = avg_floor_u8(s[4], avg[j]);
+        nq1[j] = B::min(B::max(mq, B::subs(s[3], tq)), B::adds(s[3], tq));
     }
-    const __m128i above = outer ? load16(p - 3 * st) : _mm_setzero_si128();
-    const __m256i p2s[2] = {_mm256_inserti128_si256(_mm256_castsi128_si256(above), _mm256_castsi256_si128(r[1][4]), 1),
-                            r[0][4]};
+    if (x) nq1[0] = _mm256_blendv_epi8(nq1[0], x[1], strong);
+    const __m256i p2s[2] = {L::lows(r[1], nq1[1]), nq1[0]};
     for (int j = 0; j < 2; ++j) {
-        const __m256i p2 = p2s[j], p1 = r[j][0], p0 = r[j][1], q0 = r[j][2], q1 = r[j][3];
-        const __m256i ap = B::xor_(not_below_u8(absdiff_u8(p2, p0), betas[j]), ones);
-        // tc = tc0 + ap + aq; subtracting the -1 masks wraps in 8 bits as the sample type does.
-        const __m256i t = B::and_(B::sub(B::sub(tc[j], ap), aq[j]), filter[j]);
+        __m256i* s = r + 4 * j + 2;
+        const __m256i p2 = p2s[j], p1 = s[0], p0 = s[1], q0 = s[2], q1 = s[3];
+        const __m256i ap_fail = not_below_u8(absdiff_u8(p2, p0), t.beta[j]);
+        // tc = tc0 + ap + aq = (tc0 + 2) + each failed test's -1, wrapping in 8 bits as the sample type does.
+        const __m256i tc = _mm256_andnot_si256(fail[j], B::add(B::add(t.tc2[j], ap_fail), aq_fail[j]));
         __m256i pos, neg;
-        delta_parts_u8(p1, p0, q0, q1, t, pos, neg);
-        r[j][1] = B::subs(B::adds(p0, pos), neg);
-        r[j][2] = B::subs(B::adds(q0, neg), pos);
-        const __m256i tp = B::and_(tf[j], ap), mp = avg_floor_u8(p2, avg[j]);
-        r[j][0] = B::min(B::max(mp, B::subs(p1, tp)), B::adds(p1, tp));
-        r[j][3] = r[j][4];
+        delta_parts_u8(p1, p0, q0, q1, tc, pos, neg);
+        s[1] = B::subs(B::adds(p0, pos), neg);
+        s[2] = B::subs(B::adds(q0, neg), pos);
+        const __m256i tp = _mm256_andnot_si256(ap_fail, tf[j]), mp = avg_floor_u8(p2, avg[j]);
+        s[0] = B::min(B::max(mp, B::subs(p1, tp)), B::adds(p1, tp));
     }
-    for (int k = 0; k < 4; ++k) {
-        if (outer || k >= 2) store16(p + (k - 2) * st, _mm256_castsi256_si128(r[0][k]));
-        store16(p + (k + 6) * st, _mm256_extracti128_si256(r[0][k], 1));
-        store_rows2(p, st, k + 2, k + 10, r[1][k]);
+    r[5] = nq1[0];
+    r[9] = nq1[1];
+    if (x) r[4] = _mm256_blendv_epi8(r[4], x[0], strong);
+}
+
+// Horizontal edges: every register is two rows, loaded and stored as they
+// are. Rows above the block are read only when the outer edge runs. A strong
+// outer edge runs first on its own registers (rows -4 .. 3, the q side in the
+// low halves and the p side in the high ones) and hands its rows 0 .. 2 to
+// the normal pass, which then skips it.
+template <bool kStrong>
+void luma_hor_8u_pairs(Vek8u* p, ptrdiff_t st, const Vek8u* alpha, const Vek8u* beta, const Vek8u* tc0,
+                       const Vek8u* bs, bool outer) {
+    __m256i r[12];
+    const bool normal_outer = outer && !kStrong;
+    r[1] = normal_outer ? _mm256_castsi128_si256(load16(p - 3 * st)) : _mm256_setzero_si256();
+    for (int m = 2; m < 11; ++m)
+        r[m] = normal_outer || m >= 4
+                   ? load_rows2(p, st, m - 4, m + 4)
+                   : _mm256_inserti128_si256(_mm256_setzero_si256(), load16(p + (m + 4) * st), 1);
+    if constexpr (kStrong) {
+        __m256i x2 = load_rows2(p, st, 2, -3), x1 = load_rows2(p, st, 1, -2), x0 = load_rows2(p, st, 0, -1);
+        luma_strong_side_u8(load_rows2(p, st, 3, -4), x2, x1, x0, load_rows2(p, st, -1, 0), load_rows2(p, st, -2, 1),
+                            _mm256_set1_epi8(static_cast<char>(alpha[0])), _mm256_set1_epi8(static_cast<char>(beta[0])),
+                            _mm256_set1_epi8(static_cast<char>((alpha[0] >> 2) + 2)), _mm256_set1_epi8(-1));
+        store16(p - 3 * st, _mm256_extracti128_si256(x2, 1));
+        store16(p - 2 * st, _mm256_extracti128_si256(x1, 1));
+        store16(p - st, _mm256_extracti128_si256(x0, 1));
+        const __m256i x[3] = {x0, x1, x2};
+        luma_normal_pairs<HalfSlots>(r, pair_thresholds<HalfSlots>(alpha, beta, tc0, bs, _mm_cvtsi32_si128(-1)), x,
+                                     _mm256_set1_epi8(-1));
+    } else {
+        luma_normal_pairs<HalfSlots>(r, pair_thresholds<HalfSlots>(alpha, beta, tc0, bs, _mm_setzero_si128()));
     }
+    for (int m = 2; m < 6; ++m) {
+        if (normal_outer || m >= 4) store16(p + (m - 4) * st, _mm256_castsi256_si128(r[m]));
+        store16(p + (m + 4) * st, _mm256_extracti128_si256(r[m], 1));
+    }
+    for (int m = 6; m < 10; ++m) store_rows2(p, st, m - 4, m + 4, r[m]);
+}
+
+// 16 rows of 16 bytes, row i in the low half of in[i] and row i + 8 in the
+// high half (i = 0 .. 7), to 16 columns: column c then column c + 8 in each
+// half (rows 0 .. 7 in the low half, 8 .. 15 in the high one), of which
+// out[c - kFrom] takes those of c = kFrom .. kTo - 1. The same steps take
+// that form back to rows. Outputs left out cost nothing.
+template <int kFrom = 0, int kTo = 8>
+[[gnu::always_inline]] inline void transpose_16x16_pairs(const __m256i* in, __m256i* out) {
+    __m256i a[8], b[8], c[8];
+    for (int i = 0; i < 4; ++i) {  // rows 2i, 2i + 1: columns 0 .. 7, 8 .. 15
+        a[2 * i] = _mm256_unpacklo_epi8(in[2 * i], in[2 * i + 1]);
+        a[2 * i + 1] = _mm256_unpackhi_epi8(in[2 * i], in[2 * i + 1]);
+    }
+    for (int g = 0; g < 2; ++g)  // b[4g + q]: rows 4g .. 4g + 3, columns 4q .. 4q + 3
+        for (int h = 0; h < 2; ++h) {
+            b[4 * g + 2 * h] = _mm256_unpacklo_epi16(a[4 * g + h], a[4 * g + 2 + h]);
+            b[4 * g + 2 * h + 1] = _mm256_unpackhi_epi16(a[4 * g + h], a[4 * g + 2 + h]);
+        }
+    for (int q = 0; q < 4; ++q) {  // c[n]: columns 2n, 2n + 1 of rows 0 .. 7
+        c[2 * q] = _mm256_unpacklo_epi32(b[q], b[4 + q]);
+        c[2 * q + 1] = _mm256_unpackhi_epi32(b[q], b[4 + q]);
+    }
+    for (int n = kFrom / 2; n < (kTo + 1) / 2; ++n) {
+        if (2 * n >= kFrom) out[2 * n - kFrom] = _mm256_unpacklo_epi64(c[n], c[n + 4]);
+        if (2 * n + 1 < kTo) out[2 * n + 1 - kFrom] = _mm256_unpackhi_epi64(c[n], c[n + 4]);
+    }
+}
+
+// Vertical edges: columns -4 .. 11 and 0 .. 15 transposed in (the first
+// block only for the outer edge), the same registers as rows, and back out.
+inline void luma_ver_8u_pairs(Vek8u* p, ptrdiff_t st, const Vek8u* alpha, const Vek8u* beta, const Vek8u* tc0,
+                              const Vek8u* bs, bool outer, std::uint32_t strong2) {
+    __m256i r[12], w[8];
+    for (int i = 0; i < 8; ++i) w[i] = load_rows2(p, st, i, i + 8);
+    transpose_16x16_pairs(w, r + 4);
+    if (outer) {
+        for (int i = 0; i < 8; ++i) w[i] = load_rows2(p - 4, st, i, i + 8);
+        transpose_16x16_pairs<0, 4>(w, r);
+    } else {
+        // Only edge 2's p1 and p0 (columns 6 and 7) matter in the high slots.
+        r[0] = r[1] = _mm256_setzero_si256();
+        for (int c = 2; c < 4; ++c) r[c] = _mm256_unpacklo_epi64(_mm256_setzero_si256(), r[c + 8]);
+    }
+    // strong2: byte 0 and byte 2 set for the halves (rows 0 .. 7, 8 .. 15) of bS 4.
+    const __m128i skip = _mm_cvtsi32_si128(static_cast<int>(strong2 * 0xFFu));
+    const PairThresholds t = pair_thresholds<QuarterSlots>(alpha, beta, tc0, bs, skip);
+    if (strong2) {
+        const __m256i strong = _mm256_cmpgt_epi64(
+            _mm256_set_epi64x(strong2 >> 16, strong2 >> 16, strong2 & 1, strong2 & 1), _mm256_setzero_si256());
+        __m256i x[3];
+        luma_strong_pairs<QuarterSlots>(r, alpha[0], beta[0], strong, x);
+        luma_normal_pairs<QuarterSlots>(r, t, x, strong);
+    } else {
+        luma_normal_pairs<QuarterSlots>(r, t);
+    }
+    // Columns 6 and 7 end as edge 2's p1 and p0: into the slots the second block stores.
+    r[10] = QuarterSlots::highs(r[2], r[10]);
+    r[11] = QuarterSlots::highs(r[3], r[11]);
+    if (outer) {
+        transpose_16x16_pairs(r, w);
+        for (int i = 0; i < 8; ++i) store_rows2(p - 4, st, i, i + 8, w[i]);
+    }
+    transpose_16x16_pairs(r + 4, w);
+    for (int i = 0; i < 8; ++i) store_rows2(p, st, i, i + 8, w[i]);
 }
 #endif
 
@@ -251,9 +393,9 @@ void luma_hor_8u_simd(Vek8u* p, Vek32s step, const Vek8u* alpha, const Vek8u* be
     const __m128i over = _mm_subs_epu8(load16(tc0), _mm_set1_epi8(kByteLumaTc0Max));
     if (_mm_testz_si128(over, over)) {
 #ifdef __AVX2__
-        // A strong outer edge is cheaper in the 16-bit window below.
         if constexpr (O::kLanes == 16)
-            if (strong_all(bs) == 0) return luma_hor_8u_pairs(p, step, alpha, beta, tc0, bs, load_u32(bs) != 0);
+            return strong_all(bs) ? luma_hor_8u_pairs<true>(p, step, alpha, beta, tc0, bs, true)
+                                  : luma_hor_8u_pairs<false>(p, step, alpha, beta, tc0, bs, load_u32(bs) != 0);
 #endif
         if constexpr (O::kLanes == 8) return luma_hor_8u_bytes<O>(p, step, alpha, beta, tc0, bs);
     }
@@ -300,6 +442,15 @@ template <class O>
 void luma_ver_8u_simd(Vek8u* p, Vek32s step, const Vek8u* alpha, const Vek8u* beta, const Vek8u* tc0,
                       const Vek8u* bs) {
     if ((load_u32(bs) | load_u32(bs + 4) | load_u32(bs + 8) | load_u32(bs + 12)) == 0) return;
+#ifdef __AVX2__
+    if constexpr (O::kLanes == 16) {
+        const __m128i over = _mm_subs_epu8(load16(tc0), _mm_set1_epi8(kByteLumaTc0Max));
+        if (_mm_testz_si128(over, over)) {
+            const bool outer = load_u32(bs) != 0;
+            return luma_ver_8u_pairs(p, step, alpha, beta, tc0, bs, outer, outer ? strong_halves(bs) : 0u);
+        }
+    }
+#endif
     LumaParams<O> b;
     if (luma_params(b, alpha, beta, tc0, bs))
         luma_ver_8u_edges<O, 0xFF>(p, step, b, bs);

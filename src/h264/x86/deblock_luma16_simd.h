@@ -4,9 +4,9 @@
 //
 // A call brings the 20 lines across its edges (rows or, transposed once,
 // columns -4 .. 15) into registers of 16 words, runs the four edges in order
-// on them and writes them back. While no sample exceeds 12 bits every sum of
-// the filters fits a 16-bit lane, so the edges run on the words as they are;
-// a call holding a larger sample widens each edge to 32-bit lanes instead.
+// on them and writes them back. While no sample and no clip bound exceeds 12
+// bits every sum of the filters fits a 16-bit lane, so the edges run on the
+// words as they are; other calls widen each edge to 32-bit lanes instead.
 #pragma once
 
 #include <type_traits>
@@ -166,7 +166,8 @@ template <class N, class O>
 }
 
 // Lines `first` .. 19 are all that a call reads; any sample above 12 bits
-// sends the call to 32-bit lanes.
+// sends the call to 32-bit lanes, and so does a clip bound above 12 bits,
+// under which an earlier edge's output could outgrow them for a later edge.
 template <class N, class W>
 [[gnu::always_inline]] inline void luma_16u_lines(LumaLines16<N>& col, int first, const Vek16u* alpha,
                                                   const Vek16u* beta, const Vek16u* tc0, const Vek8u* bs,
@@ -176,7 +177,7 @@ template <class N, class W>
         for (int part = 0; part < kWordParts<N>; ++part)
             if (k >= first) any = N::or_(any, col[k][part]);
     if constexpr (kWordParts<N> == 2) any = N::or_(any, col[19][1]);
-    if (N::none(N::and_(any, N::set1(0xF000))))
+    if (clip_max <= 0xFFF && N::none(N::and_(any, N::set1(0xF000))))
         luma_16u_edges<N, N>(col, alpha, beta, tc0, bs, clip_max);
     else
         luma_16u_edges<N, W>(col, alpha, beta, tc0, bs, clip_max);
