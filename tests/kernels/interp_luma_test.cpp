@@ -42,13 +42,13 @@ protected:
     const LumaInterpTable ref_ = make_luma_interp_table(vek::kCpuNone);
 };
 
-// Heights 4 to 16 take every block and strip split of the kernels.
+// Heights 4 to 16 and 28 (16 + 8 + 4) take every block and strip split of the kernels.
 TEST_P(LumaInterp, Kernels8uMatchReference) {
     int compared = 0;
     for (int slot = 0; slot < 64; ++slot) {
         if (!changed_at(at_.luma_8u[slot], below_.luma_8u[slot])) continue;
         const int w = luma_class_width(8 * (slot >> 4));  // 4, 8, 16, 16
-        for (int h : {4, 8, 12, 16})
+        for (int h : {4, 8, 12, 16, 28})
             expect_matches_reference<Vek8u>("8u slot " + std::to_string(slot) + " height " + std::to_string(h), w, h,
                                             255, [&](bool tested, const Vek8u* s, int ss, Vek8u* d, int ds) {
                                                 (tested ? at_ : ref_).luma_8u[slot](s, ss, d, ds, h);

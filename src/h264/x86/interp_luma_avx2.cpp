@@ -106,10 +106,6 @@ struct Ops256x16 {
 // and row y + 1 in the high one, outputs 0..7 in one register and 8..15 in
 // another, so that one pack gives two finished rows with no lane fix-up.
 
-// Rows are loaded as broadcasts and joined by blends (see load_lanes).
-inline __m256i broadcast_row(const Vek8u* p) { return _mm256_broadcastsi128_si256(loadu(p)); }
-inline __m256i join_lanes(__m256i lo, __m256i hi) { return _mm256_blend_epi32(lo, hi, 0xF0); }
-
 constexpr Const256 kLo256[3] = {lanes_of(kLo[0], kLo[0]), lanes_of(kLo[1], kLo[1]), lanes_of(kLo[2], kLo[2])};
 constexpr Const256 kHi256[3] = {lanes_of(kHi[0], kHi[0]), lanes_of(kHi[1], kHi[1]), lanes_of(kHi[2], kHi[2])};
 
@@ -145,44 +141,62 @@ VekStatus row_kernel16(const Vek8u* src, Vek32s srcStep, Vek8u* dst, Vek32s dstS
 // the byte pairs of X(k) and X(k + 1) interleaved hold rows (k, k + 1) in the
 // low lane and (k + 1, k + 2) in the high one, so the pairs of X(y - 2),
 // X(y) and X(y + 2) give the column six-tap of rows y and y + 1 at once; each
-// step makes one new pair register per half and loads two new rows.
-template <int Pos>
-VekStatus column_kernel16(const Vek8u* src, Vek32s srcStep, Vek8u* dst, Vek32s dstStep, Vek32s height) {
+// step makes one new pair register per half and loads two new rows. A block
+// of Rows rows is straight-line code: the window's registers are renamed
+// instead of copied from turn to turn, which leaves the front end to the
+// filter's own instructions.
+template <int Pos, int Rows>
+VekStatus column_block16(const Vek8u* src, Vek32s srcStep, Vek8u* dst, Vek32s dstStep) {
     constexpr int dx = Pos & 3, dy = Pos >> 2;
-    static_assert(dy != 0 && (dx == 0 || (dx != 2 && dy != 2)));
-    if (height <= 0) return vekStsOk;  // nothing to write, and nothing is read
     const std::ptrdiff_t ss = srcStep, ds = dstStep;
     const Vek8u* c = src - 2 * ss + (dx == 3);  // row y - 2 of the filtered column
     // The diagonals average with b of row y (p, r: row y + 1); d and n with the row itself.
     const Vek8u* b_row = src + (dy == 3 ? ss : 0);
-    const __m256i r0 = broadcast_row(c), r1 = broadcast_row(c + ss), r2 = broadcast_row(c + 2 * ss),
-                  r3 = broadcast_row(c + 3 * ss);
-    __m256i newest = broadcast_row(c + 4 * ss);
-    const __m256i x0 = join_lanes(r0, r1), x1 = join_lanes(r1, r2);
-    __m256i x2 = join_lanes(r2, r3), x3 = join_lanes(r3, newest);  // X(y), X(y + 1)
-    __m256i lo0 = _mm256_unpacklo_epi8(x0, x1), hi0 = _mm256_unpackhi_epi8(x0, x1);
-    __m256i lo1 = _mm256_unpacklo_epi8(x2, x3), hi1 = _mm256_unpackhi_epi8(x2, x3);
-    // Two rows from the pairs of X(y - 2) (lo_a, hi_a) and X(y) (lo_b, hi_b);
-    // the new pairs of X(y + 2) replace those of X(y - 2).
-    const auto two_rows = [&](__m256i& lo_a, __m256i& hi_a, __m256i lo_b, __m256i hi_b) {
-        const __m256i r5 = broadcast_row(c + 5 * ss), r6 = broadcast_row(c + 6 * ss);
-        const __m256i x4 = join_lanes(newest, r5), x5 = join_lanes(r5, r6);
-        const __m256i lo_c = _mm256_unpacklo_epi8(x4, x5), hi_c = _mm256_unpackhi_epi8(x4, x5);
+    // Each row is loaded once, as a broadcast, and joined to its neighbours by blends.
+    __m256i r[Rows + 5];
+    for (int k = 0; k < 5; ++k) r[k] = _mm256_broadcastsi128_si256(loadu(c + k * ss));
+    const auto join = [](__m256i lo, __m256i hi) { return _mm256_blend_epi32(lo, hi, 0xF0); };
+    __m256i x_even = join(r[0], r[1]), x_odd = join(r[1], r[2]);  // X(y - 2), X(y - 1)
+    __m256i lo_a = _mm256_unpacklo_epi8(x_even, x_odd), hi_a = _mm256_unpackhi_epi8(x_even, x_odd);
+    x_even = join(r[2], r[3]), x_odd = join(r[3], r[4]);  // X(y), X(y + 1)
+    __m256i lo_b = _mm256_unpacklo_epi8(x_even, x_odd), hi_b = _mm256_unpackhi_epi8(x_even, x_odd);
+#pragma GCC unroll 8
+    for (int y = 0; y < Rows; y += 2) {
+        r[y + 5] = _mm256_broadcastsi128_si256(loadu(c + (y + 5) * ss));
+        r[y + 6] = _mm256_broadcastsi128_si256(loadu(c + (y + 6) * ss));
+        const __m256i x_c = join(r[y + 4], r[y + 5]), x_d = join(r[y + 5], r[y + 6]);
+        const __m256i lo_c = _mm256_unpacklo_epi8(x_c, x_d), hi_c = _mm256_unpackhi_epi8(x_c, x_d);
         __m256i out = _mm256_packus_epi16(round5(Y{three_taps(lo_a, lo_b, lo_c)}).v,
                                           round5(Y{three_taps(hi_a, hi_b, hi_c)}).v);
-        if constexpr (dx == 0 && dy == 1) out = _mm256_avg_epu8(out, x2);
-        if constexpr (dx == 0 && dy == 3) out = _mm256_avg_epu8(out, x3);
-        if constexpr (dx != 0) out = _mm256_avg_epu8(out, b_two_rows(b_row, ss));
-        store_two_rows(dst, ds, out);
-        lo_a = lo_c, hi_a = hi_c, x2 = x4, x3 = x5, newest = r6;
-        c += 2 * ss, b_row += 2 * ss, dst += 2 * ds;
-    };
-    // Heights are multiples of 4: two steps a turn, the pair registers trading places.
-    for (int y = 0; y < height; y += 4) {
-        two_rows(lo0, hi0, lo1, hi1);
-        two_rows(lo1, hi1, lo0, hi0);
+        if constexpr (dx == 0 && dy == 1) out = _mm256_avg_epu8(out, x_even);
+        if constexpr (dx == 0 && dy == 3) out = _mm256_avg_epu8(out, x_odd);
+        if constexpr (dx != 0) out = _mm256_avg_epu8(out, b_two_rows(b_row + y * ss, ss));
+        store_two_rows(dst + y * ds, ds, out);
+        lo_a = lo_b, hi_a = hi_b, lo_b = lo_c, hi_b = hi_c, x_even = x_c, x_odd = x_d;
     }
     return vekStsOk;
+}
+
+// Heights other than 16: blocks of 16, then one of 8 and one of 4.
+template <int Pos>
+[[gnu::noinline]] VekStatus column_rows16(const Vek8u* src, Vek32s srcStep, Vek8u* dst, Vek32s dstStep,
+                                          Vek32s height) {
+    if (height <= 0) return vekStsOk;  // nothing to write, and nothing is read
+    const std::ptrdiff_t ss = srcStep, ds = dstStep;
+    for (; height >= 16; height -= 16, src += 16 * ss, dst += 16 * ds)
+        column_block16<Pos, 16>(src, srcStep, dst, dstStep);
+    if (height & 8) column_block16<Pos, 8>(src, srcStep, dst, dstStep), src += 8 * ss, dst += 8 * ds;
+    if (height & 4) column_block16<Pos, 4>(src, srcStep, dst, dstStep);
+    return vekStsOk;
+}
+
+// A 16-row block goes straight to its code: a jump, with nothing saved.
+template <int Pos>
+VekStatus column_kernel16(const Vek8u* src, Vek32s srcStep, Vek8u* dst, Vek32s dstStep, Vek32s height) {
+    constexpr int dx = Pos & 3, dy = Pos >> 2;
+    static_assert(dy != 0 && (dx == 0 || (dx != 2 && dy != 2)));
+    if (height == 16) return column_block16<Pos, 16>(src, srcStep, dst, dstStep);
+    return column_rows16<Pos>(src, srcStep, dst, dstStep, height);
 }
 
 // ---- Width 8 at f, j and q: rows in lanes ----
@@ -203,7 +217,8 @@ inline Y joined(Y even, Y next_even) { return {_mm256_permute2x128_si256(even.v,
 // last holding row Rows + 2 in both lanes (the row below it is outside the
 // window), and the odd ones between them.
 template <int Pos, int Rows>
-void j_block8(const Vek8u* src, std::ptrdiff_t ss, Vek8u* dst, std::ptrdiff_t ds) {
+VekStatus j_block8(const Vek8u* src, Vek32s srcStep, Vek8u* dst, Vek32s dstStep) {
+    const std::ptrdiff_t ss = srcStep, ds = dstStep;
     constexpr int kEven = Rows / 2 + 3;
     Y even[kEven], odd[kEven - 1];  // even[i] = U(2i - 2), odd[i] = U(2i - 1)
     for (int i = 0; i < kEven; ++i) even[i] = row_sums8(src + (2 * i - 2) * ss, i == kEven - 1 ? 0 : ss);
@@ -221,17 +236,25 @@ void j_block8(const Vek8u* src, std::ptrdiff_t ss, Vek8u* dst, std::ptrdiff_t ds
         store_high8(dst + 2 * ds, lo);
         store_high8(dst + 3 * ds, hi);
     }
+    return vekStsOk;
 }
 
 // Blocks of 8 rows, then one of 4: straight-line code, whose speed does not
 // hang on where a loop happens to fall in the instruction cache.
 template <int Pos>
+[[gnu::noinline]] VekStatus j_rows8(const Vek8u* src, Vek32s srcStep, Vek8u* dst, Vek32s dstStep, Vek32s height) {
+    const std::ptrdiff_t ss = srcStep, ds = dstStep;
+    for (; height >= 8; height -= 8, src += 8 * ss, dst += 8 * ds) j_block8<Pos, 8>(src, srcStep, dst, dstStep);
+    if (height == 4) j_block8<Pos, 4>(src, srcStep, dst, dstStep);
+    return vekStsOk;
+}
+
+// An 8x8 block goes straight to its code: a jump, with nothing saved.
+template <int Pos>
 VekStatus j_kernel8(const Vek8u* src, Vek32s srcStep, Vek8u* dst, Vek32s dstStep, Vek32s height) {
     static_assert(Pos == 6 || Pos == 10 || Pos == 14);
-    const std::ptrdiff_t ss = srcStep, ds = dstStep;
-    for (; height >= 8; height -= 8, src += 8 * ss, dst += 8 * ds) j_block8<Pos, 8>(src, ss, dst, ds);
-    if (height == 4) j_block8<Pos, 4>(src, ss, dst, ds);
-    return vekStsOk;
+    if (height == 8) return j_block8<Pos, 8>(src, srcStep, dst, dstStep);
+    return j_rows8<Pos>(src, srcStep, dst, dstStep, height);
 }
 
 // 16-bit samples: eight columns in 32-bit lanes, a strip of four after them.
