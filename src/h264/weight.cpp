@@ -211,6 +211,15 @@ inline bool any_null(const P*... p) {
     return std::min({reinterpret_cast<std::uintptr_t>(p)...}) == 0;
 }
 
+// The index of a shell's last jump, pinned to a scratch register by an empty
+// asm: computed in the open, it makes the compiler save and restore a
+// callee-saved register around the checks, a store and a load on every call
+// of functions whose kernels are store-bound themselves.
+inline Vek32u in_scratch_register(Vek32u index) {
+    asm("" : "+r"(index));
+    return index;
+}
+
 // Offsets of the explicit form: their sum is rounded and halved once per call.
 inline Vek32s explicit_offset(Vek32s o1, Vek32s o2) { return add_wrap(add_wrap(o1, o2), 1) >> 1; }
 
@@ -224,6 +233,7 @@ constexpr Vek32u kImplicitShift = 6;
 using vek::h264::any_null;
 using vek::h264::average_block_index;
 using vek::h264::explicit_offset;
+using vek::h264::in_scratch_register;
 using vek::h264::is_weight_side;
 using vek::h264::kImplicitShift;
 using vek::h264::SharedSteps;
@@ -244,8 +254,8 @@ VekStatus vekiInterpolateBlock_H264_8u_P3P1R(const Vek8u* pSrc1, const Vek8u* pS
                                              Vek32u height, Vek32s srcStep1, Vek32s srcStep2, Vek32s dstStep) {
     if (any_null(pSrc1, pSrc2, pDst)) return vekStsNullPtrErr;
     if (width - 2 > 14 || height - 2 > 14) return vekStsSizeErr;  // 2..16, as unsigned numbers
-    return weight_kernels().average_by_size[17 * width + height](pSrc1, pSrc2, pDst, width, height, srcStep1,
-                                                                 srcStep2, dstStep);
+    return weight_kernels().average_by_size[in_scratch_register(17 * width + height)](
+        pSrc1, pSrc2, pDst, width, height, srcStep1, srcStep2, dstStep);
 }
 
 // The 8-bit weightings compare steps with the width as unsigned numbers, before the size.

@@ -27,8 +27,10 @@ inline __m256i pairs(const Vek8u* p, std::ptrdiff_t next) {
 }
 inline __m256i low_lane_high_lane(__m256i lo, __m256i hi) { return _mm256_blend_epi32(lo, hi, 0xF0); }
 
-// movhps: a store alone, where a shift and movq would take a shuffle too.
-inline void store_high8(Vek8u* p, __m128i v) { _mm_storeh_pi(reinterpret_cast<__m64*>(p), _mm_castsi128_ps(v)); }
+inline void store_high8(Vek8u* p, __m128i v) {
+    const long long high = _mm_extract_epi64(v, 1);
+    std::memcpy(p, &high, sizeof high);
+}
 
 // Words of rows y (low lane) and y + 1 (high lane) to bytes.
 inline void store_two_rows(Vek8u* dst, Vek32s dstStep, __m256i words) {

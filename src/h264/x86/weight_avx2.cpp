@@ -8,7 +8,9 @@
 // averages (a 16-byte row is one pavgb) use the 128-bit kernels, compiled
 // here in VEX encoding.
 #include <algorithm>
+#include <cstddef>
 #include <cstdlib>
+#include <cstring>
 
 #include "h264/weight.h"
 #include "h264/x86/weight_128.h"
@@ -169,19 +171,18 @@ template <int H>
 // Weights of 0 to 127 whose sum is at most 2^shift (at most 128 for shift
 // 8): the implicit weights and the explicit ones of coded streams. Every
 // (S + r) >> shift then lies in 0..255 and S below 2^15, so pmulhrsw rounds
-// and shifts in one instruction, packuswb packs without clipping, and the
-// offset, added to bytes with unsigned saturation, clips as the reference
-// does. Kind: 0 no offset, 1 an offset of 1..255 added, -1 one subtracted.
-template <int Kind>
+// and shifts in one instruction. An offset, pinned to -256..255 (anything
+// beyond saturates every sample just the same), is a 16-bit add on any
+// vector pipe before packuswb clips as the reference does.
+template <bool Offset>
 struct UnitSum256 {
     __m256i weights, factor, offset;
+    __m256i words(__m256i ab) const {
+        const __m256i v = _mm256_mulhrs_epi16(_mm256_maddubs_epi16(ab, weights), factor);
+        return Offset ? _mm256_add_epi16(v, offset) : v;
+    }
     __m256i bytes(__m256i a, __m256i b) const {
-        const __m256i lo = _mm256_mulhrs_epi16(_mm256_maddubs_epi16(_mm256_unpacklo_epi8(a, b), weights), factor);
-        const __m256i hi = _mm256_mulhrs_epi16(_mm256_maddubs_epi16(_mm256_unpackhi_epi8(a, b), weights), factor);
-        const __m256i v = _mm256_packus_epi16(lo, hi);
-        if constexpr (Kind > 0) return _mm256_adds_epu8(v, offset);
-        if constexpr (Kind < 0) return _mm256_subs_epu8(v, offset);
-        return v;
+        return _mm256_packus_epi16(words(_mm256_unpacklo_epi8(a, b)), words(_mm256_unpackhi_epi8(a, b)));
     }
 };
 
@@ -202,48 +203,51 @@ template <int H, class Op>
     }
 }
 
-// By shift & 7: the largest weight sum of the unit-sum path, the pmulhrsw
-// factor 2^(15 - shift), and 2^shift, the sum of the plain average's weights.
-// Slot 0 is shift 8, whose sum stays at 128 to keep S below 2^15.
+// By shift & 7: the pmulhrsw factor 2^(15 - shift), and 2^shift, the sum of
+// the plain average's weights.
 struct UnitSumShift {
-    Vek16s limit, factor;
+    Vek16s factor;
     Vek32s unit;
 };
-constexpr UnitSumShift kUnitSumShift[8] = {{128, 1 << 7, 256},  {2, 1 << 14, 2},   {4, 1 << 13, 4},
-                                           {8, 1 << 12, 8},     {16, 1 << 11, 16}, {32, 1 << 10, 32},
-                                           {64, 1 << 9, 64},    {128, 1 << 8, 128}};
+constexpr UnitSumShift kUnitSumShift[8] = {{1 << 7, 256},  {1 << 14, 2},  {1 << 13, 4},  {1 << 12, 8},
+                                           {1 << 11, 16},  {1 << 10, 32}, {1 << 9, 64},   {1 << 8, 128}};
+// The largest weight sum of the unit-sum path by shift & 7; slot 0 is shift
+// 8, whose sum stays at 128 to keep S below 2^15. 32 bits wide, so that the
+// test compares the sum with memory and needs no register for the limit.
+constexpr Vek32u kUnitSumLimit[8] = {128, 2, 4, 8, 16, 32, 64, 128};
 
-// The block's loop, reached by a jump with the call's own arguments, so that
-// the test before it moves nothing. An offset beyond a byte either way
-// saturates every sample, as 255 does. Without an offset, equal weights of
-// sum 2^shift are the rounded average.
-template <int H, int Kind>
+// The block's loop, reached by a jump with the call's own arguments.
+// Without an offset, equal weights of sum 2^shift are the rounded average.
+template <int H, bool Offset>
 [[gnu::noinline]] VekStatus unit_sum_shared_16xh(const Vek8u* src1, const Vek8u* src2, Vek8u* dst, SharedSteps steps,
                                                  WeightParams p) {
     const UnitSumShift& k = kUnitSumShift[p.shift & 7];
-    if (Kind == 0 && ((p.w1 ^ p.w2) | (p.w1 + p.w2 - k.unit)) == 0)
-        return average_shared_16xh<H>(src1, src2, dst, steps);
-    const auto o = static_cast<Vek32u>(p.offset);
-    const UnitSum256<Kind> op{_mm256_set1_epi16(static_cast<Vek16s>(p.w1 | (p.w2 << 8))),
-                              _mm256_set1_epi16(k.factor),
-                              _mm256_set1_epi8(static_cast<char>(std::min(Kind < 0 ? 0u - o : o, 255u)))};
+    if (!Offset && ((p.w1 ^ p.w2) | (p.w1 + p.w2 - k.unit)) == 0) return average_shared_16xh<H>(src1, src2, dst, steps);
+    const UnitSum256<Offset> op{_mm256_set1_epi16(static_cast<Vek16s>(p.w1 | (p.w2 << 8))),
+                                _mm256_set1_epi16(k.factor),
+                                _mm256_set1_epi16(static_cast<Vek16s>(std::clamp(p.offset, -256, 255)))};
     unit_sum_16xh<H>(src1, src2, dst, steps.src, steps.dst, op);
     return vekStsOk;
 }
 
-// The unit-sum tests as bits OR-ed into one branch: weights within 0..127,
-// shift 1 to 8, the sum within the limit. The offset's sign picks the loop.
+// The unit-sum tests, each a branch of its own so that the function keeps to
+// the scratch registers and ends in a jump: weights within 0..127 (one test
+// of the two as they travel, in one register), shift 1 to 8, the sum within
+// the limit.
 template <int H>
 VekStatus bidir_shared_16xh_avx2(const Vek8u* src1, const Vek8u* src2, Vek8u* dst, SharedSteps steps,
                                  WeightParams p) {
-    const Vek32u sum = static_cast<Vek32u>(p.w1) + static_cast<Vek32u>(p.w2);
-    const auto limit = static_cast<Vek32u>(kUnitSumShift[p.shift & 7].limit);
-    const Vek32u outside = (static_cast<Vek32u>(p.w1 | p.w2) >> 7) | ((p.shift - 1) >> 3) | ((limit - sum) >> 31);
-    if (outside) [[unlikely]]
+    unsigned long long weights;  // w1 and w2 as they travel, w2 in the high half
+    static_assert(offsetof(WeightParams, w1) == 0 && offsetof(WeightParams, w2) == 4);
+    std::memcpy(&weights, &p, sizeof weights);
+    if (weights & 0xFFFFFF80FFFFFF80ull) [[unlikely]]
         return bidir_shared_16xh_other<H>(src1, src2, dst, steps, p);
-    if (p.offset > 0) return unit_sum_shared_16xh<H, 1>(src1, src2, dst, steps, p);
-    if (p.offset < 0) return unit_sum_shared_16xh<H, -1>(src1, src2, dst, steps, p);
-    return unit_sum_shared_16xh<H, 0>(src1, src2, dst, steps, p);
+    if (p.shift - 1 > 7) [[unlikely]]
+        return bidir_shared_16xh_other<H>(src1, src2, dst, steps, p);
+    if (static_cast<Vek32u>(p.w1 + p.w2) > kUnitSumLimit[p.shift & 7]) [[unlikely]]
+        return bidir_shared_16xh_other<H>(src1, src2, dst, steps, p);
+    if (p.offset != 0) return unit_sum_shared_16xh<H, true>(src1, src2, dst, steps, p);
+    return unit_sum_shared_16xh<H, false>(src1, src2, dst, steps, p);
 }
 
 template <int H>
