@@ -2,6 +2,8 @@
 // wrapping included), any bS, swept layouts, guard bands around the block.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <iterator>
 #include <string>
 #include <utility>
 #include <vector>
@@ -191,6 +193,35 @@ TEST_P(DeblockKernels, Edges16uMatchReference) {
                               fn(mb, step, in.alpha, in.beta, in.tc0, in.bs, clip_max);
                           });
     }
+}
+
+// The byte chroma filter for every p0, q0 and p1 - q1, with tc above any
+// delta and thresholds that let nearly every line through.
+TEST_P(DeblockKernels, ChromaBytesEveryDelta) {
+    if (!changed_at(at_.chroma_hor_8u, below_.chroma_hor_8u)) return;
+    const Vek8u alpha[2] = {255, 255}, beta[2] = {255, 255}, tc0[8] = {254, 254, 254, 254, 254, 254, 254, 254};
+    Vek8u bs[16], got[64], want[64];
+    std::fill(std::begin(bs), std::end(bs), Vek8u{2});
+    int line = 0;
+    for (int p0 = 0; p0 < 256; ++p0)
+        for (int q0 = 0; q0 < 256; ++q0)
+            for (int d = -255; d < 256; ++d) {
+                // Line n: column n % 8 of rows -2 .. 1 or (n >= 8) of rows 2 .. 5.
+                Vek8u* l = want + (line & 8) * 4 + (line & 7);
+                l[0] = static_cast<Vek8u>(std::max(d, 0));
+                l[8] = static_cast<Vek8u>(p0);
+                l[16] = static_cast<Vek8u>(q0);
+                l[24] = static_cast<Vek8u>(l[0] - d);
+                if (++line < 16) continue;
+                line = 0;
+                std::copy(std::begin(want), std::end(want), got);
+                at_.chroma_hor_8u(got + 16, 8, alpha, beta, tc0, bs);
+                ref_.chroma_hor_8u(want + 16, 8, alpha, beta, tc0, bs);
+                if (!std::equal(std::begin(got), std::end(got), want)) {
+                    ADD_FAILURE() << "p0 " << p0 << ", q0 " << q0 << ", p1 - q1 up to " << d;
+                    return;
+                }
+            }
 }
 
 VEK_INSTANTIATE_LEVELS(DeblockKernels);

@@ -44,6 +44,7 @@ struct ByteOps<16> {
     static V or_(V a, V b) { return _mm_or_si128(a, b); }
     static V and_(V a, V b) { return _mm_and_si128(a, b); }
     static V xor_(V a, V b) { return _mm_xor_si128(a, b); }
+    static V sign(V a, V b) { return _mm_sign_epi8(a, b); }  // a, 0 or -a as b > 0, 0, < 0 (signed)
 };
 #ifdef __AVX2__
 template <>
@@ -64,8 +65,46 @@ struct ByteOps<32> {
     static V or_(V a, V b) { return _mm256_or_si256(a, b); }
     static V and_(V a, V b) { return _mm256_and_si256(a, b); }
     static V xor_(V a, V b) { return _mm256_xor_si256(a, b); }
+    static V sign(V a, V b) { return _mm256_sign_epi8(a, b); }
 };
 #endif
+
+// Constants of the byte filters and kernels. Left to itself, the compiler
+// rebuilds a byte constant in registers at every use (three instructions);
+// read through an address it cannot see through, each one folds into the
+// instruction using it as a memory operand, and one address serves them all.
+struct ByteConstants {
+    alignas(32) Vek8u ones[32], one[32], two[32], three[32], bias[32];  // 255, 1, 2, 3, 161 in every byte
+    // Horizontal chroma edges: alpha or beta of each half, bS of each line
+    // (groups 0 .. 3 of each edge, two lines apiece), the outer edge's lines.
+    alignas(16) Vek8u halves[16], groups[16], outer[16];
+};
+constexpr ByteConstants make_byte_constants() {
+    ByteConstants k{};
+    for (int i = 0; i < 32; ++i) {
+        k.ones[i] = 255;
+        k.one[i] = 1;
+        k.two[i] = 2;
+        k.three[i] = 3;
+        k.bias[i] = 161;
+    }
+    for (int i = 0; i < 16; ++i) {
+        k.halves[i] = static_cast<Vek8u>(i / 8);
+        k.groups[i] = static_cast<Vek8u>((i & 7) / 2 + (i & 8));
+        k.outer[i] = i < 8 ? 255 : 0;
+    }
+    return k;
+}
+inline constexpr ByteConstants kByteConstants = make_byte_constants();
+inline const ByteConstants* byte_constants() {
+    const ByteConstants* k = &kByteConstants;
+    __asm__("" : "+r"(k));
+    return k;
+}
+template <class V>
+inline V bytes_at(const Vek8u* p) {
+    return *reinterpret_cast<const V*>(p);
+}
 
 template <class V>
 inline V absdiff_u8(V a, V b) {
@@ -84,7 +123,7 @@ inline V not_below_u8(V x, V limit) {
 template <class V>
 inline V avg_floor_u8(V a, V b) {
     using B = Bytes<V>;
-    return B::sub(B::avg(a, b), B::and_(B::xor_(a, b), B::set1(1)));
+    return B::sub(B::avg(a, b), B::and_(B::xor_(a, b), bytes_at<V>(byte_constants()->one)));
 }
 
 // Lines passing the filter test |p0 - q0| < alpha, |p1 - p0| < beta, |q1 - q0| < beta.
@@ -105,16 +144,17 @@ inline V filter_mask_u8(V p1, V p0, V q0, V q1, V alpha, V beta) {
 //   avg(that, A & 1)                      = 33 + ((C + 1 + (A & 1)) >> 1), in 1 .. 65
 //   avg(~p0, q0)  = (A + 256) >> 1       = 128 + (A >> 1)
 // so their sum is d + 161 (saturating above 255, see the header comment).
+// A & 1 is the low bit of `ad` = |p0 - q0|, which the filter test has already.
 template <class V>
-inline void delta_parts_u8(V p1, V p0, V q0, V q1, V tc, V& pos, V& neg) {
+inline void delta_parts_u8(V p1, V p0, V q0, V q1, V ad, V tc, V& pos, V& neg) {
     using B = Bytes<V>;
-    const V ones = B::set1(-1);
-    const V odd = B::and_(B::xor_(p0, q0), B::set1(1));
+    const ByteConstants* k = byte_constants();
+    const V ones = bytes_at<V>(k->ones);
     V c = B::avg(p1, B::xor_(q1, ones));
-    c = B::avg(c, B::set1(3));
-    c = B::avg(c, odd);
+    c = B::avg(c, bytes_at<V>(k->three));
+    c = B::avg(c, B::and_(ad, bytes_at<V>(k->one)));
     const V s = B::adds(c, B::avg(B::xor_(p0, ones), q0));
-    const V bias = B::set1(161);
+    const V bias = bytes_at<V>(k->bias);
     pos = B::min(B::subs(s, bias), tc);
     neg = B::min(B::subs(bias, s), tc);
 }
@@ -133,7 +173,7 @@ inline void delta_parts_u8(V p1, V p0, V q0, V q1, V tc, V& pos, V& neg) {
     // tc = tc0 + ap + aq; subtracting the -1 masks wraps in 8 bits as the sample type does.
     const __m128i tc = _mm_and_si128(_mm_sub_epi8(_mm_sub_epi8(tc0, ap), aq), filter);
     __m128i pos, neg;
-    delta_parts_u8(p1, p0, q0, q1, tc, pos, neg);
+    delta_parts_u8(p1, p0, q0, q1, absdiff_u8(p0, q0), tc, pos, neg);
     // One part is 0, so the saturations are the clip to 0 .. 255.
     r[2] = _mm_subs_epu8(_mm_adds_epu8(p0, pos), neg);
     r[3] = _mm_subs_epu8(_mm_adds_epu8(q0, neg), pos);
@@ -154,7 +194,7 @@ template <int kShift, class V>
 inline V round_down_to(V t, V s) {
     using B = Bytes<V>;
     const V low = B::avg(B::template srl16<kShift - 1>(s), B::set1(0));
-    return B::sub(t, B::and_(B::xor_(t, low), B::set1(1)));
+    return B::sub(t, B::and_(B::xor_(t, low), bytes_at<V>(byte_constants()->one)));
 }
 
 // The bS 4 luma filter on bytes for one side x of an edge: x3 .. x0 counted
@@ -187,7 +227,7 @@ template <class V>
     const V sum = B::add(B::add(x2, x1), B::add(x0, y0));  // x2 + x1 + x0 + y0
     const V t1 = B::avg(B::avg(x2, x1), mean0), n1 = round_down_to<2>(t1, sum);
     const V d = B::sub(x2, y1);  // its low bit is that of x2 + y1
-    const V half = B::sub(B::avg(x2, y1), B::and_(d, B::set1(1)));
+    const V half = B::sub(B::avg(x2, y1), B::and_(d, bytes_at<V>(byte_constants()->one)));
     const V n0 = round_down_to<3>(B::avg(B::avg(half, x1), mean0), B::sub(B::add(sum, sum), d));
     const V s32 = B::add(x3, x2);
     const V n2 = round_down_to<3>(B::avg(B::avg(x3, x2), t1), B::add(B::add(s32, s32), sum));
@@ -204,27 +244,9 @@ inline __m256i andnot_u8(__m256i mask, __m256i v) { return _mm256_andnot_si256(m
 inline __m256i blend_u8(__m256i no, __m256i yes, __m256i mask) { return _mm256_blendv_epi8(no, yes, mask); }
 #endif
 
-// Byte `kByte` in all 32 bytes, read from memory: left to itself, the compiler
-// builds each such constant from a general register in three instructions.
-template <int kByte>
-struct Splat8 {
-    alignas(32) static constexpr Vek8u bytes[32] = {
-        kByte, kByte, kByte, kByte, kByte, kByte, kByte, kByte, kByte, kByte, kByte, kByte, kByte, kByte, kByte, kByte,
-        kByte, kByte, kByte, kByte, kByte, kByte, kByte, kByte, kByte, kByte, kByte, kByte, kByte, kByte, kByte, kByte};
-};
-template <class V, int kByte>
-inline V splat8() {
-    V v;
-#ifdef __AVX__
-    __asm__("vmovdqa %1, %0" : "=x"(v) : "m"(*reinterpret_cast<const V*>(Splat8<kByte>::bytes)));
-#else
-    __asm__("movdqa %1, %0" : "=x"(v) : "m"(*reinterpret_cast<const V*>(Splat8<kByte>::bytes)));
-#endif
-    return v;
-}
-
-// New p0 and q0 of each line: the normal filter with `tc` (0 on lines whose
-// bS is 0), or on `strong` lines the bS 4 filter; lines failing the filter
+// New p0 and q0 of each line: the normal filter with tc = tc0 + 1 (`tc`, as
+// it wraps in a byte) on lines where `on` is 1 (bS non-zero) and 0 elsewhere,
+// or on `strong` lines (all ones) the bS 4 filter; lines failing the filter
 // test keep theirs.
 //
 // d = ((q0 - p0) * 4 + (p1 - q1) + 4) >> 3 comes from rounding averages: with
@@ -234,23 +256,26 @@ inline V splat8() {
 // so d = h - u with u = 161 - c (96 .. 160): max(d, 0) and max(-d, 0) are
 // the two saturating differences of h and u, both exact.
 template <bool kStrong, class V>
-[[gnu::always_inline]] inline void chroma_bytes(V p1, V& p0, V& q0, V q1, V alpha, V beta, V tc, V strong) {
+[[gnu::always_inline]] inline void chroma_bytes(V p1, V& p0, V& q0, V q1, V alpha, V beta, V tc, V on, V strong,
+                                                const ByteConstants* k) {
     using B = Bytes<V>;
-    const V zero = B::set1(0), ones = B::eq(zero, zero);
+    const V ones = bytes_at<V>(k->ones), one = bytes_at<V>(k->one);
+    const V ad = absdiff_u8(p0, q0);
     const V side = B::max(absdiff_u8(p1, p0), absdiff_u8(q1, q0));
-    // A line fails when |p0 - q0| >= alpha or the larger side difference >= beta.
-    const V fail = B::eq(B::min(B::subs(alpha, absdiff_u8(p0, q0)), B::subs(beta, side)), zero);
-    const V tcf = andnot_u8(fail, tc);
+    // 1 on lines that run (on, |p0 - q0| < alpha, both side differences <
+    // beta), else 0: as a sign it keeps or clears tc in one step.
+    const V run = B::min(B::min(B::subs(alpha, ad), on), B::subs(beta, side));
+    const V tcf = B::sign(tc, run);
     V c = B::avg(p1, B::xor_(q1, ones));
-    c = B::avg(c, splat8<V, 3>());
-    c = B::avg(c, B::and_(B::xor_(p0, q0), splat8<V, 1>()));
-    const V h = B::avg(B::xor_(p0, ones), q0), u = B::sub(splat8<V, 161>(), c);
+    c = B::avg(c, bytes_at<V>(k->three));
+    c = B::avg(c, B::and_(ad, one));  // |q0 - p0| has the low bit of q0 - p0
+    const V h = B::avg(B::xor_(p0, ones), q0), u = B::sub(bytes_at<V>(k->bias), c);
     const V pos = B::min(B::subs(h, u), tcf), neg = B::min(B::subs(u, h), tcf);
     V np0 = B::subs(B::adds(p0, pos), neg), nq0 = B::subs(B::adds(q0, neg), pos);
     if constexpr (kStrong) {
         // (2 * p1 + p0 + q1 + 2) >> 2 is avg(p1, (p0 + q1) >> 1): the inner
         // floor loses nothing, since 2 * p1 + p0 + q1 + 1 is then even.
-        const V st = andnot_u8(fail, strong);
+        const V st = B::sign(strong, run);
         np0 = blend_u8(np0, B::avg(p1, avg_floor_u8(p0, q1)), st);
         nq0 = blend_u8(nq0, B::avg(q1, avg_floor_u8(q0, p1)), st);
     }
@@ -262,7 +287,9 @@ template <bool kStrong, class V>
 // per line (alpha 0 where bS is 0), beta everywhere, `strong` lines of the bS 4 filter.
 [[gnu::always_inline]] inline void chroma_u8(__m128i* r, __m128i alpha, __m128i beta, __m128i tc0,
                                              __m128i strong) {
-    chroma_bytes<true>(r[0], r[1], r[2], r[3], alpha, beta, _mm_sub_epi8(tc0, splat8<__m128i, 255>()), strong);
+    const ByteConstants* k = byte_constants();
+    chroma_bytes<true>(r[0], r[1], r[2], r[3], alpha, beta, _mm_sub_epi8(tc0, bytes_at<__m128i>(k->ones)),
+                       bytes_at<__m128i>(k->one), strong, k);
 }
 
 }  // namespace

@@ -36,56 +36,61 @@ inline std::uint64_t load_u64(const void* p) {
 // tc0 + 1 (wrapping as a byte) of each group, 0 where its bS is 0, in bytes
 // 0 .. 7 (the outer edge's four groups, then the inner edge's): tc0[0 .. 7]
 // beside bS[0 .. 3] and bS[8 .. 11] (dword 1 of bS[4 .. 11]).
-inline __m128i group_tc(const Vek8u* tc0, const Vek8u* bs, std::uint32_t outer) {
+inline __m128i group_tc(const Vek8u* tc0, const Vek8u* bs, std::uint32_t outer, const ByteConstants* k) {
     const __m128i b = blend_dwords<0x2>(_mm_cvtsi32_si128(static_cast<int>(outer)),
                                         _mm_set1_epi64x(static_cast<long long>(load_u64(bs + 4))));
     const __m128i zero = _mm_setzero_si128();
-    return _mm_andnot_si128(_mm_cmpeq_epi8(b, zero), _mm_sub_epi8(load8(tc0), splat8<__m128i, 255>()));
+    return _mm_andnot_si128(_mm_cmpeq_epi8(b, zero), _mm_sub_epi8(load8(tc0), bytes_at<__m128i>(k->ones)));
 }
 
 // Horizontal edges: a line is a column; bytes 0 .. 7 of a register are row
 // k - 2 (outer edge), bytes 8 .. 15 row k + 2 (inner edge). Without the outer
-// edge, rows -2 and -1 are neither read nor written (their lines get tc 0).
+// edge, rows -2 and -1 are neither read nor written: their lines get copies
+// of rows 2 and 3 and filter nothing, since their bS are 0.
+//
+// A call is short enough that its time follows its instruction count, so
+// every step is one instruction where it can be: constants are memory
+// operands, tc and bS are spread to lines by one unpack and one shuffle,
+// and bS 0 and the filter test clear tc together.
 template <bool kStrong, bool kOuter>
-[[gnu::always_inline]] inline void chroma_hor_rows(Vek8u* p, ptrdiff_t st, const Vek8u* alpha,
-                                                   const Vek8u* beta, const Vek8u* tc0, const Vek8u* bs,
-                                                   std::uint32_t outer) {
-    // Thresholds first: their pointers are then free before the rows' addresses are formed.
-    const __m128i pick = _mm_setr_epi8(0, 0, 1, 1, 2, 2, 3, 3, 4, 4, 5, 5, 6, 6, 7, 7);
-    const __m128i tc = _mm_shuffle_epi8(group_tc(tc0, bs, outer), pick);
-    const __m128i halves = _mm_setr_epi8(0, 0, 0, 0, 0, 0, 0, 0, 1, 1, 1, 1, 1, 1, 1, 1);
+[[gnu::always_inline]] inline void chroma_hor_rows(Vek8u* p, ptrdiff_t st, const Vek8u* alpha, const Vek8u* beta,
+                                                   const Vek8u* tc0, const Vek8u* bs) {
+    const ByteConstants* k = byte_constants();
+    const __m128i halves = bytes_at<__m128i>(k->halves);
     const __m128i a = _mm_shuffle_epi8(_mm_cvtsi32_si128(load_u16(alpha)), halves);
     const __m128i b = _mm_shuffle_epi8(_mm_cvtsi32_si128(load_u16(beta)), halves);
-    // Row pairs by a broadcast and a blend, which leave the shuffle units alone.
-    const auto pair = [](__m128i low, const Vek8u* high) {
-        return blend_dwords<0xC>(low, _mm_set1_epi64x(static_cast<long long>(load_u64(high))));
-    };
-    Vek8u* const m2 = p - 2 * st;
-    Vek8u* const p4 = p + 4 * st;
-    const ptrdiff_t st3 = 3 * st;
-    const __m128i zero = _mm_setzero_si128();
-    const __m128i p1 = pair(kOuter ? load8(m2) : zero, p + 2 * st);
-    __m128i p0 = pair(kOuter ? load8(m2 + st) : zero, p + st3);
-    __m128i q0 = pair(load8(p), p4);
-    const __m128i q1 = pair(load8(p + st), p4 + st);
-    chroma_bytes<kStrong>(p1, p0, q0, q1, a, b, tc, _mm_set_epi64x(0, -1));
-    if constexpr (kOuter) store8(m2 + st, p0);
+    const __m128i t = _mm_sub_epi8(load8(tc0), bytes_at<__m128i>(k->ones));  // tc0 + 1, wrapping
+    const __m128i tc = _mm_unpacklo_epi8(t, t);                              // two lines a group
+    const __m128i on = _mm_min_epu8(_mm_shuffle_epi8(load16(bs), bytes_at<__m128i>(k->groups)),
+                                    bytes_at<__m128i>(k->one));
+    // Every row address is one of two registers plus a scaled third. Left
+    // alone, the compiler works the eight out from each other in a chain of
+    // register arithmetic; these opaque copies keep it to three instructions.
+    Vek8u* q4 = p + 4 * st;
+    ptrdiff_t n = -st;
+    __asm__("" : "+r"(q4), "+r"(n), "+r"(st));
+    const auto pair = [](const Vek8u* low, const Vek8u* high) { return load8_high(load8(low), high); };
+    const auto twice = [](const Vek8u* row) { return _mm_set1_epi64x(static_cast<long long>(load_u64(row))); };
+    const __m128i p1 = kOuter ? pair(p + 2 * n, p + 2 * st) : twice(p + 2 * st);
+    __m128i p0 = kOuter ? pair(p + n, q4 + n) : twice(q4 + n);
+    __m128i q0 = pair(p, q4);
+    const __m128i q1 = pair(p + st, q4 + st);
+    chroma_bytes<kStrong>(p1, p0, q0, q1, a, b, tc, on, bytes_at<__m128i>(k->outer), k);
+    if constexpr (kOuter) store8(p + n, p0);
     store8(p, q0);
-    store8_high(p + st3, p0);
-    store8_high(p4, q0);
+    store8_high(q4 + n, p0);
+    store8_high(q4, q0);
 }
 
 void chroma_hor_8u_bytes(Vek8u* p, Vek32s step, const Vek8u* alpha, const Vek8u* beta, const Vek8u* tc0,
                         const Vek8u* bs) {
-    const std::uint32_t outer = load_u32(bs), inner = load_u32(bs + 8);
-    if ((outer | inner) == 0) [[unlikely]]
-        return;
+    const std::uint32_t outer = load_u32(bs);
+    // Both edges normal is the common case, so it takes the first test.
+    if (outer != 0 && outer != 0x04040404u) [[likely]]
+        return chroma_hor_rows<false, true>(p, step, alpha, beta, tc0, bs);
     // Only the outer edge with all four bS 4 takes the strong filter.
-    if (outer == 0x04040404u) [[unlikely]]
-        return chroma_hor_rows<true, true>(p, step, alpha, beta, tc0, bs, outer);
-    if (outer != 0) [[likely]]
-        return chroma_hor_rows<false, true>(p, step, alpha, beta, tc0, bs, outer);
-    chroma_hor_rows<false, false>(p, step, alpha, beta, tc0, bs, outer);
+    if (outer != 0) return chroma_hor_rows<true, true>(p, step, alpha, beta, tc0, bs);
+    if (load_u32(bs + 8) != 0) chroma_hor_rows<false, false>(p, step, alpha, beta, tc0, bs);
 }
 
 #ifdef __AVX2__
@@ -100,7 +105,8 @@ template <bool kStrong>
     // Line (half L, row r, edge e) takes entry 4e + 2L + r / 2.
     const __m256i pick = _mm256_setr_epi8(0, 4, 0, 4, 1, 5, 1, 5, 0, 4, 0, 4, 1, 5, 1, 5, 2, 6, 2, 6, 3, 7, 3, 7, 2,
                                           6, 2, 6, 3, 7, 3, 7);
-    const __m256i tc = _mm256_shuffle_epi8(_mm256_broadcastq_epi64(group_tc(tc0, bs, outer)), pick);
+    const ByteConstants* k = byte_constants();
+    const __m256i tc = _mm256_shuffle_epi8(_mm256_broadcastq_epi64(group_tc(tc0, bs, outer, k)), pick);
     const __m256i a = _mm256_set1_epi16(static_cast<short>(load_u16(alpha)));
     const __m256i b = _mm256_set1_epi16(static_cast<short>(load_u16(beta)));
     // Columns -2 .. 5: p1 p0 q0 q1 of the outer edge, then of the inner one.
@@ -118,7 +124,8 @@ template <bool kStrong>
     const __m256i x = _mm256_unpacklo_epi8(lo, hi);  // [p1 | p0]
     const __m256i y = _mm256_unpackhi_epi8(lo, hi);  // [q0 | q1]
     __m256i p0 = x, q0 = _mm256_unpacklo_epi64(y, y);
-    chroma_bytes<kStrong>(_mm256_unpacklo_epi64(x, x), p0, q0, y, a, b, tc, _mm256_set1_epi16(0x00FF));
+    chroma_bytes<kStrong>(_mm256_unpacklo_epi64(x, x), p0, q0, y, a, b, tc, bytes_at<__m256i>(k->one),
+                          _mm256_set1_epi16(0x00FF), k);
     // [p1 | new p0] and [new q0 | q1]; then per row r columns 0 1 4 5 and 2 3 6 7 as words.
     const __m256i xo = _mm256_blend_epi32(x, p0, 0xCC), yo = _mm256_unpackhi_epi64(q0, y);
     const __m256i rows = _mm256_setr_epi8(0, 8, 1, 9, 2, 10, 3, 11, 4, 12, 5, 13, 6, 14, 7, 15, 0, 8, 1, 9, 2, 10,

@@ -211,7 +211,7 @@ template <class L>
         const __m256i pick = _mm256_add_epi8(L::entries(), _mm256_set1_epi8(static_cast<char>(4 * j)));
         t.alpha[j] = _mm256_shuffle_epi8(alphas, pick);
         t.tc0[j] = _mm256_shuffle_epi8(tcs, pick);
-        t.tc2[j] = _mm256_add_epi8(t.tc0[j], _mm256_set1_epi8(2));
+        t.tc2[j] = _mm256_add_epi8(t.tc0[j], bytes_at<__m256i>(byte_constants()->two));
     }
     t.beta[0] = _mm256_blend_epi32(beta1, _mm256_set1_epi8(static_cast<char>(beta[0])), L::kLowDwords);
     t.beta[1] = beta1;
@@ -246,7 +246,7 @@ template <class L>
                                                      const __m256i* x = nullptr, __m256i strong = __m256i{}) {
     using B = ByteOps<32>;
     // Masks of the failed tests (all ones), so that each is used through andnot.
-    __m256i fail[2], aq_fail[2], avg[2], tf[2], nq1[2];
+    __m256i fail[2], aq_fail[2], avg[2], tf[2], nq1[2], ad[2];
     const __m256i r6 = r[6];
     if (x) {
         strong = _mm256_blend_epi32(_mm256_setzero_si256(), strong, L::kLowDwords);
@@ -254,7 +254,8 @@ template <class L>
     }
     for (int j = 0; j < 2; ++j) {
         const __m256i s[5] = {j ? r[6] : r[2], r[4 * j + 3], r[4 * j + 4], r[4 * j + 5], j ? r[10] : r6};
-        fail[j] = B::or_(not_below_u8(absdiff_u8(s[1], s[2]), t.alpha[j]),
+        ad[j] = absdiff_u8(s[1], s[2]);
+        fail[j] = B::or_(not_below_u8(ad[j], t.alpha[j]),
                          not_below_u8(B::max(absdiff_u8(s[0], s[1]), absdiff_u8(s[3], s[2])), t.beta[j]));
         aq_fail[j] = not_below_u8(absdiff_u8(s[4], s[2]), t.beta[j]);
         avg[j] = B::avg(s[1], s[2]);
@@ -271,7 +272,7 @@ template <class L>
         // tc = tc0 + ap + aq = (tc0 + 2) + each failed test's -1, wrapping in 8 bits as the sample type does.
         const __m256i tc = _mm256_andnot_si256(fail[j], B::add(B::add(t.tc2[j], ap_fail), aq_fail[j]));
         __m256i pos, neg;
-        delta_parts_u8(p1, p0, q0, q1, tc, pos, neg);
+        delta_parts_u8(p1, p0, q0, q1, ad[j], tc, pos, neg);
         s[1] = B::subs(B::adds(p0, pos), neg);
         s[2] = B::subs(B::adds(q0, neg), pos);
         const __m256i tp = _mm256_andnot_si256(ap_fail, tf[j]), mp = avg_floor_u8(p2, avg[j]);
@@ -288,7 +289,7 @@ template <class L>
 // low halves and the p side in the high ones) and hands its rows 0 .. 2 to
 // the normal pass, which then skips it.
 template <bool kStrong>
-void luma_hor_8u_pairs(Vek8u* p, ptrdiff_t st, const Vek8u* alpha, const Vek8u* beta, const Vek8u* tc0,
+[[gnu::always_inline]] inline void luma_hor_8u_pairs(Vek8u* p, ptrdiff_t st, const Vek8u* alpha, const Vek8u* beta, const Vek8u* tc0,
                        const Vek8u* bs, bool outer) {
     __m256i r[12];
     const bool normal_outer = outer && !kStrong;
@@ -384,8 +385,20 @@ inline void luma_ver_8u_pairs(Vek8u* p, ptrdiff_t st, const Vek8u* alpha, const 
 }
 #endif
 
+// The lane filters, with one copy per tc width so that no edge tests it.
+// Out of line: the byte path then sets up only its own stack frame.
+template <class O>
+[[gnu::noinline]] void luma_hor_8u_lanes(Vek8u* p, Vek32s step, const Vek8u* alpha, const Vek8u* beta,
+                                         const Vek8u* tc0, const Vek8u* bs) {
+    LumaParams<O> b;
+    if (luma_params(b, alpha, beta, tc0, bs))
+        luma_hor_8u_edges<O, 0xFF>(p, step, b, bs);
+    else
+        luma_hor_8u_edges<O, -1>(p, step, b, bs);
+}
+
 // Calls whose tc0 all fit the byte filters take them; the others keep the
-// lane filters, with one copy per tc width so that no edge tests it.
+// lane filters.
 template <class O>
 void luma_hor_8u_simd(Vek8u* p, Vek32s step, const Vek8u* alpha, const Vek8u* beta, const Vek8u* tc0,
                       const Vek8u* bs) {
@@ -399,11 +412,7 @@ void luma_hor_8u_simd(Vek8u* p, Vek32s step, const Vek8u* alpha, const Vek8u* be
 #endif
         if constexpr (O::kLanes == 8) return luma_hor_8u_bytes<O>(p, step, alpha, beta, tc0, bs);
     }
-    LumaParams<O> b;
-    if (luma_params(b, alpha, beta, tc0, bs))
-        luma_hor_8u_edges<O, 0xFF>(p, step, b, bs);
-    else
-        luma_hor_8u_edges<O, -1>(p, step, b, bs);
+    luma_hor_8u_lanes<O>(p, step, alpha, beta, tc0, bs);
 }
 
 template <class O, int kTcMask>
