@@ -212,54 +212,76 @@ void fwd8x8_32bit(const Vek16s* src, __m256i (&r)[8]) {
     fwd8_pass<Lanes32x8>(r);
 }
 
-// ---- 8x8 transform of 8-bit residuals in pairs of vectors ------------------------
+// ---- 8x8 transform of 8-bit residuals in 16-bit lanes ----------------------------
 //
-// The butterfly works on pairs of 8-lane vectors, one pair per register, each
-// vector split across the halves: (a0-3 b0-3 | a4-7 b4-7). Swapping the two
-// vectors of a pair is then a shuffle within each half. Rows loaded as
-// (r0 | r4), (r1 | r5), (r2 | r6), (r3 | r7) transpose within the halves to
-// the column pairs (c0 c1), (c2 c3), (c5 c4), (c7 c6) the butterfly wants;
-// its outputs (y0 y4), (y1 y5), (y2 y6), (y3 y7) take one cross-half
-// permute each back to the form of the rows, for the column pass and for
-// the stores.
+// The block stays in four registers of two rows each, lane 0 holding rows 0,
+// 7, 3 and 4 and lane 1 rows 1, 6, 2 and 5: the partners of the column pass's
+// butterfly. A transpose within the lanes turns each lane's four rows into
+// eight columns of four values, two a register in the halves of the lane, for
+// the row pass; another one turns its results back into whole rows, in the
+// registers they were loaded in, for the column pass. Nothing crosses lanes
+// but the column pass itself, where a row of one lane meets one of the other.
+//
+// Both passes take their inputs as the pairs (x0 | x1), (x7 | x6), (x3 | x2),
+// (x4 | x5), whose two parts are the halves of each lane in the row pass and
+// the two lanes in the column pass. An output is formed in one part of its
+// register only, the other part holding a value of no use: a register of two
+// outputs would cost a blend or sign flips on the longest path. The
+// transposes and the stores read each output from its part.
 
-inline __m256i swap_pair(__m256i v) { return _mm256_shuffle_epi32(v, 0x4E); }
-// (a0-3 b0-3 | a4-7 b4-7) -> (a | b), and back again.
-inline __m256i split_to_halves(__m256i v) { return _mm256_permute4x64_epi64(v, 0xD8); }
-// The same for (b0-3 a0-3 | b4-7 a4-7): the swap folded into the permute.
-inline __m256i split_swapped_to_halves(__m256i v) { return _mm256_permute4x64_epi64(v, 0x8D); }
-
-inline void transpose8x8_pairs(__m256i (&v)[4]) {
-    const __m256i t0 = _mm256_unpacklo_epi16(v[0], v[1]), t1 = _mm256_unpackhi_epi16(v[0], v[1]);
-    const __m256i t2 = _mm256_unpacklo_epi16(v[2], v[3]), t3 = _mm256_unpackhi_epi16(v[2], v[3]);
-    // Rows 0-3 of two columns in the low half, rows 4-7 in the high half.
-    v[0] = _mm256_unpacklo_epi32(t0, t2);             // (c0 c1)
-    v[1] = _mm256_unpackhi_epi32(t0, t2);             // (c2 c3)
-    v[2] = swap_pair(_mm256_unpacklo_epi32(t1, t3));  // (c5 c4)
-    v[3] = swap_pair(_mm256_unpackhi_epi32(t1, t3));  // (c7 c6)
+inline __m256i swap_halves(__m256i v) { return _mm256_shuffle_epi32(v, 0x4E); }
+// The butterfly; y[k] holds output k in the first part for k = 0, 1, 6, 7 and
+// in the second for k = 2..5.
+inline void fwd8_pass_rows(const __m256i (&x)[4], __m256i (&y)[8]) {
+    const auto add = [](__m256i a, __m256i b) { return _mm256_add_epi16(a, b); };
+    const auto sub = [](__m256i a, __m256i b) { return _mm256_sub_epi16(a, b); };
+    const __m256i s1 = add(x[0], x[1]), d1 = sub(x[0], x[1]);  // (s07 | s16), (d07 | d16)
+    const __m256i s2 = add(x[2], x[3]), d2 = sub(x[2], x[3]);  // (s34 | s25), (d34 | d25)
+    const __m256i a01 = add(s1, s2), a23 = sub(s1, s2);         // (a0 | a1), (a2 | a3)
+    const __m256i h1 = add(d1, _mm256_srai_epi16(d1, 1)), h2 = add(d2, _mm256_srai_epi16(d2, 1));
+    const __m256i c01 = swap_halves(a01), c23 = swap_halves(a23);
+    const __m256i cs = swap_halves(add(d1, d2)), cd = swap_halves(sub(d1, d2));  // (d16 + d25 | ..), (d16 - d25 | ..)
+    const __m256i half23 = _mm256_srai_epi16(a23, 1);
+    y[0] = add(a01, c01);     // a0 + a1 in both parts
+    y[4] = sub(c01, a01);     // a0 - a1
+    y[2] = add(c23, half23);  // a2 + a3 / 2
+    y[6] = sub(half23, c23);  // a2 / 2 - a3
+    // a4 and a7 in the first part, a6 and a5 in the second.
+    const __m256i a4 = add(cs, h1), a6 = sub(cs, h1), a7 = add(cd, h2), a5 = sub(cd, h2);
+    y[1] = add(a4, _mm256_srai_epi16(a7, 2));
+    y[7] = sub(_mm256_srai_epi16(a4, 2), a7);
+    y[5] = sub(a6, _mm256_srai_epi16(a5, 2));
+    y[3] = add(a5, _mm256_srai_epi16(a6, 2));
 }
 
-// The 8-point butterfly on (x0 x1), (x2 x3), (x5 x4), (x7 x6); the results
-// come back as (y0 y4), (y1 y5), (y2 y6), (y7 y3), the last pair swapped
-// for the permute that follows.
-inline void fwd8_pass_pairs(__m256i (&v)[4]) {
-    const SimdConsts* c = simd_consts();
-    const __m256i plus_minus = const256(c->plus_minus), minus_plus = const256(c->minus_plus);
-    const __m256i s01 = _mm256_add_epi16(v[0], v[3]), d01 = _mm256_sub_epi16(v[0], v[3]);  // s07 s16, d07 d16
-    const __m256i s23 = _mm256_add_epi16(v[1], v[2]), d23 = _mm256_sub_epi16(v[1], v[2]);  // s25 s34, d25 d34
-    const __m256i s32 = swap_pair(s23);                                                     // s34 s25
-    const __m256i a01 = _mm256_add_epi16(s01, s32), a23 = _mm256_sub_epi16(s01, s32);      // a0 a1, a2 a3
-    const __m256i y04 = _mm256_add_epi16(swap_pair(a01), _mm256_sign_epi16(a01, plus_minus));
-    const __m256i y26 = _mm256_add_epi16(_mm256_srai_epi16(swap_pair(a23), 1), _mm256_sign_epi16(a23, plus_minus));
-    const __m256i h01 = _mm256_add_epi16(d01, _mm256_srai_epi16(d01, 1));  // d + d / 2 of d07, d16
-    const __m256i h23 = _mm256_add_epi16(d23, _mm256_srai_epi16(d23, 1));  // of d25, d34
-    const __m256i d10 = swap_pair(d01);                                     // d16 d07
-    // a4 a6 = h07 + d16 + d25, -h16 + d07 + d34; a7 a5 = h34 + d16 - d25, -h25 + d07 - d34.
-    const __m256i a46 = _mm256_add_epi16(_mm256_add_epi16(_mm256_sign_epi16(h01, plus_minus), d10), d23);
-    const __m256i a75 = _mm256_sub_epi16(_mm256_add_epi16(_mm256_sign_epi16(swap_pair(h23), plus_minus), d10), d23);
-    const __m256i y15 = _mm256_add_epi16(a46, _mm256_sign_epi16(_mm256_srai_epi16(a75, 2), plus_minus));
-    const __m256i y73 = _mm256_add_epi16(_mm256_srai_epi16(a46, 2), _mm256_sign_epi16(a75, minus_plus));
-    v[0] = y04, v[1] = y15, v[2] = y26, v[3] = y73;
+// The column pass, on pairs of rows (x0 | x1), (x7 | x6), (x3 | x2), (x4 | x5):
+// every output is formed in the high lane, where a copy of a low lane
+// arrives in one cycle (moving a high lane down takes three).
+template <class Store>
+inline void fwd8_pass_high(const __m256i (&x)[4], Store store) {
+    const auto add = [](__m256i a, __m256i b) { return _mm256_add_epi16(a, b); };
+    const auto sub = [](__m256i a, __m256i b) { return _mm256_sub_epi16(a, b); };
+    const auto up = [](__m256i v) { return _mm256_inserti128_si256(v, _mm256_castsi256_si128(v), 1); };
+    const __m256i s1 = add(x[0], x[1]), d1 = sub(x[0], x[1]);  // (s07 | s16), (d07 | d16)
+    const __m256i s2 = add(x[2], x[3]), d2 = sub(x[2], x[3]);  // (s34 | s25), (d34 | d25)
+    const __m256i a01 = add(s1, s2), a23 = sub(s1, s2);         // (a0 | a1), (a2 | a3)
+    const __m256i ds = add(d1, d2), dd = sub(d1, d2);           // (d07 + d34 | d16 + d25), (d07 - d34 | d16 - d25)
+    const __m256i u01 = up(a01), u23 = up(a23), half23 = _mm256_srai_epi16(a23, 1);
+    store(0, add(u01, a01));
+    store(4, sub(u01, a01));
+    store(2, add(u23, half23));
+    store(6, sub(_mm256_srai_epi16(u23, 1), a23));
+    // a4 and a7 take d07 + d07 / 2 and d34 + d34 / 2 from the copied low
+    // lanes; a6 and a5 take d07 + d34 and d07 - d34.
+    const __m256i e1 = up(d1), e2 = up(d2);
+    const __m256i a4 = add(add(ds, e1), _mm256_srai_epi16(e1, 1));
+    const __m256i a7 = add(add(dd, e2), _mm256_srai_epi16(e2, 1));
+    const __m256i a6 = sub(up(ds), add(d1, _mm256_srai_epi16(d1, 1)));
+    const __m256i a5 = sub(up(dd), add(d2, _mm256_srai_epi16(d2, 1)));
+    store(1, add(a4, _mm256_srai_epi16(a7, 2)));
+    store(7, sub(_mm256_srai_epi16(a4, 2), a7));
+    store(5, sub(a6, _mm256_srai_epi16(a5, 2)));
+    store(3, add(a5, _mm256_srai_epi16(a6, 2)));
 }
 
 // Blocks with wider values, out of the way of the usual path.
@@ -280,47 +302,51 @@ inline void fwd8_pass_pairs(__m256i (&v)[4]) {
 }
 
 template <class Out>
-void fwd8x8_pairs(const Vek16s* src, Out* dst) {
+[[gnu::always_inline]] inline void fwd8x8_rows(const Vek16s* src, Out* dst) {
     Vek16s* dst16 = nullptr;
     Vek32s* dst32 = nullptr;
     if constexpr (sizeof(Out) == 2) dst16 = dst;
     else dst32 = dst;
     const auto row = [src](int r) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(src + 8 * r)); };
-    __m256i v[4];
-    for (int k = 0; k < 4; ++k) v[k] = _mm256_inserti128_si256(_mm256_castsi128_si256(row(k)), row(k + 4), 1);
+    const auto rows = [&](int lo, int hi) { return _mm256_inserti128_si256(_mm256_castsi128_si256(row(lo)), row(hi), 1); };
+    const __m256i r01 = load256(src), r76 = rows(7, 6), r32 = rows(3, 2), r45 = load256(src + 32);
     // Every value within -256..255: (x + 256) has no bit above the ninth.
     const SimdConsts* c = simd_consts();
     const __m256i bias = const256(c->bias);
-    const __m256i any = _mm256_or_si256(_mm256_or_si256(_mm256_add_epi16(v[0], bias), _mm256_add_epi16(v[1], bias)),
-                                        _mm256_or_si256(_mm256_add_epi16(v[2], bias), _mm256_add_epi16(v[3], bias)));
+    const __m256i any = _mm256_or_si256(_mm256_or_si256(_mm256_add_epi16(r01, bias), _mm256_add_epi16(r76, bias)),
+                                        _mm256_or_si256(_mm256_add_epi16(r32, bias), _mm256_add_epi16(r45, bias)));
     if (!_mm256_testz_si256(any, const256(c->high_bits)))
         return fwd8x8_wide(src, dst16, dst32);
-    transpose8x8_pairs(v);
-    fwd8_pass_pairs(v);
-    for (int k = 0; k < 3; ++k) v[k] = split_to_halves(v[k]);
-    v[3] = split_swapped_to_halves(v[3]);
-    transpose8x8_pairs(v);
-    fwd8_pass_pairs(v);
-    // v[k] holds output rows k and k + 4.
-    for (int k = 0; k < 4; ++k) {
-        const __m256i rows = k < 3 ? split_to_halves(v[k]) : split_swapped_to_halves(v[k]);
-        const __m128i lo = _mm256_castsi256_si128(rows), hi = _mm256_extracti128_si256(rows, 1);
-        if constexpr (sizeof(Out) == 4) {
-            _mm256_storeu_si256(reinterpret_cast<__m256i*>(dst32 + 8 * k), _mm256_cvtepi16_epi32(lo));
-            _mm256_storeu_si256(reinterpret_cast<__m256i*>(dst32 + 8 * (k + 4)), _mm256_cvtepi16_epi32(hi));
-        } else {
-            _mm_storeu_si128(reinterpret_cast<__m128i*>(dst16 + 8 * k), lo);
-            _mm_storeu_si128(reinterpret_cast<__m128i*>(dst16 + 8 * (k + 4)), hi);
-        }
-    }
+    // Columns 0-3 and 4-7 of the four rows of each lane, then pairs of columns.
+    const __m256i t0 = _mm256_unpacklo_epi16(r01, r76), t1 = _mm256_unpackhi_epi16(r01, r76);
+    const __m256i t2 = _mm256_unpacklo_epi16(r32, r45), t3 = _mm256_unpackhi_epi16(r32, r45);
+    const __m256i cols[4] = {_mm256_unpacklo_epi32(t0, t2), swap_halves(_mm256_unpackhi_epi32(t1, t3)),
+                             swap_halves(_mm256_unpackhi_epi32(t0, t2)), _mm256_unpacklo_epi32(t1, t3)};
+    __m256i y[8];
+    fwd8_pass_rows(cols, y);
+    // Back to rows: each lane's four rows as (y0 y1 y2 y3 | y4 y5 y6 y7), each
+    // output taken from the half that holds it.
+    const __m256i u01 = _mm256_unpacklo_epi16(y[0], y[1]), u23 = _mm256_unpackhi_epi16(y[2], y[3]);
+    const __m256i u45 = _mm256_unpackhi_epi16(y[4], y[5]), u67 = _mm256_unpacklo_epi16(y[6], y[7]);
+    const __m256i v0 = _mm256_unpacklo_epi32(u01, u23), v1 = _mm256_unpackhi_epi32(u01, u23);
+    const __m256i v2 = _mm256_unpacklo_epi32(u45, u67), v3 = _mm256_unpackhi_epi32(u45, u67);
+    const __m256i mid[4] = {_mm256_unpacklo_epi64(v0, v2), _mm256_unpackhi_epi64(v0, v2),
+                            _mm256_unpacklo_epi64(v1, v3), _mm256_unpackhi_epi64(v1, v3)};
+    fwd8_pass_high(mid, [&](int k, __m256i y) {
+        const __m128i v = _mm256_extracti128_si256(y, 1);
+        if constexpr (sizeof(Out) == 4)
+            _mm256_storeu_si256(reinterpret_cast<__m256i*>(dst32 + 8 * k), _mm256_cvtepi16_epi32(v));
+        else
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(dst16 + 8 * k), v);
+    });
 }
 
 VekStatus fwd8x8_avx2(const Vek16s* src, Vek16s* dst) {
-    fwd8x8_pairs(src, dst);
+    fwd8x8_rows(src, dst);
     return vekStsOk;
 }
 VekStatus fwd8x8_32_avx2(const Vek16s* src, Vek32s* dst) {
-    fwd8x8_pairs(src, dst);
+    fwd8x8_rows(src, dst);
     return vekStsOk;
 }
 
