@@ -255,29 +255,27 @@ inline void fwd8_pass_rows(const __m256i (&x)[4], __m256i (&y)[8]) {
 }
 
 // The column pass, on pairs of rows (x0 | x1), (x7 | x6), (x3 | x2), (x4 | x5):
-// every output is formed in the high lane, where a copy of a low lane
-// arrives in one cycle (moving a high lane down takes three).
+// every output is formed in the low lane, so that it is stored as it is. The
+// high lanes come down for four values only (a1, a3, d16 and d25); d16 + d25
+// and d16 - d25 are then one add away, not two more lane moves.
 template <class Store>
-inline void fwd8_pass_high(const __m256i (&x)[4], Store store) {
+inline void fwd8_pass_low(const __m256i (&x)[4], Store store) {
     const auto add = [](__m256i a, __m256i b) { return _mm256_add_epi16(a, b); };
     const auto sub = [](__m256i a, __m256i b) { return _mm256_sub_epi16(a, b); };
-    const auto up = [](__m256i v) { return _mm256_inserti128_si256(v, _mm256_castsi256_si128(v), 1); };
+    const auto down = [](__m256i v) { return _mm256_castsi128_si256(_mm256_extracti128_si256(v, 1)); };
+    const auto half = [](__m256i v) { return _mm256_srai_epi16(v, 1); };
     const __m256i s1 = add(x[0], x[1]), d1 = sub(x[0], x[1]);  // (s07 | s16), (d07 | d16)
     const __m256i s2 = add(x[2], x[3]), d2 = sub(x[2], x[3]);  // (s34 | s25), (d34 | d25)
     const __m256i a01 = add(s1, s2), a23 = sub(s1, s2);         // (a0 | a1), (a2 | a3)
-    const __m256i ds = add(d1, d2), dd = sub(d1, d2);           // (d07 + d34 | d16 + d25), (d07 - d34 | d16 - d25)
-    const __m256i u01 = up(a01), u23 = up(a23), half23 = _mm256_srai_epi16(a23, 1);
-    store(0, add(u01, a01));
-    store(4, sub(u01, a01));
-    store(2, add(u23, half23));
-    store(6, sub(_mm256_srai_epi16(u23, 1), a23));
-    // a4 and a7 take d07 + d07 / 2 and d34 + d34 / 2 from the copied low
-    // lanes; a6 and a5 take d07 + d34 and d07 - d34.
-    const __m256i e1 = up(d1), e2 = up(d2);
-    const __m256i a4 = add(add(ds, e1), _mm256_srai_epi16(e1, 1));
-    const __m256i a7 = add(add(dd, e2), _mm256_srai_epi16(e2, 1));
-    const __m256i a6 = sub(up(ds), add(d1, _mm256_srai_epi16(d1, 1)));
-    const __m256i a5 = sub(up(dd), add(d2, _mm256_srai_epi16(d2, 1)));
+    const __m256i a1 = down(a01), a3 = down(a23), d16 = down(d1), d25 = down(d2);
+    store(0, add(a01, a1));
+    store(4, sub(a01, a1));
+    store(2, add(a23, half(a3)));
+    store(6, sub(half(a23), a3));
+    const __m256i a4 = add(add(d16, d25), add(d1, half(d1)));    // d16 + d25 + 1.5 d07
+    const __m256i a7 = add(sub(d16, d25), add(d2, half(d2)));    // d16 - d25 + 1.5 d34
+    const __m256i a6 = sub(add(d1, d2), add(d16, half(d16)));    // d07 + d34 - 1.5 d16
+    const __m256i a5 = sub(sub(d1, d2), add(d25, half(d25)));    // d07 - d34 - 1.5 d25
     store(1, add(a4, _mm256_srai_epi16(a7, 2)));
     store(7, sub(_mm256_srai_epi16(a4, 2), a7));
     store(5, sub(a6, _mm256_srai_epi16(a5, 2)));
@@ -332,8 +330,8 @@ template <class Out>
     const __m256i v2 = _mm256_unpacklo_epi32(u45, u67), v3 = _mm256_unpackhi_epi32(u45, u67);
     const __m256i mid[4] = {_mm256_unpacklo_epi64(v0, v2), _mm256_unpackhi_epi64(v0, v2),
                             _mm256_unpacklo_epi64(v1, v3), _mm256_unpackhi_epi64(v1, v3)};
-    fwd8_pass_high(mid, [&](int k, __m256i y) {
-        const __m128i v = _mm256_extracti128_si256(y, 1);
+    fwd8_pass_low(mid, [&](int k, __m256i y) {
+        const __m128i v = _mm256_castsi256_si128(y);
         if constexpr (sizeof(Out) == 4)
             _mm256_storeu_si256(reinterpret_cast<__m256i*>(dst32 + 8 * k), _mm256_cvtepi16_epi32(v));
         else
