@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
 
 #include "frame/dispatch.h"
@@ -83,6 +84,8 @@ ChromaInterpTable reference_chroma_interp_table() {
 ChromaInterpTable make_chroma_interp_table(CpuFlags flags) {
     ChromaInterpTable t = reference_chroma_interp_table();
     if constexpr (kSimdBuilt) apply_simd_levels(t, flags, init_chroma_interp_table_sse41, init_chroma_interp_table_avx2);
+    for (int i = 0; i < kChromaWidthClasses * 64; ++i)
+        t.chroma_8u_by_frac[i] = t.chroma_8u[(i >> 6) * kChromaKinds + chroma_kind(i & 7, (i >> 3) & 7)];
     return t;
 }
 
@@ -120,8 +123,14 @@ using vek::h264::chroma_kind;
 
 namespace {
 
-// An odd height or a width bit other than 1 to 3, in one branch.
-bool bad_size_8u(VekRoi roi) { return ((roi.height & 1) | (roi.width & ~14)) != 0; }
+// An odd height or a width bit other than 1 to 3: one test of the record as
+// a word (width low, height high), which needs no register but the mask's.
+bool bad_size_8u(VekRoi roi) {
+    static_assert(sizeof(VekRoi) == 8 && offsetof(VekRoi, width) == 0 && offsetof(VekRoi, height) == 4);
+    std::uint64_t sizes;
+    std::memcpy(&sizes, &roi, sizeof sizes);
+    return (sizes & 0x1'FFFF'FFF1ull) != 0;
+}
 
 bool bad_size_16u(Vek32s width, Vek32s height) {
     auto ok = [](Vek32s v) { return v == 2 || v == 4 || v == 8 || v == 16; };
@@ -195,10 +204,10 @@ VekStatus interpolate_chroma_rows_16u(const VekInterpolationLuma_16u* p, RowOf r
 // The kernel's status is the call's: the shell ends in a jump to it.
 VekStatus vekiInterpolateChroma_H264_8u_C1R(const Vek8u* pSrc, Vek32s srcStep, Vek8u* pDst, Vek32s dstStep,
                                             Vek32s dx, Vek32s dy, VekRoi roi) {
-    const Vek32s frac = chroma_frac(dx, dy);
     if (const VekStatus st = check_chroma_8u(pSrc, pDst, dx, dy, roi); st != vekStsOk) return st;
-    const auto index = static_cast<Vek32u>(roi.width & 12) + vek::h264::kChromaKindOfFrac[static_cast<Vek32u>(frac)];
-    return chroma_interp_kernels().chroma_8u[index](pSrc, srcStep, pDst, dstStep, frac, roi.height);
+    const Vek32s frac = chroma_frac(dx, dy);
+    const auto index = static_cast<Vek32u>(roi.width & 12) * 16 + static_cast<Vek32u>(frac);
+    return chroma_interp_kernels().chroma_8u_by_frac[index](pSrc, srcStep, pDst, dstStep, frac, roi.height);
 }
 
 VekStatus vekiInterpolateChroma_H264_8u_C2P2R(const Vek8u* pSrc, Vek32s srcStep, Vek8u* pDstFirst,

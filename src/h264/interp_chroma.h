@@ -37,13 +37,6 @@ constexpr int chroma_class_width(int width) {
 using ChromaInterp8uFn = VekStatus(const Vek8u* src, Vek32s srcStep, Vek8u* dst, Vek32s dstStep, Vek32s frac,
                                    Vek32s height);
 constexpr Vek32s chroma_frac(Vek32s dx, Vek32s dy) { return 8 * dy + dx; }
-// chroma_kind by chroma_frac: one load where the tests would take a handful of
-// instructions and registers in the shortest shell.
-inline constexpr std::array<Vek8u, 64> kChromaKindOfFrac = [] {
-    std::array<Vek8u, 64> k{};
-    for (int f = 0; f < 64; ++f) k[f] = static_cast<Vek8u>(chroma_kind(f & 7, f >> 3));
-    return k;
-}();
 // NV12 splitter: separates the interleaved pairs at src into two planes of
 // pitch kSplitPitch, the second kSplitSecond bytes after the first, with the
 // extra column and row the kind needs (class width + 1 pairs, height + 1 rows).
@@ -66,6 +59,9 @@ struct ChromaInterpTable {
     // own_InterpolateChroma_H264_16u: the full formula whatever dx and dy, so
     // it always reads the column to the right and the row below.
     ChromaInterp16uFn* chroma_16u_full;
+    // chroma_8u again, by (width & 12) * 16 + chroma_frac: the exported
+    // function's one look-up, no kind table between the call and the kernel.
+    std::array<ChromaInterp8uFn*, kChromaWidthClasses * 64> chroma_8u_by_frac;
 };
 
 ChromaInterpTable make_chroma_interp_table(CpuFlags flags);

@@ -67,14 +67,15 @@ TEST(ChromaInterpolation, ChecksInOrder) {
     EXPECT_EQ(vekiInterpolateChromaBlock_H264_8u_C2P2R(&b), vekStsSizeErr);   // pDst[1] is not tested
 }
 
-// Widths 6 and 12 take the 4- and 8-wide kernels (width & 12) and write only
-// their columns; the plain 16-bit function at the same fractions.
+// Every width class: widths 6 and 12 take the 4- and 8-wide kernels (width &
+// 12) and write only their columns; the plain 16-bit function at the same
+// fractions.
 TEST(ChromaInterpolation, MatchesModelAtEveryFractionAndWidthClass) {
     std::mt19937 rng(7);
     std::vector<Vek8u> plane(32 * 24);
     std::vector<Vek16u> plane16(32 * 24);
     for (std::size_t i = 0; i < plane.size(); ++i) plane[i] = static_cast<Vek8u>(rng()), plane16[i] = Vek16u(rng());
-    for (const auto& [width, written] : {std::pair{2, 2}, {6, 4}, {12, 8}})
+    for (const auto& [width, written] : {std::pair{2, 2}, {6, 4}, {8, 8}, {12, 8}})
         for (int f = 0; f < 64; ++f) {
             const int dx = f & 7, dy = f >> 3;
             std::vector<Vek8u> dst(16 * 4, 0xEE);
