@@ -162,6 +162,11 @@ VekStatus column_block16(const Vek8u* src, Vek32s srcStep, Vek8u* dst, Vek32s ds
     __m256i lo_b = _mm256_unpacklo_epi8(x_even, x_odd), hi_b = _mm256_unpackhi_epi8(x_even, x_odd);
 #pragma GCC unroll 8
     for (int y = 0; y < Rows; y += 2) {
+        // The diagonals' b comes first: its shuffles then issue beside the
+        // multiplies of the column filter instead of after them, as the code
+        // keeps the order it is written in.
+        __m256i b = _mm256_setzero_si256();
+        if constexpr (dx != 0) b = b_two_rows(b_row + y * ss, ss);
         r[y + 5] = _mm256_broadcastsi128_si256(loadu(c + (y + 5) * ss));
         r[y + 6] = _mm256_broadcastsi128_si256(loadu(c + (y + 6) * ss));
         const __m256i x_c = join(r[y + 4], r[y + 5]), x_d = join(r[y + 5], r[y + 6]);
@@ -170,7 +175,7 @@ VekStatus column_block16(const Vek8u* src, Vek32s srcStep, Vek8u* dst, Vek32s ds
                                           round5(Y{three_taps(hi_a, hi_b, hi_c)}).v);
         if constexpr (dx == 0 && dy == 1) out = _mm256_avg_epu8(out, x_even);
         if constexpr (dx == 0 && dy == 3) out = _mm256_avg_epu8(out, x_odd);
-        if constexpr (dx != 0) out = _mm256_avg_epu8(out, b_two_rows(b_row + y * ss, ss));
+        if constexpr (dx != 0) out = _mm256_avg_epu8(out, b);
         store_two_rows(dst + y * ds, ds, out);
         lo_a = lo_b, hi_a = hi_b, lo_b = lo_c, hi_b = hi_c, x_even = x_c, x_odd = x_d;
     }
