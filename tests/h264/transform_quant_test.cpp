@@ -1,6 +1,7 @@
-// Forward 4x4 transform, quantisation and the DC paths: argument checks,
-// answers worked out by hand, and round trips through the library's decoding
-// side, which must reconstruct what the encoder's own loop expects.
+// Forward 4x4 and 8x8 transforms, quantisation and the DC paths: argument
+// checks, answers worked out by hand, the 8x8 scale tables against plain
+// division, and round trips through the library's decoding side, which must
+// reconstruct what the encoder's own loop expects.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -17,6 +18,8 @@ namespace {
 #define OK(call) ASSERT_EQ((call), vekStsOk)
 
 using Block = std::array<Vek16s, 16>;
+using Block64 = std::array<Vek16s, 64>;
+using Block64x32 = std::array<Vek32s, 64>;
 constexpr std::array<Vek16s, 16> kRasterToZigzag = {0, 1, 5, 6, 2, 4, 7, 12, 3, 8, 11, 13, 9, 10, 14, 15};
 
 // Each row: the call (the arguments not named are valid), then the status.
@@ -27,7 +30,11 @@ TEST(TransformQuant, ChecksInOrder) {
     Vek8s n8 = 0;
     Vek16u p[16] = {};
     const Vek16s* z = kRasterToZigzag.data();
-    const Vek8u list[16] = {};
+    const Vek8u list[64] = {};
+    Block64 a{}, b{};
+    Block64x32 c{};
+    std::array<Vek8u, 64> p8{};
+    std::array<Vek16u, 64> p16{};
     const std::pair<VekStatus, VekStatus> cases[] = {
         {vekiTransformQuantFwd4x4_H264_16s_C1(s.data(), d.data(), 99, &n, 0, nullptr, &l, nullptr), vekStsNullPtrErr},
         {vekiTransformQuantFwd4x4_H264_16s_C1(s.data(), d.data(), 52, &n, 0, z, &l, nullptr), vekStsOutOfRangeErr},
@@ -56,6 +63,20 @@ TEST(TransformQuant, ChecksInOrder) {
          vekStsNullPtrErr},
         {vekiTransformQuantChromaDC_H264_16s_C1I(s.data(), t.data(), 40, &n8, 0, 0), vekStsOutOfRangeErr},
         {vekiTransformQuantResidual_H264_16s_C1I(nullptr, 0, nullptr, 0, nullptr, nullptr), vekStsNullPtrErr},
+        // The 8x8 path.
+        {vekiGenScaleLevel8x8_H264_8u16s_D2(nullptr, 8, a.data(), b.data(), 6), vekStsNullPtrErr},
+        {vekiGenScaleLevel8x8_H264_8u16s_D2(list, 8, a.data(), b.data(), 6), vekStsQpRangeErr},
+        {vekiQuantLuma8x8_H264_16s_C1(a.data(), b.data(), 8, 0, a.data(), a.data(), &n, &l), vekStsOk},
+        {vekiQuantLuma8x8_H264_16s_C1(a.data(), b.data(), 9, 0, a.data(), a.data(), &n, &l), vekStsQpRangeErr},
+        {vekiQuantLuma8x8_H264_16s_C1(a.data(), b.data(), -1, 0, a.data(), a.data(), &n, &l), vekStsQpRangeErr},
+        {vekiQuantLuma8x8_H264_16s_C1(a.data(), b.data(), 9, 0, a.data(), nullptr, &n, &l), vekStsNullPtrErr},
+        {vekiQuantLuma8x8_H264_32s_C1(c.data(), c.data(), 14, 0, a.data(), a.data(), &n, &l), vekStsOk},
+        {vekiQuantLuma8x8Inv_H264_16s_C1I(a.data(), 9, b.data()), vekStsQpRangeErr},
+        {vekiQuantInvLuma8x8_H264_32s_C1I(c.data(), 99, nullptr), vekStsNullPtrErr},
+        {vekiTransformLuma8x8Fwd_H264_16s_C1I(nullptr), vekStsNullPtrErr},
+        {vekiTransformLuma8x8InvAddPred_H264_16s8u_C1R(p8.data(), 8, a.data(), nullptr, 8), vekStsNullPtrErr},
+        {vekiTransformInvAddPredLuma8x8_H264_32s16u_C1R(p16.data(), 8, c.data(), p16.data(), 8, 15),
+         vekStsOutOfRangeErr},
     };
     for (std::size_t i = 0; i < std::size(cases); ++i) EXPECT_EQ(cases[i].first, cases[i].second) << "case " << i;
 }
@@ -215,6 +236,94 @@ TEST(TransformQuant, InvAddPredMatchesTheDecoder) {
                     EXPECT_EQ(got16[k], want[k]) << "place " << k;
                 }
         }
+    }
+}
+
+// The factors by QPRem and position class: known values, and the weighted
+// tables as the flat ones scaled (inverse) or divided (forward) by the weight.
+TEST(Transform8x8, ScaleTablesAreTheFloorOfTheQuotient) {
+    std::array<Vek8u, 64> list{}, one{};
+    one.fill(1);
+    for (int w = 0; w < 256; ++w) {
+        list.fill(static_cast<Vek8u>(w));
+        for (int rem = 0; rem < 6; ++rem) {
+            Block64 inv{}, fwd{}, flat_inv{}, flat_fwd{};
+            OK(vekiGenScaleLevel8x8_H264_8u16s_D2(list.data(), 8, inv.data(), fwd.data(), rem));
+            OK(vekiGenScaleLevel8x8_H264_8u16s_D2(one.data(), 8, flat_inv.data(), flat_fwd.data(), rem));
+            for (int k = 0; k < 64; ++k) {
+                // With a weight of 1 the tables are the plain factors.
+                EXPECT_EQ(inv[k], w * flat_inv[k]);
+                // A weight of 0 has no reciprocal: both corrections step up from 0.
+                EXPECT_EQ(fwd[k], w ? flat_fwd[k] / w : 2) << "w " << w << " rem " << rem << " place " << k;
+            }
+            if (w == 1) {
+                constexpr Vek16s kDc[6] = {13107, 11916, 10082, 9362, 8192, 7282};
+                constexpr Vek16s kOddOdd[6] = {11428, 10826, 8943, 8228, 7346, 6428};
+                constexpr Vek16s kInv22[6] = {32, 35, 42, 45, 51, 58};
+                EXPECT_EQ(flat_fwd[0], kDc[rem]);
+                EXPECT_EQ(flat_fwd[9], kOddOdd[rem]);
+                EXPECT_EQ(flat_inv[18], kInv22[rem]);
+            }
+        }
+    }
+    // srcStep moves the row pointer: the second row of a padded list.
+    std::array<Vek8u, 16 * 8> padded{};
+    for (int r = 0; r < 8; ++r) padded[16 * r] = static_cast<Vek8u>(r + 1);
+    Block64 inv{}, fwd{};
+    OK(vekiGenScaleLevel8x8_H264_8u16s_D2(padded.data(), 16, inv.data(), fwd.data(), 0));
+    EXPECT_EQ(inv[8], 2 * 19);
+    EXPECT_EQ(inv[9], 0);
+}
+
+TEST(Transform8x8, RoundTripOntoThePrediction) {
+    std::mt19937 rng(808);
+    std::array<Vek8u, 64> flat{};
+    flat.fill(16);
+    Block64 scan{};
+    for (int k = 0; k < 64; ++k) scan[k] = static_cast<Vek16s>(63 - k);  // any map serves the count
+    for (int qp = 0; qp <= 51; ++qp) {
+        Block64 inv{}, fwd{};
+        OK(vekiGenScaleLevel8x8_H264_8u16s_D2(flat.data(), 8, inv.data(), fwd.data(), qp % 6));
+        double sse = 0;
+        for (int b = 0; b < 40; ++b) {
+            std::array<Vek8u, 64> pred{}, out{};
+            std::array<Vek16u, 64> pred16{}, out16{};
+            Block64 res{};
+            for (int k = 0; k < 64; ++k) {
+                pred[k] = static_cast<Vek8u>(rng() % 256);
+                pred16[k] = pred[k];
+                res[k] = static_cast<Vek16s>(static_cast<int>(rng() % 256) - pred[k]);  // the source is 0..255
+            }
+            Block64 t{}, lv{};
+            Block64x32 t32{}, lv32{};
+            OK(vekiTransformFwdLuma8x8_H264_16s_C1(res.data(), t.data()));
+            OK(vekiTransformFwdLuma8x8_H264_16s32s_C1(res.data(), t32.data()));
+            Block64 in_place = res;
+            OK(vekiTransformLuma8x8Fwd_H264_16s_C1I(in_place.data()));
+            ASSERT_EQ(in_place, t);
+            Vek32s n = 0, last = 0, n32 = 0, last32 = 0;
+            OK(vekiQuantLuma8x8_H264_16s_C1(t.data(), lv.data(), qp / 6, b & 1, fwd.data(), scan.data(), &n, &last));
+            OK(vekiQuantLuma8x8_H264_32s_C1(t32.data(), lv32.data(), qp / 6, b & 1, fwd.data(), scan.data(), &n32,
+                                            &last32));
+            int count = 0, high = 0;
+            for (int k = 0; k < 64; ++k) {
+                ASSERT_EQ(t32[k], t[k]);
+                ASSERT_EQ(lv32[k], lv[k]);
+                if (lv[k]) ++count, high = std::max(high, 63 - k);
+            }
+            EXPECT_EQ(std::tie(n, last, n32, last32), std::tie(count, high, count, high));
+            OK(vekiQuantLuma8x8Inv_H264_16s_C1I(lv.data(), qp / 6, inv.data()));
+            OK(vekiQuantInvLuma8x8_H264_32s_C1I(lv32.data(), qp / 6, inv.data()));
+            OK(vekiTransformLuma8x8InvAddPred_H264_16s8u_C1R(pred.data(), 8, lv.data(), out.data(), 8));
+            OK(vekiTransformInvAddPredLuma8x8_H264_32s16u_C1R(pred16.data(), 8, lv32.data(), out16.data(), 8, 8));
+            for (int k = 0; k < 64; ++k) {
+                ASSERT_EQ(out16[k], out[k]) << "QP " << qp;
+                const int e = out[k] - (pred[k] + res[k]);
+                sse += e * e;
+            }
+        }
+        // The mean squared error stays within a third of the step's square.
+        EXPECT_LE(sse / (40 * 64), qstep(qp) * qstep(qp) / 3 + 0.5) << "QP " << qp;
     }
 }
 

@@ -1,11 +1,23 @@
-// Shared pieces of the kernel tests: instantiation at every level and sample comparison of planes.
+// Shared pieces of the kernel tests: instantiation at every level, the rule that a SIMD level overrides
+// every slot, and sample comparison of planes.
 #pragma once
 
+#include <string>
 #include <vector>
 
 #include "harness.h"
 
 namespace vek::test {
+
+// Whether a level's slot is its own kernel (`changed` from the level below),
+// to be compared with the reference. A SIMD level overrides every slot, so a
+// slot it leaves to the level below, unchecked, fails.
+inline bool own(const Level& level, bool changed, const std::string& name) {
+    if (!changed) {
+        EXPECT_EQ(level.flags, kCpuNone) << name << " is left to the level below";
+    }
+    return changed;
+}
 
 // True when the width x height samples of both planes are equal.
 template <class T>

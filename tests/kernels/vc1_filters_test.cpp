@@ -19,14 +19,6 @@ using Steps = std::vector<Vek32s>;
 
 class Vc1FilterKernels : public ::testing::TestWithParam<Level> {};
 
-// Whether `at` is this level's own kernel; a level with SIMD overrides them all.
-template <class Fn>
-bool own(const Level& level, Fn* at, Fn* below, const std::string& name) {
-    if (changed_at(at, below)) return true;
-    EXPECT_EQ(level.flags, vek::kCpuNone) << name << " is left to the level below";
-    return false;
-}
-
 // Smooth areas with a step of a few levels where lines cross the edge: most
 // lines pass the filter's tests, and small noise makes some fail.
 vc1::Filler soft_edge(bool vertical, int edge) {
@@ -45,7 +37,7 @@ TEST_P(Vc1FilterKernels, DeblockingMatchesReference) {
     // pair, or the unused 0) is passed to the kernels that take one.
     const auto check = [&](const std::string& name, auto* fn_at, auto* fn_below, auto* fn_ref, vc1::PlaneShape plane,
                            bool vertical, int edge, unsigned groups) {
-        if (!own(level, fn_at, fn_below, name)) return;
+        if (!own(level, changed_at(fn_at, fn_below), name)) return;
         for (const int quant : {0, 1, 3, 7, 16, 31, 300}) {
             const auto call = [quant, groups](auto* fn) {
                 return [=](const Ptrs& p, const Steps& s) {
@@ -91,7 +83,7 @@ TEST_P(Vc1FilterKernels, SmoothingMatchesReference) {
     // Not every level has its own 16-row kernel.
     const auto run = [&](const std::string& name, auto* fn_at, auto* fn_below, auto* fn_ref, std::vector<vc1::PlaneShape> planes,
                          auto call, bool optional = false) {
-        if (optional ? changed_at(fn_at, fn_below) : own(level, fn_at, fn_below, name))
+        if (optional ? changed_at(fn_at, fn_below) : own(level, changed_at(fn_at, fn_below), name))
             vc1::expect_same_effect(name + "/" + level.name, planes, call(fn_at), call(fn_ref), sample_like, 32);
     };
     const auto two_planes = [&](auto* fn, auto... extra) {
@@ -123,7 +115,7 @@ TEST_P(Vc1FilterKernels, RangeMappingMatchesReference) {
     const Level level = GetParam();
     const RangeMapTable at = make_range_map_table(level.flags), below = make_range_map_table(level_below(level).flags);
     const RangeMapTable ref = make_range_map_table(vek::kCpuNone);
-    if (!own(level, at.map, below.map, "range map")) return;
+    if (!own(level, changed_at(at.map, below.map), "range map")) return;
     for (int scale = 9; scale <= 16; ++scale)
         for (const int width : {1, 7, 8, 15, 16, 24, 33}) {
             const auto call = [scale, width](RangeMapFn* fn) {
