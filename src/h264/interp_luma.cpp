@@ -394,8 +394,9 @@ VekStatus vekiInterpolateBoundaryLumaBlock_H264_16u(Vek32s sideMask, VekInterpol
 VekStatus vekiInterpolateLuma_H264_8u_C1R(const Vek8u* pSrc, Vek32s srcStep, Vek8u* pDst, Vek32s dstStep, Vek32s dx,
                                           Vek32s dy, VekRoi roi) {
     // The position first: dx leaves the register the kernel takes the height
-    // in, and the shell needs no other register moves.
-    const auto position = static_cast<Vek32u>(4 * dy + dx);
+    // in, and the shell needs no other register moves. Unsigned, as dx and dy
+    // are not yet checked.
+    const Vek32u position = 4u * static_cast<Vek32u>(dy) + static_cast<Vek32u>(dx);
     if (const VekStatus st = check_8u(pSrc, pDst, dx, dy, roi); st != vekStsOk) return st;
     const auto index = (static_cast<Vek32u>(roi.width * 2) & 48) | position;  // luma_index_8u
     return luma_interp_kernels().luma_8u[index](pSrc, srcStep, pDst, dstStep, roi.height);

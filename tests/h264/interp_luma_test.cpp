@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <array>
+#include <climits>
 #include <random>
 #include <vector>
 
@@ -69,6 +70,8 @@ TEST(InterpolateLuma8u, ChecksInOrder) {
     };
     EXPECT_EQ(vekiInterpolateLumaBlock_H264_8u_P1R(nullptr), vekStsNullPtrErr);
     EXPECT_EQ(vekiInterpolateLumaBlock_H264_16u_P1R(nullptr), vekStsNullPtrErr);
+    // The shell forms its table index before the checks: extreme fractions must not overflow it.
+    EXPECT_EQ(vekiInterpolateLuma_H264_8u_C1R(s, 32, dst, 32, INT_MIN, INT_MAX, {16, 16}), vekStsBadArgErr);
     for (const auto& c : cases) {
         std::fill(std::begin(dst), std::end(dst), Vek8u(0x11));
         for (int form = 0; form < 3; ++form)
