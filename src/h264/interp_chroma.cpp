@@ -84,8 +84,10 @@ ChromaInterpTable reference_chroma_interp_table() {
 ChromaInterpTable make_chroma_interp_table(CpuFlags flags) {
     ChromaInterpTable t = reference_chroma_interp_table();
     if constexpr (kSimdBuilt) apply_simd_levels(t, flags, init_chroma_interp_table_sse41, init_chroma_interp_table_avx2);
-    for (int i = 0; i < kChromaWidthClasses * 64; ++i)
-        t.chroma_8u_by_frac[i] = t.chroma_8u[(i >> 6) * kChromaKinds + chroma_kind(i & 7, (i >> 3) & 7)];
+    for (int width = 0; width < 16; width += 4)
+        for (int frac = 0; frac < 64; ++frac)
+            t.chroma_8u_by_frac[chroma_frac_index_8u(width, frac)] =
+                t.chroma_8u[chroma_index_8u(width, frac & 7, frac >> 3)];
     return t;
 }
 
@@ -119,6 +121,7 @@ void launch_h264_interpolate_chroma_nv12touv(const ChromaInterpTable& t, int ind
 using vek::h264::chroma_index_8u;
 using vek::h264::chroma_interp_kernels;
 using vek::h264::chroma_frac;
+using vek::h264::chroma_frac_index_8u;
 using vek::h264::chroma_kind;
 
 namespace {
@@ -206,8 +209,8 @@ VekStatus vekiInterpolateChroma_H264_8u_C1R(const Vek8u* pSrc, Vek32s srcStep, V
                                             Vek32s dx, Vek32s dy, VekRoi roi) {
     if (const VekStatus st = check_chroma_8u(pSrc, pDst, dx, dy, roi); st != vekStsOk) return st;
     const Vek32s frac = chroma_frac(dx, dy);
-    const auto index = static_cast<Vek32u>(roi.width & 12) * 16 + static_cast<Vek32u>(frac);
-    return chroma_interp_kernels().chroma_8u_by_frac[index](pSrc, srcStep, pDst, dstStep, frac, roi.height);
+    return chroma_interp_kernels().chroma_8u_by_frac[chroma_frac_index_8u(roi.width, frac)](
+        pSrc, srcStep, pDst, dstStep, frac, roi.height);
 }
 
 VekStatus vekiInterpolateChroma_H264_8u_C2P2R(const Vek8u* pSrc, Vek32s srcStep, Vek8u* pDstFirst,

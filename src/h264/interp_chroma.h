@@ -26,6 +26,10 @@ constexpr int chroma_kind(int dx, int dy) { return (dy != 0 ? 2 : 0) | (dx != 0 
 // Index of the 8-bit tables: width & 12 picks the row, so widths 4 and 6 run
 // the 4-wide kernels, 8 to 14 the 8-wide ones, 0 and 2 the 2-wide ones.
 constexpr int chroma_index_8u(int width, int dx, int dy) { return (width & 12) | chroma_kind(dx, dy); }
+// Index of chroma_8u_by_frac: the row of chroma_index_8u, then chroma_frac.
+constexpr unsigned chroma_frac_index_8u(int width, Vek32s frac) {
+    return static_cast<unsigned>(width & 12) * 16 + static_cast<unsigned>(frac);
+}
 constexpr int chroma_class_width(int width) {
     constexpr int kWidths[kChromaWidthClasses] = {2, 4, 8, 8};
     return kWidths[(width & 12) >> 2];
@@ -59,8 +63,8 @@ struct ChromaInterpTable {
     // own_InterpolateChroma_H264_16u: the full formula whatever dx and dy, so
     // it always reads the column to the right and the row below.
     ChromaInterp16uFn* chroma_16u_full;
-    // chroma_8u again, by (width & 12) * 16 + chroma_frac: the exported
-    // function's one look-up, no kind table between the call and the kernel.
+    // chroma_8u again, by chroma_frac_index_8u: the exported function's one
+    // look-up, with no kind test between the call and the kernel.
     std::array<ChromaInterp8uFn*, kChromaWidthClasses * 64> chroma_8u_by_frac;
 };
 

@@ -398,8 +398,8 @@ VekStatus vekiInterpolateLuma_H264_8u_C1R(const Vek8u* pSrc, Vek32s srcStep, Vek
     // are not yet checked.
     const Vek32u position = 4u * static_cast<Vek32u>(dy) + static_cast<Vek32u>(dx);
     if (const VekStatus st = check_8u(pSrc, pDst, dx, dy, roi); st != vekStsOk) return st;
-    const auto index = (static_cast<Vek32u>(roi.width * 2) & 48) | position;  // luma_index_8u
-    return luma_interp_kernels().luma_8u[index](pSrc, srcStep, pDst, dstStep, roi.height);
+    return luma_interp_kernels().luma_8u[luma_width_row_8u(roi.width) | position](pSrc, srcStep, pDst, dstStep,
+                                                                                roi.height);
 }
 
 VekStatus vekiInterpolateLumaTop_H264_8u_C1R(const Vek8u* pSrc, Vek32s srcStep, Vek8u* pDst, Vek32s dstStep,

@@ -30,11 +30,14 @@ using LumaInterp8uFn = VekStatus(const Vek8u* src, Vek32s srcStep, Vek8u* dst, V
 using LumaInterp16uFn = void(const Vek16u* src, Vek32s srcStep, Vek16u* dst, Vek32s dstStep, Vek32s width,
                              Vek32s height, Vek32s bitDepth);
 
-// Index of the 8-bit table: the width class in bits 4-5, so a width that is
-// not 4, 8 or 16 runs the kernel of the class its bits select.
-constexpr int luma_index_8u(int width, int dx, int dy) { return ((width * 2) & 48) | (4 * dy) | dx; }
+// Index of the 8-bit table: the width class in bits 4-5 (its row), so a width
+// that is not 4, 8 or 16 runs the kernel of the class its bits select.
+constexpr unsigned luma_width_row_8u(int width) { return static_cast<unsigned>(width * 2) & 48; }
+constexpr int luma_index_8u(int width, int dx, int dy) {
+    return static_cast<int>(luma_width_row_8u(width)) | (4 * dy) | dx;
+}
 // Columns an 8-bit kernel of a width's class writes.
-constexpr int luma_class_width(int width) { return std::min(4 << (((width * 2) & 48) >> 4), 16); }
+constexpr int luma_class_width(int width) { return std::min(4 << (luma_width_row_8u(width) >> 4), 16); }
 
 struct LumaInterpTable {
     // h264_interpolate_luma_type_table_8u: 64 kernels, by luma_index_8u.
